@@ -1,0 +1,45 @@
+#pragma once
+
+#include <vector>
+
+#include "FormatDescriptor.h"
+#include "List.h"
+#include "MediaTypes.h"
+#include "StandardAllocator.h"
+#include "Variant.h"
+
+namespace Tavro {
+
+class GraphSessionInterface;
+class SettingsInterface;  // the host's own
+
+using FormatList = List<FormatDescriptor, StandardAllocator<Node<FormatDescriptor>>>;
+
+/// The facet of a component that the graph drives. The bodies here answer false; a component
+/// overrides what it supports. [host-thread]
+class ComponentInterface {
+ public:
+  ComponentInterface() = default;
+  ComponentInterface(const ComponentInterface&) = delete;
+  ComponentInterface& operator=(const ComponentInterface&) = delete;
+
+  virtual ~ComponentInterface() = default;
+  virtual bool create(GraphSessionInterface* session);  // once, before the component is used
+  virtual bool destroy();                               // once, before it is destroyed
+  virtual bool sendEvent(unsigned id, _Variant* value);
+  virtual bool checkEvent(unsigned id, _Variant* value);
+  virtual bool readQuery(unsigned id, _Variant* value);
+  virtual bool writeQuery(unsigned id, _Variant* value);
+
+  /// Appends the formats that ports of the given kind take or give.
+  virtual bool getSupportedFormats(SettingsInterface* settings, MediaType mediaType,
+                                   DataModel dataModel, PortType portType, FormatList* out);
+
+  /// Appends the keys of the information entries; they live as long as the component.
+  virtual bool getInfoKeys(std::vector<const char*>* keys) = 0;
+
+  /// Copies an entry; a string stays the component's own. False, `*out` untouched: no such key.
+  virtual bool getInfo(const char* key, _Variant* out) = 0;
+};
+
+}  // namespace Tavro

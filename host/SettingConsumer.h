@@ -1,0 +1,15 @@
+#pragma once
+
+#include "Setting.h"
+#include "Variant.h"
+
+namespace Tavro {
+
+/// Hears of setting changes once registered with a session. [host-thread]
+class SettingConsumer {
+ public:
+  virtual ~SettingConsumer() = default;
+  virtual void settingChanged(const Setting& setting, _Variant* value) = 0;
+};
+
+}  // namespace Tavro

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Tavro {
+
+/// Tagged value carried by events, checks, queries, settings and information entries. `{}` fills
+/// it with zeros; pointers travel in `value` by reinterpret_cast.
+struct _Variant {
+  std::uint8_t type;
+  std::uintptr_t value;
+};
+
+/// What `_Variant::value` holds.
+namespace VariantType {
+inline constexpr std::uint8_t kUInt8 = 2;         // low byte of the value word
+inline constexpr std::uint8_t kUInt32 = 5;        // low 32 bits of the value word
+inline constexpr std::uint8_t kNarrowText = 0xb;  // NarrowString*
+inline constexpr std::uint8_t kWideText = 0xd;    // WideString*
+inline constexpr std::uint8_t kObject = 0xe;      // pointer to an object
+}  // namespace VariantType
+
+}  // namespace Tavro
