@@ -1,0 +1,340 @@
+#include "time/Scheduler.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <tuple>
+#include <utility>
+
+// A turn. The running thread gives it up in wait(), beginJoin() or leave(): under the lock it marks
+// itself and calls dispatch(), which picks the next thread, moves the time to its deadline and
+// opens its gate; then it parks at its own gate. A thread that was not running (its first wait, the
+// end of a join) only marks itself and dispatches if nobody runs.
+//
+// While a join is open only its target is picked, at a standing clock; once the target has left,
+// nobody is, until the joiner closes the join. That keeps the moment at which the joiner comes back
+// independent of how long the operating system takes to join.
+
+namespace Tavro::HostTime {
+namespace {
+
+constexpr std::uint64_t kNanosecondsPerMillisecond = 1'000'000;
+constexpr std::uint64_t kCheckIntervalNs = 1'000'000'000;
+
+// Trivial, so that they can be read up to the very end of a thread.
+thread_local Member* t_member = nullptr;
+thread_local Role t_role = Role::Feeder;
+thread_local const char* t_name = "feeder";
+
+struct LeaveAtExit {
+  ~LeaveAtExit() { Scheduler::instance().leave(std::exchange(t_member, nullptr)); }
+};
+
+void takePart(Member* member) {
+  static thread_local LeaveAtExit leaveAtExit;
+  t_member = member;
+  pthread_getcpuclockid(pthread_self(), &member->cpuClock);
+}
+
+std::uint64_t cpuTimeOf(const Member& member) {
+  timespec used{};
+  if (clock_gettime(member.cpuClock, &used) != 0) {
+    return 0;
+  }
+  return static_cast<std::uint64_t>(used.tv_sec) * 1'000'000'000 +
+         static_cast<std::uint64_t>(used.tv_nsec);
+}
+
+void printAndAbort(const std::string& report) {
+  std::fputs(report.c_str(), stderr);
+  std::abort();
+}
+
+std::string secondsText(std::uint64_t nanoseconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.6f s", static_cast<double>(nanoseconds) / 1e9);
+  return text;
+}
+
+}  // namespace
+
+Scheduler& Scheduler::instance() {
+  // Never destroyed: threads may leave after the statics are gone.
+  static auto* scheduler = new Scheduler;
+  return *scheduler;
+}
+
+void Scheduler::simulate() {
+  std::lock_guard lock(m_lock);
+  if (m_simulated) {
+    return;
+  }
+  m_stallHandler = m_stallHandler ? m_stallHandler : StallHandler(printAndAbort);
+  t_role = Role::Host;
+  t_name = "host";
+  m_master = currentMember();
+  m_running = m_master;
+  m_simulated.store(true, std::memory_order_release);
+}
+
+void Scheduler::enlist(Role role, const char* name) {
+  t_role = role;
+  t_name = name;
+  if (t_member != nullptr) {
+    std::lock_guard lock(m_lock);
+    t_member->role = role;
+    t_member->name = name;
+  }
+}
+
+Member* Scheduler::addMember(Role role, std::string name) {
+  auto member = std::make_unique<Member>();
+  member->id = ++m_lastId;
+  member->role = role;
+  member->name = std::move(name);
+  m_members.push_back(std::move(member));
+  return m_members.back().get();
+}
+
+Member* Scheduler::currentMember() {
+  if (t_member == nullptr) {
+    takePart(addMember(t_role, t_name));
+  }
+  return t_member;
+}
+
+Member* Scheduler::find(MemberId id) {
+  const auto at = std::find_if(m_members.begin(), m_members.end(),
+                               [id](const auto& member) { return member->id == id; });
+  return at != m_members.end() ? at->get() : nullptr;
+}
+
+bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
+  Member* self = nullptr;
+  bool joining = false;
+  {
+    std::lock_guard lock(m_lock);
+    joining = !m_joins.empty();
+    self = currentMember();
+    self->waiting = true;
+    self->what = what;
+    self->deadline = deadline;
+    self->signal = signal;
+    self->signalled = signal != nullptr && signal->m_gate.tryPass();
+    if (self->signalled) {
+      self->deadline = now();
+    } else if (signal != nullptr) {
+      signal->m_waiter = self;
+    }
+    if (m_running == self) {
+      m_running = nullptr;
+    }
+    dispatch();
+    m_joined.notify_all();
+  }
+  park(self);
+  if (joining) {
+    std::this_thread::yield();  // to the joiner, who has yet to tell this thread to end
+  }
+  return self->signalled;
+}
+
+void Scheduler::notify(Signal& signal) {
+  std::lock_guard lock(m_lock);
+  Member* waiter = std::exchange(signal.m_waiter, nullptr);
+  if (waiter == nullptr) {
+    signal.m_gate.open();
+    return;
+  }
+  waiter->signalled = true;
+  waiter->deadline = now();
+  dispatch();
+}
+
+/// Gives the turn to the next thread if nobody has it. The lock is held.
+void Scheduler::dispatch() {
+  if (m_running == nullptr) {
+    if (Member* next = pickNext()) {
+      resume(next);
+    }
+  }
+}
+
+Member* Scheduler::pickNext() {
+  if (!m_joins.empty()) {
+    Member* target = find(m_joins.back().target);
+    return target != nullptr && target->waiting ? target : nullptr;
+  }
+  if (m_master == nullptr) {
+    return nullptr;
+  }
+  Member* next = nullptr;
+  for (const auto& member : m_members) {
+    const auto order = [](const Member& m) { return std::tuple(m.deadline, m.role, m.id); };
+    if (member->waiting && (next == nullptr || order(*member) < order(*next))) {
+      next = member.get();
+    }
+  }
+  if (next != nullptr && next->deadline == kNever) {
+    m_stallHandler(report("nobody is due"));
+    return nullptr;
+  }
+  return next;
+}
+
+void Scheduler::resume(Member* member) {
+  if (m_joins.empty() && member->deadline > now()) {
+    m_now.store(member->deadline, std::memory_order_release);
+  }
+  if (member->signal != nullptr && !member->signalled) {
+    member->signal->m_waiter = nullptr;
+  }
+  member->signal = nullptr;
+  member->waiting = false;
+  m_running = member;
+  ++m_switches;
+  member->gate.open();
+}
+
+/// Until its turn. A parked thread looks now and then whether the running one still moves.
+void Scheduler::park(Member* member) {
+  while (!member->gate.passUntil(monotonicNow() + kCheckIntervalNs)) {
+    checkProgress();
+  }
+}
+
+Member* Scheduler::announce(Role role, std::string name) {
+  std::lock_guard lock(m_lock);
+  Member* member = addMember(role, std::move(name));
+  member->waiting = true;
+  member->deadline = now();
+  member->what = "its start";
+  return member;
+}
+
+void Scheduler::adopt(Member* member) {
+  {
+    std::lock_guard lock(m_lock);
+    takePart(member);
+    dispatch();
+  }
+  park(member);
+}
+
+void Scheduler::leave(Member* member) {
+  std::lock_guard lock(m_lock);
+  if (m_master == member) {
+    m_master = nullptr;
+  }
+  if (m_running == member) {
+    m_running = nullptr;
+  }
+  std::erase_if(m_members, [member](const auto& m) { return m.get() == member; });
+  dispatch();
+}
+
+std::uint64_t Scheduler::lastJoined() {
+  std::lock_guard lock(m_lock);
+  return m_lastId;
+}
+
+MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
+  std::unique_lock lock(m_lock);
+  const auto came = [&] { return m_lastId > after; };
+  return m_joined.wait_for(lock, std::chrono::milliseconds(patienceMs), came) ? after + 1 : 0;
+}
+
+bool Scheduler::beginJoin(MemberId target) {
+  std::lock_guard lock(m_lock);
+  if (find(target) == nullptr) {
+    return false;
+  }
+  Member* self = t_member;
+  m_joins.push_back({self, target});
+  if (m_running == self) {
+    m_running = nullptr;
+  }
+  dispatch();
+  return true;
+}
+
+void Scheduler::endJoin() {
+  Member* self = t_member;
+  {
+    std::lock_guard lock(m_lock);
+    m_joins.pop_back();
+    const bool outermost = std::none_of(m_joins.begin(), m_joins.end(),
+                                        [self](const Join& join) { return join.joiner == self; });
+    if (self != nullptr && outermost) {
+      self->waiting = true;
+      self->deadline = now();
+      self->what = "its turn after a join";
+    } else {
+      self = nullptr;
+    }
+    dispatch();
+  }
+  if (self != nullptr) {
+    park(self);
+  }
+}
+
+void Scheduler::setStallHandler(StallHandler handler) {
+  std::lock_guard lock(m_lock);
+  m_stallHandler = std::move(handler);
+}
+
+void Scheduler::setStallPatience(std::uint64_t milliseconds) {
+  std::lock_guard lock(m_lock);
+  m_patienceMs = milliseconds;
+}
+
+/// Counts how long the one who should move has neither given up its turn nor used the processor.
+/// Only time in which this process was watched counts, so a suspended process is no stall.
+void Scheduler::checkProgress() {
+  std::lock_guard lock(m_lock);
+  const std::uint64_t wall = monotonicNow();
+  if (wall - m_lastCheck < kCheckIntervalNs / 2) {
+    return;
+  }
+  m_lastCheck = wall;
+  const Member* mover =
+      m_running != nullptr ? m_running : (m_joins.empty() ? nullptr : m_joins.back().joiner);
+  const std::uint64_t cpuTime = mover != nullptr ? cpuTimeOf(*mover) : 0;
+  const bool moved = m_switches != m_checkedSwitches || cpuTime != m_checkedCpuTime;
+  m_checkedSwitches = m_switches;
+  m_checkedCpuTime = cpuTime;
+  m_stoodStillMs = moved || mover == nullptr
+                       ? 0
+                       : m_stoodStillMs + kCheckIntervalNs / kNanosecondsPerMillisecond;
+  if (m_stoodStillMs >= m_patienceMs) {
+    m_stoodStillMs = 0;
+    m_stallHandler(report(mover->name + " blocks outside the clock"));
+  }
+}
+
+std::string Scheduler::report(const std::string& headline) {
+  std::string text =
+      "simulated time stands still at " + secondsText(now()) + ": " + headline + "\n";
+  for (const auto& member : m_members) {
+    text += "  " + member->name + " #" + std::to_string(member->id) + ": ";
+    const auto join = std::find_if(m_joins.rbegin(), m_joins.rend(), [&](const Join& candidate) {
+      return candidate.joiner == member.get();
+    });
+    if (member->waiting) {
+      text += std::string("waits for ") + member->what;
+      text +=
+          member->deadline == kNever ? ", without end" : " until " + secondsText(member->deadline);
+    } else if (join != m_joins.rend()) {
+      text += "joins #" + std::to_string(join->target);
+    } else {
+      text += "runs";
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+}  // namespace Tavro::HostTime
