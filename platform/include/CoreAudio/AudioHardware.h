@@ -1,0 +1,106 @@
+#pragma once
+
+/* The hardware abstraction: objects with properties, and devices with I/O procedures. Plain C.
+ * Any thread may call; none of these calls is for a real-time thread. */
+
+#include <CoreAudio/CoreAudioTypes.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef UInt32 AudioObjectID;
+typedef AudioObjectID AudioDeviceID;
+typedef AudioObjectID AudioStreamID;
+typedef UInt32 AudioObjectPropertySelector;
+typedef UInt32 AudioObjectPropertyScope;
+typedef UInt32 AudioObjectPropertyElement;
+
+typedef struct AudioObjectPropertyAddress {
+  AudioObjectPropertySelector mSelector;
+  AudioObjectPropertyScope mScope;
+  AudioObjectPropertyElement mElement;
+} AudioObjectPropertyAddress;
+
+enum { kAudioObjectUnknown = 0, kAudioObjectSystemObject = 1 };
+
+enum {
+  kAudioObjectPropertyScopeGlobal = 0x676C6F62, /* 'glob' */
+  kAudioDevicePropertyScopeInput = 0x696E7074,  /* 'inpt' */
+  kAudioDevicePropertyScopeOutput = 0x6F757470, /* 'outp' */
+  kAudioObjectPropertyElementMaster = 0
+};
+
+enum {
+  /* of the system object */
+  kAudioHardwarePropertyDevices = 0x64657623,             /* 'dev#' AudioDeviceID[] */
+  kAudioHardwarePropertyDefaultOutputDevice = 0x644F7574, /* 'dOut' AudioDeviceID, settable */
+  /* of a device */
+  kAudioDevicePropertyStreams = 0x73746D23,                /* 'stm#' AudioStreamID[] */
+  kAudioDevicePropertyPreferredChannelLayout = 0x73726E64, /* 'srnd' AudioChannelLayout */
+  kAudioDevicePropertyNominalSampleRate = 0x6E737274,      /* 'nsrt' Float64 */
+  kAudioDevicePropertyBufferFrameSize = 0x6673697A,        /* 'fsiz' UInt32, frames */
+  kAudioDevicePropertyLatency = 0x6C746E63,                /* 'ltnc' UInt32, frames */
+  kAudioDevicePropertyDeviceIsRunning = 0x676F696E,        /* 'goin' UInt32 */
+  kAudioDevicePropertyDeviceIsAlive = 0x6C69766E,          /* 'livn' UInt32 */
+  /* of a stream */
+  kAudioStreamPropertyPhysicalFormat = 0x70667420,          /* 'pft ' settable */
+  kAudioStreamPropertyAvailablePhysicalFormats = 0x70667461 /* 'pfta' ranged descriptions */
+};
+
+enum {
+  kAudioHardwareUnspecifiedError = 0x77686174,          /* 'what' */
+  kAudioHardwareNotRunningError = 0x73746F70,           /* 'stop' */
+  kAudioHardwareUnknownPropertyError = 0x77686F3F,      /* 'who?' */
+  kAudioHardwareBadPropertySizeError = 0x2173697A,      /* '!siz' */
+  kAudioHardwareIllegalOperationError = 0x6E6F7065,     /* 'nope' */
+  kAudioHardwareBadObjectError = 0x216F626A,            /* '!obj' */
+  kAudioHardwareBadDeviceError = 0x21646576,            /* '!dev' */
+  kAudioHardwareBadStreamError = 0x21737472,            /* '!str' */
+  kAudioHardwareUnsupportedOperationError = 0x756E6F70, /* 'unop' */
+  kAudioDeviceUnsupportedFormatError = 0x21646174,      /* '!dat' */
+  kAudioDevicePermissionsError = 0x21686F67             /* '!hog': in use elsewhere */
+};
+
+OSStatus AudioObjectGetPropertyDataSize(AudioObjectID inObjectID,
+                                        const AudioObjectPropertyAddress* inAddress,
+                                        UInt32 inQualifierDataSize, const void* inQualifierData,
+                                        UInt32* outDataSize);
+
+/* ioDataSize: bytes at outData on the way in, bytes written on the way out. */
+OSStatus AudioObjectGetPropertyData(AudioObjectID inObjectID,
+                                    const AudioObjectPropertyAddress* inAddress,
+                                    UInt32 inQualifierDataSize, const void* inQualifierData,
+                                    UInt32* ioDataSize, void* outData);
+
+OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,
+                                    const AudioObjectPropertyAddress* inAddress,
+                                    UInt32 inQualifierDataSize, const void* inQualifierData,
+                                    UInt32 inDataSize, const void* inData);
+
+/* Called on the device's I/O thread once a cycle, with one zeroed buffer per output stream. */
+typedef OSStatus (*AudioDeviceIOProc)(AudioObjectID inDevice, const AudioTimeStamp* inNow,
+                                      const AudioBufferList* inInputData,
+                                      const AudioTimeStamp* inInputTime,
+                                      AudioBufferList* outOutputData,
+                                      const AudioTimeStamp* inOutputTime, void* inClientData);
+
+/* The same procedure may be registered more than once, with other client data: an identifier
+ * names one registration. */
+typedef AudioDeviceIOProc AudioDeviceIOProcID;
+
+OSStatus AudioDeviceCreateIOProcID(AudioObjectID inDevice, AudioDeviceIOProc inProc,
+                                   void* inClientData, AudioDeviceIOProcID* outIOProcID);
+
+/* Stops it first if it runs. No call of the procedure is under way or comes after the return. */
+OSStatus AudioDeviceDestroyIOProcID(AudioObjectID inDevice, AudioDeviceIOProcID inIOProcID);
+
+OSStatus AudioDeviceStart(AudioObjectID inDevice, AudioDeviceIOProcID inProcID);
+
+/* No call of the procedure is under way or comes after the return, unless the procedure itself
+ * makes this call. */
+OSStatus AudioDeviceStop(AudioObjectID inDevice, AudioDeviceIOProcID inProcID);
+
+#ifdef __cplusplus
+}
+#endif

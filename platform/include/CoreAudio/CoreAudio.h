@@ -1,0 +1,4 @@
+#pragma once
+
+#include <CoreAudio/AudioHardware.h>
+#include <CoreAudio/CoreAudioTypes.h>
