@@ -1,0 +1,28 @@
+#include "coreaudio/CoreAudioOutput.h"
+
+#include <memory>
+
+namespace Tavro {
+
+CoreAudioOutput::CoreAudioOutput(PluginContext* context)
+    : AudioOutput<CoreAudioOutput>(context, L"Core Audio Output", "Audio|Renderer|CoreAudio") {
+  auto port = std::make_unique<CoreAudioPort>(this);
+  setInputPort(port.get());
+  m_thread = new boost::thread(&CoreAudioOutput::feederLoop, this);
+  port.release();  // m_port owns it from here on
+}
+
+CoreAudioOutput::~CoreAudioOutput() {
+  m_stopThread = true;
+  m_thread->join();
+  delete m_thread;
+  m_thread = nullptr;
+  teardown();  // the host may not have disconnected; no callback may come from here on
+  delete m_port;
+}
+
+void CoreAudioOutput::setInputPort(AudioPort* port) { m_port = static_cast<CoreAudioPort*>(port); }
+
+CoreAudioOutput::AudioPort* CoreAudioOutput::getInputPort() { return m_port; }
+
+}  // namespace Tavro

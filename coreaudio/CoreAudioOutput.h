@@ -1,0 +1,135 @@
+#pragma once
+
+#include <AudioToolbox/AudioToolbox.h>
+#include <AudioUnit/AudioUnit.h>
+#include <CoreAudio/CoreAudio.h>
+
+#include <boost/thread.hpp>
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+
+#include "host/TavroCore.h"
+#include "output/AudioOutput.h"
+
+namespace Tavro {
+
+/// The audio output of the platform. PCM plays through a graph of one default output unit, whose
+/// render callback drains the buffer queue in step with the graph clock; AC-3 bursts go untouched
+/// through an I/O procedure of the default output device. The output is only ever built by a
+/// property write on the input port.
+///
+/// The feeder thread lives from construction to destruction and sleeps while there is nothing to
+/// do. The destructor joins it, gives back whatever is still registered with the platform, and then
+/// destroys the port.
+class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
+ public:
+  class CoreAudioPort;
+
+  explicit CoreAudioOutput(PluginContext* context);
+  ~CoreAudioOutput() override;
+
+  void settingChanged(const Setting& setting, _Variant* value) override;
+  std::uint8_t getVolume() override;
+  bool setVolume(std::uint8_t volume) override;
+  bool isRunning() override;
+  bool getSupportedFormats(SettingsInterface* settings, MediaType mediaType, DataModel dataModel,
+                           PortType portType, FormatList* formats) override;
+
+  /// The bodies of the two callbacks, called by the platform while it knows this component.
+  void renderPcm(AudioUnitRenderActionFlags* flags, UInt32 frames, AudioBufferList* target);
+  void renderPassthrough(AudioBufferList* outputData);
+
+ private:
+  friend class RenderPass;
+
+  void setInputPort(AudioPort* port) override;
+  AudioPort* getInputPort() override;
+
+  void feederLoop();  // [feeder-thread]
+  MediaBuffer* pullFromPeer(bool& peerThere);
+  void queueOrDrop(MediaBuffer* buffer);
+  bool dropIfLate(MediaBuffer* buffer);
+
+  // The output's life. [host-thread]
+  OSStatus buildGraph(bool passthrough);
+  OSStatus teardown();
+  OSStatus reset();
+  OSStatus start();
+  OSStatus stop();
+
+  bool fillStreamFormat();
+  OSStatus buildPcmGraph();
+  void swapSurroundPairs();
+  void endPassthrough();
+
+  OSStatus startPassthrough();
+  bool selectPhysicalFormat();
+  bool selectFormatOfStream(AudioStreamID stream);
+  void savePhysicalFormat();
+  OSStatus setPhysicalFormat(const AudioStreamBasicDescription& format);
+
+  bool isGraphRunning();  // under m_graphLock
+  std::uint32_t maximumChannels();
+
+  /// Reads one property into a block from malloc(), the caller's to free(). Answers its bytes; 0
+  /// after any failure, with `*data` null or untouched.
+  UInt32 readObjectProperty(AudioObjectID object, AudioObjectPropertySelector selector,
+                            AudioObjectPropertyScope scope, void** data);
+
+  CoreAudioPort* m_port = nullptr;  // owned; destroyed last, when nobody can look at it any more
+
+  std::atomic<bool> m_passthroughActive{false};
+  AudioDeviceIOProcID m_ioProcId = nullptr;
+  UInt32 m_outputStreamIndex = 0;  // written before the I/O procedure exists
+  std::optional<AudioStreamBasicDescription> m_savedPhysicalFormat;  // empty: nothing to restore
+  AudioStreamID m_outputStreamId = kAudioObjectUnknown;
+
+  // Changed under m_graphLock, so that nobody asks or sets anything of a graph or unit that is
+  // being disposed of. Whether there is a graph is also looked at without the lock.
+  std::atomic<AUGraph> m_graph{nullptr};
+  AudioUnit m_outputUnit = nullptr;
+  AUNode m_outputNode = 0;
+
+  AudioStreamBasicDescription m_streamFormat{};  // constant while callbacks can come
+  AudioDeviceID m_deviceId = kAudioObjectUnknown;
+
+  boost::recursive_mutex m_configLock;  // the port's connection and the configuration
+  boost::recursive_mutex m_graphLock;   // the handles of the graph and the unit
+
+  std::atomic<bool> m_stopThread{false};
+};
+
+/// The input port: what the host writes, asks and sends goes to the owner. [host-thread]
+class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::AudioPort {
+ public:
+  explicit CoreAudioPort(CoreAudioOutput* owner) : AudioPort(owner) {}
+
+  bool checkEvent(unsigned id, _Variant* value) override;
+  bool sendEvent(unsigned id, _Variant* value) override;
+  bool readQuery(unsigned id, _Variant* value) override;
+  bool writeQuery(unsigned id, _Variant* value) override;
+
+  bool m_passthrough = false;  // the mode of the last usable write
+
+ private:
+  bool configure(_Variant* value, bool passthrough);
+  bool canBuild(bool passthrough) const;
+  bool isReady();
+  void connect(PortInterface* peer);
+  void disconnect();
+};
+
+// The callbacks as the platform wants them; the component is their reference value.
+OSStatus pcmRenderCallback(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags,
+                           const AudioTimeStamp* inTimeStamp, UInt32 inBusNumber,
+                           UInt32 inNumberFrames, AudioBufferList* ioData);
+OSStatus passthroughIOProc(AudioObjectID device, const AudioTimeStamp* now,
+                           const AudioBufferList* inputData, const AudioTimeStamp* inputTime,
+                           AudioBufferList* outputData, const AudioTimeStamp* outputTime,
+                           void* clientData);
+
+extern template class AudioOutput<CoreAudioOutput>;
+
+}  // namespace Tavro

@@ -1,0 +1,196 @@
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <utility>
+
+#include "coreaudio/CoreAudioOutput.h"
+
+// The life of the output. The PCM path is a graph of one node, the default output unit; it is built
+// and torn down by the host's thread under m_configLock, or by the port's events. Teardown takes
+// the handles away under m_graphLock before it disposes of them; closing the graph returns when no
+// callback is under way and none will come.
+
+namespace Tavro {
+namespace {
+
+constexpr AudioComponentDescription kDefaultOutputUnit = {
+    kAudioUnitType_Output, kAudioUnitSubType_DefaultOutput, kAudioUnitManufacturer_Apple, 0, 0};
+
+constexpr OSStatus kUnexpectedSize = -1;
+
+struct Free {
+  void operator()(void* block) const { std::free(block); }
+};
+
+}  // namespace
+
+OSStatus CoreAudioOutput::buildGraph(bool passthrough) {
+  m_synced = false;
+  forgetLastCallback();
+  m_playing = false;
+  if (passthrough) {
+    return startPassthrough();
+  }
+  const OSStatus status =
+      fillStreamFormat() ? buildPcmGraph() : OSStatus{kAudioUnitErr_FormatNotSupported};
+  if (status != noErr) {
+    teardown();
+  }
+  return status;
+}
+
+/// What the render callback will produce. False for a format without bytes or without a rate.
+bool CoreAudioOutput::fillStreamFormat() {
+  m_streamFormat = {};
+  if (m_port->m_format == nullptr) {
+    return false;
+  }
+  const AudioProperties& properties = m_port->m_properties;
+  const std::uint32_t code = m_port->m_format->formatCode;
+  const bool isFloat = code == FormatCode::kFloat;
+
+  m_streamFormat.mFormatFlags =
+      kAudioFormatFlagIsPacked |
+      (isFloat ? kAudioFormatFlagIsFloat : kAudioFormatFlagIsSignedInteger);
+  if (code == FormatCode::kBigEndian) {
+    m_streamFormat.mFormatFlags |= kAudioFormatFlagIsBigEndian;
+  }
+  m_streamFormat.mBitsPerChannel = isFloat ? 32 : properties.m_bitsPerSample;
+  m_streamFormat.mFormatID = kAudioFormatLinearPCM;
+  m_streamFormat.mSampleRate = properties.m_sampleRate;
+  m_streamFormat.mChannelsPerFrame = properties.m_channels;
+  m_streamFormat.mBytesPerFrame = properties.m_channels * (m_streamFormat.mBitsPerChannel / 8);
+  m_streamFormat.mBytesPerPacket = m_streamFormat.mBytesPerFrame;
+  m_streamFormat.mFramesPerPacket = 1;
+
+  const boost::recursive_mutex::scoped_lock lock(m_clockLock);
+  m_bytesPerSecond =
+      properties.m_sampleRate * properties.m_channels * (m_streamFormat.mBitsPerChannel / 8);
+  return m_streamFormat.mBytesPerFrame != 0 && properties.m_sampleRate != 0;
+}
+
+OSStatus CoreAudioOutput::buildPcmGraph() {
+  AUGraph graph = nullptr;
+  OSStatus status = NewAUGraph(&graph);
+  {
+    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+    m_graph = graph;
+  }
+  if (status == noErr) status = AUGraphAddNode(graph, &kDefaultOutputUnit, &m_outputNode);
+  if (status == noErr) status = AUGraphOpen(graph);
+  AudioUnit unit = nullptr;
+  if (status == noErr) status = AUGraphNodeInfo(graph, m_outputNode, nullptr, &unit);
+  {
+    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+    m_outputUnit = unit;
+  }
+  if (status == noErr) status = AUGraphInitialize(graph);
+  if (status == noErr) {
+    status = AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
+                                  &m_streamFormat, sizeof m_streamFormat);
+  }
+  if (status == noErr) {
+    const AURenderCallbackStruct callback = {pcmRenderCallback, this};
+    status = AudioUnitSetProperty(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
+                                  0, &callback, sizeof callback);
+  }
+  if (status != noErr) {
+    return status;
+  }
+  UInt32 size = sizeof m_deviceId;
+  status = AudioUnitGetProperty(unit, kAudioOutputUnitProperty_CurrentDevice,
+                                kAudioUnitScope_Global, 0, &m_deviceId, &size);
+  if (status != noErr) {
+    return status;
+  }
+  if (size != sizeof m_deviceId) {
+    return kUnexpectedSize;
+  }
+  swapSurroundPairs();
+  return noErr;
+}
+
+/// A device of eight or more channels has its side pair before its rear pair, the stream has them
+/// the other way round. Without success the unit's own map is used.
+void CoreAudioOutput::swapSurroundPairs() {
+  UInt32 size = 0;
+  if (AudioUnitGetPropertyInfo(m_outputUnit, kAudioOutputUnitProperty_ChannelMap,
+                               kAudioUnitScope_Output, 0, &size, nullptr) != noErr ||
+      size / sizeof(SInt32) < 8) {
+    return;
+  }
+  const std::unique_ptr<SInt32, Free> map(static_cast<SInt32*>(std::calloc(1, size)));
+  UInt32 sizeRead = size;
+  if (map == nullptr ||
+      AudioUnitGetProperty(m_outputUnit, kAudioOutputUnitProperty_ChannelMap,
+                           kAudioUnitScope_Output, 0, map.get(), &sizeRead) != noErr) {
+    return;
+  }
+  SInt32* entries = map.get();
+  entries[4] = 6;
+  entries[5] = 7;
+  entries[6] = 4;
+  entries[7] = 5;
+  AudioUnitSetProperty(m_outputUnit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,
+                       entries, size);
+}
+
+OSStatus CoreAudioOutput::teardown() {
+  AUGraph graph = nullptr;
+  {
+    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+    graph = m_graph.exchange(nullptr);
+    m_outputUnit = nullptr;
+  }
+  if (graph != nullptr) {
+    AUGraphClose(graph);
+    DisposeAUGraph(graph);
+  }
+  m_playing = false;
+  m_outputNode = 0;
+  if (m_passthroughActive) {
+    endPassthrough();
+  }
+  m_deviceId = kAudioObjectUnknown;
+  m_synced = false;
+  forgetLastCallback();
+  m_streamFormat = {};
+  const boost::recursive_mutex::scoped_lock lock(m_configLock);
+  clearQueue();
+  return noErr;
+}
+
+OSStatus CoreAudioOutput::reset() {
+  {
+    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+    if (m_graph != nullptr) {
+      AudioUnitReset(m_outputUnit, kAudioUnitScope_Input, 0);
+    }
+  }
+  m_playing = false;
+  const boost::recursive_mutex::scoped_lock lock(m_configLock);
+  clearQueue();
+  m_synced = false;
+  forgetLastCallback();
+  return noErr;
+}
+
+OSStatus CoreAudioOutput::stop() {
+  if (const AUGraph graph = m_graph) {
+    m_playing = false;
+    forgetLastCallback();
+    AUGraphStop(graph);
+    forgetLastCallback();  // a last callback may have come before the graph stood still
+  }
+  return noErr;
+}
+
+OSStatus CoreAudioOutput::start() {
+  if (const AUGraph graph = m_graph) {
+    m_playing = true;
+    AUGraphStart(graph);
+  }
+  return noErr;
+}
+
+}  // namespace Tavro

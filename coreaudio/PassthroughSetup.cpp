@@ -1,0 +1,145 @@
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <memory>
+
+#include "coreaudio/CoreAudioOutput.h"
+
+// The passthrough path: a stream of the default output device is switched to an AC-3 format that
+// fits, and an I/O procedure of this component is started on the device. On the host's thread, with
+// m_configLock held by the configuration.
+
+namespace Tavro {
+namespace {
+
+constexpr OSStatus kFormatError = 0x666D743F;  // 'fmt?'
+
+constexpr std::array<AudioFormatID, 4> kAc3Formats = {
+    0x49414333,  // 'IAC3'
+    0x69616333,  // 'iac3'
+    kAudioFormat60958AC3,
+    kAudioFormatAC3,
+};
+
+struct Free {
+  void operator()(void* block) const { std::free(block); }
+};
+
+/// The elements of a property whose value is an array.
+template <class Element>
+struct PropertyArray {
+  std::unique_ptr<void, Free> block;
+  UInt32 count = 0;
+  const Element* begin() const { return static_cast<const Element*>(block.get()); }
+  const Element* end() const { return begin() + count; }
+};
+
+template <class Element>
+PropertyArray<Element> toArray(void* block, UInt32 bytes) {
+  return {std::unique_ptr<void, Free>(block), static_cast<UInt32>(bytes / sizeof(Element))};
+}
+
+bool matches(const AudioStreamBasicDescription& format, const AudioProperties& properties) {
+  return std::find(kAc3Formats.begin(), kAc3Formats.end(), format.mFormatID) != kAc3Formats.end() &&
+         format.mSampleRate == static_cast<Float64>(properties.m_sampleRate) &&
+         format.mChannelsPerFrame == properties.m_channels;
+}
+
+}  // namespace
+
+/// A failure leaves the stream as far as it was switched; nothing is undone but the procedure.
+OSStatus CoreAudioOutput::startPassthrough() {
+  if (!selectPhysicalFormat()) {
+    return kFormatError;
+  }
+  savePhysicalFormat();
+  if (setPhysicalFormat(m_streamFormat) != noErr ||
+      AudioDeviceCreateIOProcID(m_deviceId, passthroughIOProc, this, &m_ioProcId) != noErr) {
+    return kFormatError;
+  }
+  if (AudioDeviceStart(m_deviceId, m_ioProcId) != noErr) {
+    AudioDeviceDestroyIOProcID(m_deviceId, m_ioProcId);
+    return kFormatError;
+  }
+  m_passthroughActive = true;
+  return noErr;
+}
+
+/// The first stream in the device's order that offers a fitting format, and its first such format.
+/// Nothing of the component changes when there is none.
+bool CoreAudioOutput::selectPhysicalFormat() {
+  void* block = nullptr;
+  UInt32 bytes =
+      readObjectProperty(kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice,
+                         kAudioObjectPropertyScopeGlobal, &block);
+  const auto devices = toArray<AudioDeviceID>(block, bytes);
+  if (devices.count == 0) {
+    return false;
+  }
+  const AudioDeviceID device = *devices.begin();
+
+  block = nullptr;
+  bytes = readObjectProperty(device, kAudioDevicePropertyStreams, kAudioDevicePropertyScopeOutput,
+                             &block);
+  const auto streams = toArray<AudioStreamID>(block, bytes);
+  for (UInt32 index = 0; index < streams.count; ++index) {
+    const AudioStreamID stream = streams.begin()[index];
+    if (selectFormatOfStream(stream)) {
+      m_outputStreamId = stream;
+      m_outputStreamIndex = index;
+      m_deviceId = device;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool CoreAudioOutput::selectFormatOfStream(AudioStreamID stream) {
+  void* block = nullptr;
+  const UInt32 bytes = readObjectProperty(stream, kAudioStreamPropertyAvailablePhysicalFormats,
+                                          kAudioObjectPropertyScopeGlobal, &block);
+  const auto offers = toArray<AudioStreamRangedDescription>(block, bytes);
+  const auto offer =
+      std::find_if(offers.begin(), offers.end(), [this](const AudioStreamRangedDescription& o) {
+        return matches(o.mFormat, m_port->m_properties);
+      });
+  if (offer == offers.end()) {
+    return false;
+  }
+  m_streamFormat = offer->mFormat;
+  return true;
+}
+
+/// Remembers the chosen stream's format for the teardown; what cannot be read is not restored.
+void CoreAudioOutput::savePhysicalFormat() {
+  void* block = nullptr;
+  const UInt32 bytes = readObjectProperty(m_outputStreamId, kAudioStreamPropertyPhysicalFormat,
+                                          kAudioObjectPropertyScopeGlobal, &block);
+  const auto current = toArray<AudioStreamBasicDescription>(block, bytes);
+  m_savedPhysicalFormat.reset();
+  if (current.count != 0) {
+    m_savedPhysicalFormat = *current.begin();
+  }
+}
+
+OSStatus CoreAudioOutput::setPhysicalFormat(const AudioStreamBasicDescription& format) {
+  constexpr AudioObjectPropertyAddress kAddress = {kAudioStreamPropertyPhysicalFormat,
+                                                   kAudioObjectPropertyScopeGlobal,
+                                                   kAudioObjectPropertyElementMaster};
+  return AudioObjectSetPropertyData(m_outputStreamId, &kAddress, 0, nullptr, sizeof format,
+                                    &format);
+}
+
+/// Undoes a started path: no call of the procedure comes after it, and the stream has its former
+/// format.
+void CoreAudioOutput::endPassthrough() {
+  AudioDeviceStop(m_deviceId, m_ioProcId);
+  AudioDeviceDestroyIOProcID(m_deviceId, m_ioProcId);
+  if (m_savedPhysicalFormat) {
+    setPhysicalFormat(*m_savedPhysicalFormat);
+  }
+  m_savedPhysicalFormat.reset();
+  m_passthroughActive = false;
+}
+
+}  // namespace Tavro

@@ -1,0 +1,45 @@
+#include "coreaudio/CoreAudioOutput.h"
+#include "output/Settings.h"
+
+// The unit's parameter is the only store of the volume. A setting may change on one host thread
+// while another tears the output down: m_graphLock is held across the parameter's call, and
+// teardown takes the unit away under it.
+
+namespace Tavro {
+namespace {
+
+constexpr float kPercent = 100.0F;
+
+}  // namespace
+
+/// The channel limit is not taken from changes: what counts is the device.
+void CoreAudioOutput::settingChanged(const Setting& setting, _Variant* value) {
+  if (isVolume(setting, value)) {
+    setVolume(static_cast<std::uint8_t>(value->value));
+  }
+}
+
+bool CoreAudioOutput::setVolume(std::uint8_t volume) {
+  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+  if (m_outputUnit == nullptr) {
+    return true;
+  }
+  float gain = static_cast<float>(volume) / kPercent;
+  if (static_cast<double>(gain) > 1.0) {
+    gain = 1.0F;
+  }
+  return AudioUnitSetParameter(m_outputUnit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0,
+                               gain, 0) == noErr;
+}
+
+std::uint8_t CoreAudioOutput::getVolume() {
+  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+  float gain = 0.0F;
+  if (m_outputUnit == nullptr || AudioUnitGetParameter(m_outputUnit, kHALOutputParam_Volume,
+                                                       kAudioUnitScope_Global, 0, &gain) != noErr) {
+    return 0;
+  }
+  return static_cast<std::uint8_t>(static_cast<int>(gain * kPercent));
+}
+
+}  // namespace Tavro

@@ -1,0 +1,126 @@
+#include "feed/BufferQueue.h"
+
+#include "coreaudio/CoreAudioOutput.h"
+
+namespace Tavro {
+namespace {
+
+// The feeder's limit of ten, and the one that a consumer may have in hand.
+constexpr std::size_t kReservedRecords = 11;
+
+}  // namespace
+
+BufferQueue::BufferQueue() : m_ring(kReservedRecords) {}
+
+void BufferQueue::pushBack(const QueuedBuffer& record) {
+  if (m_count == m_ring.size()) {
+    std::vector<QueuedBuffer> larger(2 * m_ring.size());
+    for (std::size_t i = 0; i < m_count; ++i) {
+      larger[i] = at(i);
+    }
+    m_ring.swap(larger);
+    m_front = 0;
+  }
+  at(m_count) = record;
+  ++m_count;
+}
+
+bool BufferQueue::take(QueuedBuffer& record) {
+  if (m_count == 0) {
+    return false;
+  }
+  record = at(0);
+  m_frontTaken = true;
+  return true;
+}
+
+bool BufferQueue::pop() {
+  if (!m_frontTaken) {
+    return false;
+  }
+  m_frontTaken = false;
+  m_front = (m_front + 1) % m_ring.size();
+  --m_count;
+  return true;
+}
+
+bool BufferQueue::putBack(const QueuedBuffer& record) {
+  if (!m_frontTaken) {
+    return false;
+  }
+  m_frontTaken = false;
+  at(0) = record;
+  return true;
+}
+
+void BufferQueue::clear() {
+  for (std::size_t i = m_frontTaken ? 1 : 0; i < m_count; ++i) {
+    at(i).release();
+  }
+  m_count = 0;
+  m_frontTaken = false;
+}
+
+// The component's side: the same steps under its queue lock, one short block each.
+
+template <class T>
+std::uint32_t AudioOutput<T>::queuedCount() {
+  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  return m_queue.count();
+}
+
+template <class T>
+void AudioOutput<T>::pushBack(const QueuedBuffer& record) {
+  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  m_queue.pushBack(record);
+}
+
+template <class T>
+bool AudioOutput<T>::takeFront(QueuedBuffer& record) {
+  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  return m_queue.take(record);
+}
+
+template <class T>
+bool AudioOutput<T>::popFront() {
+  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  return m_queue.pop();
+}
+
+template <class T>
+bool AudioOutput<T>::popFrontAndTakeNext(QueuedBuffer& next) {
+  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  const bool popped = m_queue.pop();
+  if (!m_queue.take(next)) {
+    next = QueuedBuffer{};
+  }
+  return popped;
+}
+
+template <class T>
+bool AudioOutput<T>::putBackFront(QueuedBuffer& record) {
+  {
+    const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+    if (m_queue.putBack(record)) {
+      return true;
+    }
+  }
+  record.release();
+  return false;
+}
+
+template <class T>
+void AudioOutput<T>::clearQueue() {
+  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  m_queue.clear();
+}
+
+template std::uint32_t AudioOutput<CoreAudioOutput>::queuedCount();
+template void AudioOutput<CoreAudioOutput>::pushBack(const QueuedBuffer&);
+template bool AudioOutput<CoreAudioOutput>::takeFront(QueuedBuffer&);
+template bool AudioOutput<CoreAudioOutput>::popFront();
+template bool AudioOutput<CoreAudioOutput>::popFrontAndTakeNext(QueuedBuffer&);
+template bool AudioOutput<CoreAudioOutput>::putBackFront(QueuedBuffer&);
+template void AudioOutput<CoreAudioOutput>::clearQueue();
+
+}  // namespace Tavro

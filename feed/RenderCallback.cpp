@@ -1,0 +1,230 @@
+#include <algorithm>
+#include <cstring>
+
+#include "coreaudio/CoreAudioOutput.h"
+
+// The PCM render callback: fills the requested frames from the queue, in step with the graph clock.
+// Out of step (not synced), the front buffer is lined up with the clock: early, it waits behind
+// silence; wholly late, it is dropped; partly late, it is entered where the clock is. In step, the
+// clock is not asked: buffers follow one another as long as none starts more than 10 ms after the
+// end of the one before.
+//
+// Locks: the queue's around each single queue step, the counters' once at the end. The bytes are
+// copied outside. All media time is unsigned 32-bit milliseconds and wraps.
+
+namespace Tavro {
+namespace {
+
+constexpr std::uint32_t kLargestGapMs = 10;
+
+}  // namespace
+
+/// One call of the callback. The working record is a copy of the taken front of the queue; without
+/// a buffer there is none.
+class RenderPass {
+ public:
+  RenderPass(CoreAudioOutput& output, AudioUnitRenderActionFlags* flags, UInt32 frames,
+             AudioBuffer& target);
+  void run();
+
+ private:
+  enum class Filling { Done, Silence };
+  struct Piece {  // the rest of the working record: where it lies in time
+    std::uint32_t time;
+    std::uint32_t duration;
+  };
+
+  bool begin();
+  Filling fill();
+  bool startsTooLate() const;
+  bool isWhollyLate() const;
+  void dropFront();
+  void playFront();
+  void enterAtClock(Piece& piece);
+  void finishFront();
+  void nextFront();
+  void leaveFront();
+  void padWithZeros();
+  void fillWithSilence();
+  void count();
+
+  CoreAudioOutput& m_output;
+  AudioUnitRenderActionFlags* m_flags;
+  AudioBuffer& m_target;
+  const std::uint32_t m_capacity;  // bytes that may be written
+  const std::uint32_t m_bytes;     // requested
+  const std::uint32_t m_now;       // graph time
+  const std::uint64_t m_wall;      // host milliseconds
+  std::uint32_t m_filled = 0;      // bytes
+  QueuedBuffer m_front;
+};
+
+RenderPass::RenderPass(CoreAudioOutput& output, AudioUnitRenderActionFlags* flags, UInt32 frames,
+                       AudioBuffer& target)
+    : m_output(output),
+      m_flags(flags),
+      m_target(target),
+      m_capacity(target.mData != nullptr ? target.mDataByteSize : 0),
+      m_bytes(frames * output.m_streamFormat.mBytesPerFrame),
+      m_now(output.graphTime()),
+      m_wall(GetTimeMS()) {}
+
+void RenderPass::run() {
+  bool silent = !begin() || fill() == Filling::Silence;
+  if (!silent && m_filled == 0) {  // all that was met was late, or empty
+    m_output.m_synced = false;
+    silent = true;
+  }
+  leaveFront();
+  if (silent) {
+    fillWithSilence();
+  } else {
+    padWithZeros();
+  }
+  count();
+}
+
+/// False when the call is silence from the outset.
+bool RenderPass::begin() {
+  if (!m_output.takeFront(m_front)) {
+    return false;  // in step still, if data comes in time
+  }
+  if (m_output.m_port->m_peer == nullptr || m_capacity < m_bytes) {
+    m_output.m_synced = false;
+    return false;
+  }
+  return true;
+}
+
+RenderPass::Filling RenderPass::fill() {
+  while (m_filled < m_bytes && m_front.m_buffer != nullptr) {
+    if (m_front.m_position >= m_front.m_size) {  // an empty buffer has been played at once
+      finishFront();
+    } else if (startsTooLate()) {
+      return Filling::Silence;
+    } else if (isWhollyLate()) {
+      dropFront();
+    } else {
+      playFront();
+    }
+  }
+  return Filling::Done;
+}
+
+/// The front does not follow on from what was played, or is early: it waits.
+bool RenderPass::startsTooLate() const {
+  if (!m_output.m_synced) {
+    return m_front.m_timeStamp > m_now;
+  }
+  if (m_front.m_timeStamp > m_output.m_lastEndTime + kLargestGapMs) {
+    m_output.m_synced = false;
+    return true;
+  }
+  return false;
+}
+
+bool RenderPass::isWhollyLate() const {
+  return !m_output.m_synced && m_front.m_timeStamp != 0 &&
+         m_now > m_front.m_timeStamp + m_front.m_duration;
+}
+
+void RenderPass::dropFront() {
+  m_output.reportBuffer(BufferState::kDroppedLate, m_front.m_buffer);
+  nextFront();
+}
+
+void RenderPass::playFront() {
+  m_front.lockData();
+  Piece piece{};
+  piece.time =
+      m_front.m_timeStamp + static_cast<std::uint32_t>(std::uint64_t{m_front.m_duration} *
+                                                       m_front.m_position / m_front.m_size);
+  piece.duration = m_front.m_duration - (piece.time - m_front.m_timeStamp);
+  if (!m_output.m_synced) {
+    enterAtClock(piece);
+  }
+  const std::uint32_t bytes = std::min(m_front.m_size - m_front.m_position, m_bytes - m_filled);
+  m_output.reportBuffer(BufferState::kPlaying, m_front.m_buffer);
+  std::memcpy(static_cast<std::uint8_t*>(m_target.mData) + m_filled,
+              m_front.m_data + m_front.m_position, bytes);
+  m_front.unlockData();
+  m_filled += bytes;
+  m_front.m_position += bytes;
+  m_output.m_lastEndTime = piece.time + piece.duration;
+  m_output.m_synced = true;
+  if (m_front.m_position == m_front.m_size) {
+    finishFront();
+  } else {
+    leaveFront();
+  }
+}
+
+/// The clock is inside the piece: skips whole frames up to where it is.
+void RenderPass::enterAtClock(Piece& piece) {
+  if (piece.time == 0 || !(piece.time < m_now && m_now < piece.time + piece.duration)) {
+    return;
+  }
+  const std::uint32_t frameBytes = m_output.m_streamFormat.mBytesPerFrame;
+  const std::uint32_t late = m_now - piece.time;
+  const std::uint64_t frames = (m_front.m_size - m_front.m_position) / frameBytes;
+  m_front.m_position += static_cast<std::uint32_t>(frames * late / piece.duration) * frameBytes;
+  piece.time += late;
+  piece.duration -= late;
+}
+
+void RenderPass::finishFront() {
+  m_output.reportBuffer(BufferState::kPlayed, m_front.m_buffer);
+  nextFront();
+}
+
+void RenderPass::nextFront() {
+  m_front.release();
+  if (!m_output.popFrontAndTakeNext(m_front)) {
+    m_output.m_synced = false;  // the queue was cleared meanwhile: line up anew
+  }
+}
+
+/// Puts what is left of the front back into the queue.
+void RenderPass::leaveFront() {
+  if (m_front.m_buffer != nullptr && !m_output.putBackFront(m_front)) {
+    m_output.m_synced = false;  // cleared meanwhile
+  }
+  m_front = {};
+}
+
+void RenderPass::padWithZeros() {
+  std::memset(static_cast<std::uint8_t*>(m_target.mData) + m_filled, 0, m_bytes - m_filled);
+  m_target.mDataByteSize = m_bytes;
+  m_target.mNumberChannels = m_output.m_streamFormat.mChannelsPerFrame;
+}
+
+/// The whole request, or as much as there is room for. Overwrites what was copied in this call.
+void RenderPass::fillWithSilence() {
+  const std::uint32_t bytes = std::min(m_bytes, m_capacity);
+  if (bytes != 0) {
+    std::memset(m_target.mData, 0, bytes);
+  }
+  m_target.mDataByteSize = bytes;
+  m_target.mNumberChannels = m_output.m_streamFormat.mChannelsPerFrame;
+  *m_flags |= kAudioUnitRenderAction_OutputIsSilence;
+}
+
+void RenderPass::count() {
+  const boost::recursive_mutex::scoped_lock lock(m_output.m_clockLock);
+  m_output.m_lastCallbackTime = m_wall;
+  m_output.m_bytesRendered += m_bytes;
+}
+
+void CoreAudioOutput::renderPcm(AudioUnitRenderActionFlags* flags, UInt32 frames,
+                                AudioBufferList* target) {
+  RenderPass(*this, flags, frames, target->mBuffers[0]).run();
+}
+
+OSStatus pcmRenderCallback(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags,
+                           const AudioTimeStamp* /*inTimeStamp*/, UInt32 /*inBusNumber*/,
+                           UInt32 inNumberFrames, AudioBufferList* ioData) {
+  static_cast<CoreAudioOutput*>(inRefCon)->renderPcm(ioActionFlags, inNumberFrames, ioData);
+  return noErr;
+}
+
+}  // namespace Tavro
