@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "time/OneProcessor.h"
 #include "time/Scheduler.h"
 
 namespace Tavro::HostTime {
@@ -16,6 +17,8 @@ std::uint64_t now() {
 }
 
 void enlist(Role role, const char* name) { Scheduler::instance().enlist(role, name); }
+
+void useAnyProcessor() { OneProcessor::instance().roam(); }
 
 void Signal::notify() {
   if (isSimulated()) {

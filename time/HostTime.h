@@ -42,6 +42,11 @@ std::uint64_t now();
 /// is a feeder. Before the thread's first wait.
 void enlist(Role role, const char* name);
 
+/// Taking-part threads share one processor: they take turns anyway, and a turn on the same one
+/// costs a sixth. A thread inherits that from its creator; a helper that does not take part (it
+/// writes a log, say) calls this first to run beside them.
+void useAnyProcessor();
+
 /// Wakes one waitUntil(), now or the next one; signals do not add up.
 class Signal {
  public:

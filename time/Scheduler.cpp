@@ -8,9 +8,11 @@
 #include <tuple>
 #include <utility>
 
+#include "time/OneProcessor.h"
+
 // A turn. The running thread gives it up in wait(), beginJoin() or leave(): under the lock it marks
-// itself and calls dispatch(), which picks the next thread, moves the time to its deadline and
-// opens its gate; then it parks at its own gate. A thread that was not running (its first wait, the
+// itself and calls dispatch(), which picks the next thread and moves the time to its deadline; then
+// it opens that one's gate and passes its own. A thread that was not running (its first wait, the
 // end of a join) only marks itself and dispatches if nobody runs.
 //
 // While a join is open only its target is picked, at a standing clock; once the target has left,
@@ -22,6 +24,12 @@ namespace {
 
 constexpr std::uint64_t kNanosecondsPerMillisecond = 1'000'000;
 constexpr std::uint64_t kCheckIntervalNs = 1'000'000'000;
+
+void open(Member* next) {
+  if (next != nullptr) {
+    next->gate.open();
+  }
+}
 
 // Trivial, so that they can be read up to the very end of a thread.
 thread_local Member* t_member = nullptr;
@@ -36,6 +44,7 @@ void takePart(Member* member) {
   static thread_local LeaveAtExit leaveAtExit;
   t_member = member;
   pthread_getcpuclockid(pthread_self(), &member->cpuClock);
+  OneProcessor::instance().stay();
 }
 
 std::uint64_t cpuTimeOf(const Member& member) {
@@ -72,6 +81,7 @@ void Scheduler::simulate() {
     return;
   }
   m_stallHandler = m_stallHandler ? m_stallHandler : StallHandler(printAndAbort);
+  std::thread([this] { watch(); }).detach();
   t_role = Role::Host;
   t_name = "host";
   m_master = currentMember();
@@ -113,6 +123,7 @@ Member* Scheduler::find(MemberId id) {
 
 bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
   Member* self = nullptr;
+  Member* next = nullptr;
   bool joining = false;
   {
     std::lock_guard lock(m_lock);
@@ -131,10 +142,11 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
     if (m_running == self) {
       m_running = nullptr;
     }
-    dispatch();
+    next = dispatch();
     m_joined.notify_all();
   }
-  park(self);
+  open(next);
+  self->gate.passUntil(kNever);
   if (joining) {
     std::this_thread::yield();  // to the joiner, who has yet to tell this thread to end
   }
@@ -142,24 +154,29 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
 }
 
 void Scheduler::notify(Signal& signal) {
-  std::lock_guard lock(m_lock);
-  Member* waiter = std::exchange(signal.m_waiter, nullptr);
-  if (waiter == nullptr) {
-    signal.m_gate.open();
-    return;
+  Member* next = nullptr;
+  {
+    std::lock_guard lock(m_lock);
+    Member* waiter = std::exchange(signal.m_waiter, nullptr);
+    if (waiter == nullptr) {
+      signal.m_gate.open();
+      return;
+    }
+    waiter->signalled = true;
+    waiter->deadline = now();
+    next = dispatch();
   }
-  waiter->signalled = true;
-  waiter->deadline = now();
-  dispatch();
+  open(next);
 }
 
-/// Gives the turn to the next thread if nobody has it. The lock is held.
-void Scheduler::dispatch() {
-  if (m_running == nullptr) {
-    if (Member* next = pickNext()) {
-      resume(next);
-    }
+/// Picks the thread that has the next turn if nobody has it, and whose gate the caller opens once
+/// it has given up the lock: opened under it, the thread would at once wait for the lock.
+Member* Scheduler::dispatch() {
+  Member* next = m_running == nullptr ? pickNext() : nullptr;
+  if (next != nullptr) {
+    giveTurn(*next);
   }
+  return next;
 }
 
 Member* Scheduler::pickNext() {
@@ -184,23 +201,24 @@ Member* Scheduler::pickNext() {
   return next;
 }
 
-void Scheduler::resume(Member* member) {
-  if (m_joins.empty() && member->deadline > now()) {
-    m_now.store(member->deadline, std::memory_order_release);
+void Scheduler::giveTurn(Member& member) {
+  if (m_joins.empty() && member.deadline > now()) {
+    m_now.store(member.deadline, std::memory_order_release);
   }
-  if (member->signal != nullptr && !member->signalled) {
-    member->signal->m_waiter = nullptr;
+  if (member.signal != nullptr && !member.signalled) {
+    member.signal->m_waiter = nullptr;
   }
-  member->signal = nullptr;
-  member->waiting = false;
-  m_running = member;
+  member.signal = nullptr;
+  member.waiting = false;
+  m_running = &member;
   ++m_switches;
-  member->gate.open();
 }
 
-/// Until its turn. A parked thread looks now and then whether the running one still moves.
-void Scheduler::park(Member* member) {
-  while (!member->gate.passUntil(monotonicNow() + kCheckIntervalNs)) {
+/// Looks now and then, in real time, whether the running thread still moves. A thread of its own,
+/// because a timer in every park costs more than the rest of a turn.
+void Scheduler::watch() {
+  for (;;) {
+    monotonicSleepUntil(monotonicNow() + kCheckIntervalNs);
     checkProgress();
   }
 }
@@ -215,24 +233,30 @@ Member* Scheduler::announce(Role role, std::string name) {
 }
 
 void Scheduler::adopt(Member* member) {
+  Member* next = nullptr;
   {
     std::lock_guard lock(m_lock);
     takePart(member);
-    dispatch();
+    next = dispatch();
   }
-  park(member);
+  open(next);
+  member->gate.passUntil(kNever);
 }
 
 void Scheduler::leave(Member* member) {
-  std::lock_guard lock(m_lock);
-  if (m_master == member) {
-    m_master = nullptr;
+  Member* next = nullptr;
+  {
+    std::lock_guard lock(m_lock);
+    if (m_master == member) {
+      m_master = nullptr;
+    }
+    if (m_running == member) {
+      m_running = nullptr;
+    }
+    std::erase_if(m_members, [member](const auto& m) { return m.get() == member; });
+    next = dispatch();
   }
-  if (m_running == member) {
-    m_running = nullptr;
-  }
-  std::erase_if(m_members, [member](const auto& m) { return m.get() == member; });
-  dispatch();
+  open(next);
 }
 
 std::uint64_t Scheduler::lastJoined() {
@@ -247,21 +271,26 @@ MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
 }
 
 bool Scheduler::beginJoin(MemberId target) {
-  std::lock_guard lock(m_lock);
-  if (find(target) == nullptr) {
-    return false;
+  Member* next = nullptr;
+  {
+    std::lock_guard lock(m_lock);
+    if (find(target) == nullptr) {
+      return false;
+    }
+    Member* self = t_member;
+    m_joins.push_back({self, target});
+    if (m_running == self) {
+      m_running = nullptr;
+    }
+    next = dispatch();
   }
-  Member* self = t_member;
-  m_joins.push_back({self, target});
-  if (m_running == self) {
-    m_running = nullptr;
-  }
-  dispatch();
+  open(next);
   return true;
 }
 
 void Scheduler::endJoin() {
   Member* self = t_member;
+  Member* next = nullptr;
   {
     std::lock_guard lock(m_lock);
     m_joins.pop_back();
@@ -274,10 +303,11 @@ void Scheduler::endJoin() {
     } else {
       self = nullptr;
     }
-    dispatch();
+    next = dispatch();
   }
+  open(next);
   if (self != nullptr) {
-    park(self);
+    self->gate.passUntil(kNever);
   }
 }
 
@@ -295,11 +325,6 @@ void Scheduler::setStallPatience(std::uint64_t milliseconds) {
 /// Only time in which this process was watched counts, so a suspended process is no stall.
 void Scheduler::checkProgress() {
   std::lock_guard lock(m_lock);
-  const std::uint64_t wall = monotonicNow();
-  if (wall - m_lastCheck < kCheckIntervalNs / 2) {
-    return;
-  }
-  m_lastCheck = wall;
   const Member* mover =
       m_running != nullptr ? m_running : (m_joins.empty() ? nullptr : m_joins.back().joiner);
   const std::uint64_t cpuTime = mover != nullptr ? cpuTimeOf(*mover) : 0;

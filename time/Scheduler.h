@@ -64,10 +64,10 @@ class Scheduler {
   Member* addMember(Role role, std::string name);
   Member* currentMember();
   Member* find(MemberId id);
-  void dispatch();
+  Member* dispatch();
   Member* pickNext();
-  void resume(Member* member);
-  void park(Member* member);
+  void giveTurn(Member& member);
+  void watch();
   void checkProgress();
   std::string report(const std::string& headline);
 
@@ -86,7 +86,6 @@ class Scheduler {
   std::uint64_t m_patienceMs = 30'000;
   std::uint64_t m_checkedSwitches = 0;
   std::uint64_t m_checkedCpuTime = 0;
-  std::uint64_t m_lastCheck = 0;  // monotonic ns
   std::uint64_t m_stoodStillMs = 0;
   StallHandler m_stallHandler;
 };
