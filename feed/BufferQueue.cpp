@@ -53,12 +53,16 @@ bool BufferQueue::putBack(const QueuedBuffer& record) {
   return true;
 }
 
+// A record is gone before its buffer is released: a host that flushes from within release() finds
+// the rest only.
 void BufferQueue::clear() {
-  for (std::size_t i = m_frontTaken ? 1 : 0; i < m_count; ++i) {
-    at(i).release();
+  pop();  // a taken front is its consumer's
+  while (m_count > 0) {
+    QueuedBuffer record = at(0);
+    m_front = (m_front + 1) % m_ring.size();
+    --m_count;
+    record.release();
   }
-  m_count = 0;
-  m_frontTaken = false;
 }
 
 // The component's side: the same steps under its queue lock, one short block each.

@@ -55,6 +55,7 @@ enum {
   kAudioUnitErr_TooManyFramesToProcess = -10874,
   kAudioUnitErr_FormatNotSupported = -10868,
   kAudioUnitErr_Uninitialized = -10867,
+  kAudioUnitErr_CannotDoInCurrentContext = -10863, /* from inside the unit's own callback */
   kAudioUnitErr_InvalidScope = -10866,
   kAudioUnitErr_PropertyNotWritable = -10865,
   kAudioUnitErr_InvalidPropertyValue = -10851,

@@ -18,7 +18,11 @@ typedef SInt32 OSStatus;
 typedef UInt32 FourCharCode;
 typedef FourCharCode OSType;
 
-enum { noErr = 0 };
+enum {
+  noErr = 0,
+  kAudio_ParamError = -50, /* a null pointer, or a handle that stands for nothing */
+  kAudio_MemFullError = -108
+};
 
 /* Formats */
 
