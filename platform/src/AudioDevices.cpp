@@ -1,0 +1,109 @@
+#include <AudioDevices/AudioDevices.h>
+
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "FileDriver.h"
+#include "Registry.h"
+
+namespace AudioDevices {
+namespace {
+
+using Platform::Registry;
+
+constexpr std::string_view kFilePrefix = "file:";
+
+DeviceDescription describe(const Platform::Device& device, bool isDefault) {
+  const Platform::DeviceState state = device.state();
+  DeviceDescription description{.id = device.id(),
+                                .identifier = device.identifier(),
+                                .name = device.name(),
+                                .isDefault = isDefault,
+                                .sampleRate = state.sampleRate(),
+                                .labels = state.description.labels,
+                                .streams = {}};
+  for (std::size_t i = 0; i < state.description.streams.size(); ++i) {
+    const auto& stream = state.description.streams[i];
+    description.streams.push_back({.id = device.streamIds()[i],
+                                   .currentFormat = stream.format,
+                                   .availableFormats = stream.available});
+  }
+  return description;
+}
+
+/// One path, one device, however it is spelled and whatever becomes of the current folder.
+std::string fullIdentifier(const std::string& identifier) {
+  if (!identifier.starts_with(kFilePrefix) || identifier.size() == kFilePrefix.size()) {
+    return identifier;
+  }
+  std::error_code error;
+  const auto path = std::filesystem::absolute(identifier.substr(kFilePrefix.size()), error);
+  return error ? identifier : std::string(kFilePrefix) + path.lexically_normal().string();
+}
+
+AudioDeviceID attachFile(const std::string& identifier, Failure& failure) {
+  const std::string path = identifier.substr(kFilePrefix.size());
+  auto driver = std::make_unique<Platform::FileDriver>(path);
+  failure = driver->failure();
+  if (failure) {
+    return kAudioObjectUnknown;
+  }
+  return Registry::instance().add(identifier, path, std::move(driver))->id();
+}
+
+}  // namespace
+
+std::vector<DeviceDescription> list() {
+  std::vector<DeviceDescription> descriptions;
+  const auto defaultDevice = Registry::instance().defaultDevice();
+  for (const auto& device : Registry::instance().devices()) {
+    descriptions.push_back(describe(*device, device == defaultDevice));
+  }
+  return descriptions;
+}
+
+AudioDeviceID attach(const std::string& identifier, Failure* failure) {
+  Failure found;
+  const std::string full = fullIdentifier(identifier);
+  AudioDeviceID id = kAudioObjectUnknown;
+  if (const auto known = Registry::instance().device(full)) {
+    id = known->id();
+  } else if (full.starts_with(kFilePrefix)) {
+    id = attachFile(full, found);
+  } else {
+    found = {.status = kAudioHardwareBadDeviceError,
+             .message = "there is no device '" + identifier + "'; a file is 'file:PATH'"};
+  }
+  if (failure != nullptr) {
+    *failure = std::move(found);
+  }
+  return id;
+}
+
+Failure detach(AudioDeviceID id) {
+  const auto device = Registry::instance().device(id);
+  if (!device) {
+    return {.status = kAudioHardwareBadDeviceError, .message = "the device is not there any more"};
+  }
+  if (device->inCycle()) {
+    return {.status = kAudioHardwareIllegalOperationError,
+            .message = "a device cannot be detached from inside its own cycle"};
+  }
+  Registry::instance().remove(device);
+  return device->failure();
+}
+
+Failure failureOf(AudioDeviceID id) {
+  const auto device = Registry::instance().device(id);
+  return device ? device->failure() : Failure{};
+}
+
+DeviceTotals totalsOf(AudioDeviceID id) {
+  const auto device = Registry::instance().device(id);
+  return device ? device->totals() : DeviceTotals{};
+}
+
+}  // namespace AudioDevices

@@ -1,0 +1,79 @@
+#pragma once
+
+/// What a test has scripted for the exported functions, and the record of their calls. Costs one
+/// relaxed load a call while nothing was asked for.
+
+#include <AudioDevices/ScriptedDevice.h>
+#include <AudioUnit/AudioUnit.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <new>
+#include <optional>
+#include <type_traits>
+
+namespace Platform {
+
+/// Begins the record of one call; destroyed when the call is over.
+class ScriptedCall {
+ public:
+  ScriptedCall(const char* name, std::initializer_list<std::int64_t> arguments, const void* data,
+               std::size_t dataBytes);
+  std::optional<OSStatus> failure() const { return m_failure; }
+  OSStatus finish(OSStatus status) const;
+
+ private:
+  std::optional<OSStatus> m_failure;
+  std::uint64_t m_epoch = 0;
+  std::size_t m_index = 0;
+};
+
+bool isScripted();
+
+/// What the script answers instead of a property's real value; nothing: it has none.
+std::optional<AudioDevices::Script::Answer> scriptedObjectProperty(AudioObjectID object,
+                                                                   AudioObjectPropertySelector);
+std::optional<AudioDevices::Script::Answer> scriptedUnitProperty(AudioUnitPropertyID property);
+
+template <class T>
+std::int64_t asArgument(T value) {
+  if constexpr (std::is_pointer_v<T>) {
+    return static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(value));
+  } else {
+    return static_cast<std::int64_t>(value);
+  }
+}
+
+/// Whether a scripted failure of a call comes instead of its work or after it: what gives things
+/// back gives them back all the same.
+enum class OnFailure : std::uint8_t { DoNothing, WorkFirst };
+
+struct CallData {
+  const void* bytes = nullptr;
+  std::size_t count = 0;
+};
+
+/// Every exported function passes through here, so that no exception leaves one.
+template <class Work, class... Arguments>
+OSStatus exported(const char* name, OnFailure onFailure, CallData data, const Work& work,
+                  Arguments... arguments) noexcept {
+  try {
+    if (!isScripted()) {
+      return work();
+    }
+    const ScriptedCall call(name, {asArgument(arguments)...}, data.bytes, data.count);
+    if (!call.failure()) {
+      return call.finish(work());
+    }
+    if (onFailure == OnFailure::WorkFirst) {
+      work();
+    }
+    return call.finish(*call.failure());
+  } catch (const std::bad_alloc&) {
+    return kAudio_MemFullError;
+  }
+}
+
+}  // namespace Platform

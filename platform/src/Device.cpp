@@ -1,0 +1,275 @@
+#include "Device.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "time/HostTime.h"
+
+namespace Platform {
+namespace {
+
+std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames) {
+  if (stream.oddBufferBytes) {
+    return *stream.oddBufferBytes;
+  }
+  return isBurstFormat(stream.format) ? kBurstBytes
+                                      : std::size_t{frames} * stream.format.mBytesPerFrame;
+}
+
+}  // namespace
+
+std::mutex& modelLock() {
+  static auto* lock = new std::mutex;  // outlives every static that uses it
+  return *lock;
+}
+
+double DeviceState::sampleRate() const {
+  return description.streams.empty() ? 0.0 : description.streams.front().format.mSampleRate;
+}
+
+std::uint32_t DeviceState::channels() const {
+  std::uint32_t count = 0;
+  for (const DriverStream& stream : description.streams) {
+    count += parsePcm(stream.format) ? stream.format.mChannelsPerFrame : 0;
+  }
+  return count;
+}
+
+std::uint32_t DeviceState::cycleFrames() const {
+  const bool bursts =
+      std::ranges::any_of(description.streams, isBurstFormat, &DriverStream::format);
+  return bursts ? kBurstFrames : description.cycleFrames;
+}
+
+Device::Device(AudioDeviceID id, std::vector<AudioStreamID> streamIds, std::string identifier,
+               std::string name, std::unique_ptr<Driver> driver)
+    : m_id(id),
+      m_streamIds(std::move(streamIds)),
+      m_identifier(std::move(identifier)),
+      m_name(std::move(name)),
+      m_driver(std::move(driver)) {
+  m_list.resize(sizeof(AudioBufferList) + m_streamIds.size() * sizeof(AudioBuffer));
+  m_memory.resize(m_streamIds.size());
+  readDescription();
+}
+
+Device::~Device() { end(); }
+
+DeviceState Device::state() const {
+  const std::lock_guard model(modelLock());
+  return m_state;
+}
+
+std::uint32_t Device::cycleFrames() const {
+  const std::lock_guard model(modelLock());
+  return m_state.cycleFrames();
+}
+
+double Device::sampleRate() const {
+  const std::lock_guard model(modelLock());
+  return m_state.sampleRate();
+}
+
+void Device::readDescription() {
+  DriverDescription description = m_driver->describe();
+  for (std::size_t i = 0; i < m_memory.size(); ++i) {
+    m_memory[i].resize(bufferBytes(description.streams[i], kMaxCycleFrames));
+  }
+  const std::lock_guard model(modelLock());
+  m_state.description = std::move(description);
+  ++m_state.generation;
+}
+
+OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
+  if (inCycle()) {
+    return kAudioHardwareIllegalOperationError;  // the cycle's buffers are in use
+  }
+  const std::lock_guard control(m_control);
+  const std::lock_guard io(m_io);
+  if (m_ended.load()) {
+    return kAudioHardwareBadDeviceError;
+  }
+  const OSStatus status = apply(hasClients());
+  if (status == noErr) {
+    readDescription();
+    for (const auto& client : m_clients) {
+      client->deviceChanged();
+    }
+  }
+  return status;
+}
+
+OSStatus Device::setFormat(std::size_t stream, const AudioStreamBasicDescription& format) {
+  return change([&](bool running) { return m_driver->setFormat(stream, format, running); });
+}
+
+OSStatus Device::setLayout(const Labels& labels) {
+  return change([&](bool running) { return m_driver->setLayout(labels, running); });
+}
+
+void Device::offerFormat(const PcmFormat& format) {
+  if (!hasClients()) {
+    change([&](bool running) {
+      if (!running) {
+        m_driver->offerFormat(format);
+      }
+      return noErr;
+    });
+  }
+}
+
+OSStatus Device::add(const std::shared_ptr<Client>& client) {
+  const bool inside = inCycle();
+  std::unique_lock control(m_control, std::defer_lock);
+  if (!inside) {
+    control.lock();
+  }
+  bool first = false;
+  {
+    const std::lock_guard io(m_io);
+    if (m_ended.load()) {
+      return kAudioHardwareBadDeviceError;
+    }
+    if (!(m_state.sampleRate() > 0)) {
+      return kAudioHardwareBadStreamError;
+    }
+    first = !inside && !hasClients();
+    m_clients.push_back(client);
+    ++m_clientCount;
+    if (first) {
+      m_framesSinceStart = 0;
+    }
+  }
+  if (!first) {
+    return noErr;
+  }
+  m_driver->stop();  // a thread that ended by itself is still to be joined
+  const OSStatus status = m_driver->start(*this);
+  if (status != noErr) {
+    const std::lock_guard io(m_io);
+    std::erase(m_clients, client);
+    m_clientCount = m_clients.size();
+  }
+  return status;
+}
+
+void Device::remove(const Client& client) {
+  const bool inside = inCycle();
+  std::unique_lock control(m_control, std::defer_lock);
+  if (!inside) {
+    control.lock();
+  }
+  {
+    const std::lock_guard io(m_io);
+    const auto found = std::ranges::find(m_clients, &client, &std::shared_ptr<Client>::get);
+    if (found == m_clients.end()) {
+      return;
+    }
+    found->reset();
+    --m_clientCount;
+    if (inside) {
+      return;
+    }
+    compactClients();
+  }
+  if (!hasClients()) {
+    m_driver->stop();
+  }
+}
+
+void Device::compactClients() {
+  std::erase_if(m_clients, [](const auto& client) { return client == nullptr; });
+}
+
+void Device::end() {
+  const std::lock_guard control(m_control);
+  {
+    const std::lock_guard io(m_io);
+    if (m_ended.exchange(true)) {
+      return;
+    }
+    m_clients.clear();
+    m_clientCount = 0;
+  }
+  m_driver->stop();
+  m_driver->finish();
+}
+
+void Device::endAtExit() {
+  {
+    const std::lock_guard io(m_io);
+    if (m_ended.exchange(true)) {
+      return;
+    }
+    m_clients.clear();
+    m_clientCount = 0;
+  }
+  m_driver->finish();
+}
+
+AudioDevices::DeviceTotals Device::totals() const {
+  return {.cycles = m_cycles.load(),
+          .framesPlayed = m_framesPlayed.load(),
+          .framesWritten = m_driver->framesWritten(),
+          .lateCycles = m_lateCycles.load()};
+}
+
+std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {
+  const std::lock_guard io(m_io);
+  if (!hasClients()) {
+    return 0;
+  }
+  frames = std::min(frames, kMaxCycleFrames);
+  m_cycleThread.store(std::this_thread::get_id());
+  prepareBuffers(frames);
+  AudioTimeStamp time{};
+  time.mSampleTime = static_cast<Float64>(m_framesSinceStart);
+  time.mHostTime = dueNs;
+  time.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid;
+  const bool silent = callClients(frames, time);
+  m_driver->deliver(*reinterpret_cast<AudioBufferList*>(m_list.data()), frames, silent);
+  compactClients();
+  m_cycleThread.store({});
+  countCycle(frames, dueNs);
+  return frames;
+}
+
+void Device::prepareBuffers(std::uint32_t frames) {
+  auto* list = reinterpret_cast<AudioBufferList*>(m_list.data());
+  list->mNumberBuffers = static_cast<UInt32>(m_memory.size());
+  for (std::size_t i = 0; i < m_memory.size(); ++i) {
+    const DriverStream& stream = m_state.description.streams[i];
+    const std::size_t bytes = bufferBytes(stream, frames);
+    std::memset(m_memory[i].data(), 0, bytes);
+    list->mBuffers[i] = {.mNumberChannels = stream.format.mChannelsPerFrame,
+                         .mDataByteSize = static_cast<UInt32>(bytes),
+                         .mData = stream.withoutMemory ? nullptr : m_memory[i].data()};
+  }
+}
+
+/// By index: a client may take itself or others out, or put one in, which then begins with the
+/// next cycle.
+bool Device::callClients(std::uint32_t frames, const AudioTimeStamp& time) {
+  auto& buffers = *reinterpret_cast<AudioBufferList*>(m_list.data());
+  bool silent = true;
+  const std::size_t count = m_clients.size();
+  for (std::size_t i = 0; i < count; ++i) {
+    if (const std::shared_ptr<Client> client = m_clients[i]) {
+      silent &= client->play({.buffers = buffers, .frames = frames, .time = time, .mix = !silent});
+    }
+  }
+  return silent;
+}
+
+void Device::countCycle(std::uint32_t frames, std::uint64_t dueNs) {
+  const double cycleNs = frames * 1e9 / m_state.sampleRate();
+  if (Tavro::HostTime::now() > dueNs + static_cast<std::uint64_t>(cycleNs)) {
+    m_lateCycles.fetch_add(1, std::memory_order_relaxed);
+  }
+  m_framesSinceStart += frames;
+  m_cycles.fetch_add(1, std::memory_order_relaxed);
+  m_framesPlayed.fetch_add(frames, std::memory_order_relaxed);
+}
+
+}  // namespace Platform

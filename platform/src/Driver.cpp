@@ -1,0 +1,22 @@
+#include "Driver.h"
+
+namespace Platform {
+
+OSStatus Driver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& /*format*/,
+                           bool /*running*/) {
+  return kAudioHardwareUnsupportedOperationError;
+}
+
+OSStatus Driver::setLayout(const Labels& /*labels*/, bool /*running*/) {
+  return kAudioHardwareUnsupportedOperationError;
+}
+
+void Driver::offerFormat(const PcmFormat& /*format*/) {}
+
+void Driver::finish() {}
+
+AudioDevices::Failure Driver::failure() const { return {}; }
+
+std::uint64_t Driver::framesWritten() const { return 0; }
+
+}  // namespace Platform

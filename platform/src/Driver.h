@@ -1,0 +1,85 @@
+#pragma once
+
+/// The seam between the layer and whatever really plays: a driver describes itself, runs cycles
+/// on a thread of its own while it is started, and is handed each cycle's buffers. It knows nothing
+/// of units, properties, identifiers or callbacks.
+
+#include <AudioDevices/AudioDevices.h>
+#include <CoreAudio/CoreAudio.h>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "ChannelLayout.h"
+#include "PcmFormat.h"
+
+namespace Platform {
+
+struct DriverStream {
+  AudioStreamBasicDescription format;
+  std::vector<AudioStreamRangedDescription> available;
+  // For drivers that try out their callers: a buffer of another size, or without memory.
+  std::optional<std::uint32_t> oddBufferBytes{};
+  bool withoutMemory = false;
+};
+
+struct DriverDescription {
+  std::vector<DriverStream> streams;
+  Labels labels;                    // one per channel of all streams, in order
+  std::uint32_t cycleFrames = 512;  // usual; a stream in a burst format makes it one burst
+  std::uint32_t latencyFrames = 0;
+};
+
+/// What a driver runs cycles on; the device implements it.
+class CycleSource {
+ public:
+  /// Calls everyone who plays, then the driver's deliver(). `dueNs` is the host time at which the
+  /// cycle was to begin. Answers the frames played; 0: nobody plays any more, so the driver's
+  /// thread may end. Never two at once. [io-thread]
+  virtual std::uint32_t cycle(std::uint32_t frames, std::uint64_t dueNs) = 0;
+
+  /// Frames of the next cycle, and the device's frames per second. [any-thread]
+  virtual std::uint32_t cycleFrames() const = 0;
+  virtual double sampleRate() const = 0;
+
+ protected:
+  ~CycleSource() = default;
+};
+
+class Driver {
+ public:
+  virtual ~Driver() = default;
+
+  /// Asked again after each change. [host-thread]
+  virtual DriverDescription describe() const = 0;
+
+  /// Changes; none is mandatory. Not while deliver() runs, but possibly between cycles; `running`:
+  /// between start() and stop(). [host-thread]
+  virtual OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format,
+                             bool running);
+  virtual OSStatus setLayout(const Labels& labels, bool running);
+
+  /// A unit is going to play this; a driver that has not settled on a format may take it over.
+  /// Not while running. [host-thread]
+  virtual void offerFormat(const PcmFormat& format);
+
+  /// Begins to run cycles, at least until stop(); none is under way or comes after stop() returns.
+  /// stop() may come without start(), and after the driver's thread has ended by itself. Never
+  /// called from within a cycle. [host-thread]
+  virtual OSStatus start(CycleSource& source) = 0;
+  virtual void stop() = 0;
+
+  /// The cycle's buffers, one per stream; valid only during the call. `silent`: nobody had anything
+  /// to play. May copy, may not wait. [io-thread]
+  virtual void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) = 0;
+
+  /// Completes what start() began; nothing is called afterwards but failure() and framesWritten().
+  /// [host-thread]
+  virtual void finish();
+
+  virtual AudioDevices::Failure failure() const;  // the first one; [any-thread]
+  virtual std::uint64_t framesWritten() const;    // [any-thread]
+};
+
+}  // namespace Platform

@@ -1,0 +1,44 @@
+#pragma once
+
+/// Linear PCM as this layer plays it: interleaved, packed, one packet a frame.
+
+#include <CoreAudio/CoreAudio.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace Platform {
+
+inline constexpr std::uint32_t kMaxChannels = 64;
+
+enum class SampleType : std::uint8_t { S8, S16, S24, S32, F32 };
+
+struct SampleFormat {
+  SampleType type = SampleType::S16;
+  bool bigEndian = false;
+
+  std::uint32_t bytes() const;
+  bool operator==(const SampleFormat&) const = default;
+};
+
+struct PcmFormat {
+  SampleFormat sample;
+  std::uint32_t channels = 2;
+  std::uint32_t rate = 48000;  // frames per second
+
+  std::uint32_t bytesPerFrame() const { return channels * sample.bytes(); }
+  bool operator==(const PcmFormat&) const = default;
+};
+
+/// Nothing: not linear PCM, or of a shape, width or rate that nothing here plays. Rates are whole
+/// numbers from 1000 to 768000.
+std::optional<PcmFormat> parsePcm(const AudioStreamBasicDescription& description);
+AudioStreamBasicDescription describePcm(const PcmFormat& format);
+
+/// A stream in such a format carries one AC-3 frame as an IEC 61937 burst in each cycle.
+bool isBurstFormat(const AudioStreamBasicDescription& description);
+inline constexpr std::uint32_t kBurstFrames = 1536;
+inline constexpr std::uint32_t kBurstBytes = 6144;
+
+}  // namespace Platform

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <AudioDevices/AudioDevices.h>
+
+namespace Platform {
+
+/// Tells the process's observer, if there is one. [io-thread]
+void reportRender(const AudioDevices::RenderRecord& record);
+
+}  // namespace Platform

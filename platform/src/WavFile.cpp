@@ -1,0 +1,208 @@
+#include "WavFile.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace Platform {
+namespace {
+
+/// The speakers of a WAVE file in their order there.
+constexpr std::array kWaveSpeakers = {SF_CHANNEL_MAP_LEFT,
+                                      SF_CHANNEL_MAP_RIGHT,
+                                      SF_CHANNEL_MAP_CENTER,
+                                      SF_CHANNEL_MAP_LFE,
+                                      SF_CHANNEL_MAP_REAR_LEFT,
+                                      SF_CHANNEL_MAP_REAR_RIGHT,
+                                      SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER,
+                                      SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER,
+                                      SF_CHANNEL_MAP_REAR_CENTER,
+                                      SF_CHANNEL_MAP_SIDE_LEFT,
+                                      SF_CHANNEL_MAP_SIDE_RIGHT};
+constexpr std::size_t kNoPlace = kWaveSpeakers.size();
+
+/// The surround pair alone stands at the back; beside a rear pair or a rear centre, at the sides.
+bool surroundsAreAtTheSides(const Labels& labels) {
+  return std::ranges::any_of(labels, [](AudioChannelLabel label) {
+    return label == kAudioChannelLabel_RearSurroundLeft ||
+           label == kAudioChannelLabel_RearSurroundRight ||
+           label == kAudioChannelLabel_CenterSurround;
+  });
+}
+
+int speakerOf(AudioChannelLabel label, bool sides) {
+  switch (label) {
+    case kAudioChannelLabel_Left:
+      return SF_CHANNEL_MAP_LEFT;
+    case kAudioChannelLabel_Right:
+      return SF_CHANNEL_MAP_RIGHT;
+    case kAudioChannelLabel_Center:
+    case kAudioChannelLabel_Mono:
+      return SF_CHANNEL_MAP_CENTER;
+    case kAudioChannelLabel_LFEScreen:
+      return SF_CHANNEL_MAP_LFE;
+    case kAudioChannelLabel_LeftSurround:
+      return sides ? SF_CHANNEL_MAP_SIDE_LEFT : SF_CHANNEL_MAP_REAR_LEFT;
+    case kAudioChannelLabel_RightSurround:
+      return sides ? SF_CHANNEL_MAP_SIDE_RIGHT : SF_CHANNEL_MAP_REAR_RIGHT;
+    case kAudioChannelLabel_RearSurroundLeft:
+      return SF_CHANNEL_MAP_REAR_LEFT;
+    case kAudioChannelLabel_RearSurroundRight:
+      return SF_CHANNEL_MAP_REAR_RIGHT;
+    case kAudioChannelLabel_LeftCenter:
+      return SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER;
+    case kAudioChannelLabel_RightCenter:
+      return SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER;
+    case kAudioChannelLabel_CenterSurround:
+      return SF_CHANNEL_MAP_REAR_CENTER;
+    default:
+      return SF_CHANNEL_MAP_INVALID;
+  }
+}
+
+std::vector<std::size_t> wavePlaces(const Labels& labels) {
+  const bool sides = surroundsAreAtTheSides(labels);
+  std::vector<std::size_t> places;
+  for (const AudioChannelLabel label : labels) {
+    const auto found = std::ranges::find(kWaveSpeakers, speakerOf(label, sides));
+    places.push_back(static_cast<std::size_t>(found - kWaveSpeakers.begin()));
+  }
+  return places;
+}
+
+int sampleFormatCode(SampleType type) {
+  switch (type) {
+    case SampleType::S24:
+      return SF_FORMAT_PCM_24;
+    case SampleType::S32:
+      return SF_FORMAT_PCM_32;
+    case SampleType::F32:
+      return SF_FORMAT_FLOAT;
+    default:
+      return SF_FORMAT_PCM_16;
+  }
+}
+
+std::string errorText(int error) { return std::generic_category().message(error); }
+
+constexpr const char* kChooseAnother = "Choose another path.";
+
+}  // namespace
+
+std::vector<std::size_t> waveOrder(const Labels& labels) {
+  const auto places = wavePlaces(labels);
+  std::vector<std::size_t> order;
+  for (std::size_t place = 0; place < kNoPlace; ++place) {
+    const auto found = std::ranges::find(places, place);
+    if (found != places.end()) {
+      order.push_back(static_cast<std::size_t>(found - places.begin()));
+    }
+  }
+  return order.size() == labels.size() ? order : std::vector<std::size_t>();
+}
+
+void WavFile::Close::operator()(sf_private_tag* file) const { sf_close(file); }
+
+WavFile::WavFile(std::string path) : m_path(std::move(path)) {
+  m_descriptor = ::open(m_path.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0666);
+  if (m_descriptor < 0) {
+    fail("cannot be created", errorText(errno), kChooseAnother);
+  }
+}
+
+WavFile::~WavFile() { finish(); }
+
+void WavFile::begin(const PcmFormat& format, const Labels& labels) {
+  if (failure()) {
+    return;
+  }
+  SF_INFO info{};
+  info.samplerate = static_cast<int>(format.rate);
+  info.channels = static_cast<int>(format.channels);
+  info.format = SF_FORMAT_RF64 | sampleFormatCode(format.sample.type);
+  m_file.reset(sf_open_fd(m_descriptor, SFM_WRITE, &info, SF_FALSE));
+  if (!m_file) {
+    fail("cannot be written as a WAV file", sf_strerror(nullptr), kChooseAnother);
+    return;
+  }
+  sf_command(m_file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+  sf_command(m_file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+  auto places = wavePlaces(labels);
+  std::ranges::sort(places);
+  std::vector<int> speakers;
+  std::ranges::transform(places, std::back_inserter(speakers),
+                         [](std::size_t place) { return kWaveSpeakers.at(place); });
+  sf_command(m_file.get(), SFC_SET_CHANNEL_MAP_INFO, speakers.data(),
+             static_cast<int>(speakers.size() * sizeof(int)));
+  sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);  // an empty file is valid, too
+}
+
+void WavFile::write(std::span<const std::byte> frames) {
+  if (!m_file || frames.empty() || failure()) {
+    return;
+  }
+  const auto count = static_cast<sf_count_t>(frames.size());
+  errno = 0;
+  if (sf_write_raw(m_file.get(), frames.data(), count) != count) {
+    const int error = errno;
+    fail("cannot be written to", error != 0 ? errorText(error) : sf_strerror(m_file.get()),
+         "Make room or choose another path.");
+  }
+}
+
+void WavFile::checkPath() {
+  struct stat opened {};
+  struct stat named {};
+  if (m_descriptor < 0 || ::fstat(m_descriptor, &opened) != 0) {
+    return;
+  }
+  if (::stat(m_path.c_str(), &named) != 0) {
+    fail("is no longer there", errorText(errno), "Play again, to a folder that stays.");
+  } else if (named.st_dev != opened.st_dev || named.st_ino != opened.st_ino) {
+    fail("is no longer there", "another file has taken its place",
+         "Play again, to a path that nothing else writes to.");
+  }
+}
+
+void WavFile::finish() {
+  if (m_descriptor < 0) {
+    return;
+  }
+  if (!m_file) {
+    begin({}, usualLabels(2));
+  }
+  if (SNDFILE* file = m_file.release()) {
+    errno = 0;
+    const int status = sf_close(file);
+    if (status != 0 || errno == ENOSPC) {
+      fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
+           "Make room or choose another path.");
+    }
+  }
+  checkPath();
+  if (::close(std::exchange(m_descriptor, -1)) != 0) {
+    fail("cannot be completed", errorText(errno), kChooseAnother);
+  }
+}
+
+AudioDevices::Failure WavFile::failure() const {
+  const std::lock_guard lock(m_failureLock);
+  return m_failure;
+}
+
+void WavFile::fail(const std::string& what, const std::string& reason, const char* remedy) {
+  const std::lock_guard lock(m_failureLock);
+  if (!m_failure) {
+    m_failure = {.status = kAudioHardwareUnspecifiedError,
+                 .message = "'" + m_path + "' " + what + ": " + reason + ". " + remedy};
+  }
+}
+
+}  // namespace Platform

@@ -1,0 +1,145 @@
+#pragma once
+
+/// What the platform's tests play with: a graph built as a program builds it, and a source that
+/// gives bytes in order and silence after them.
+
+#include <AudioDevices/AudioDevices.h>
+#include <AudioDevices/ScriptedDevice.h>
+#include <AudioToolbox/AudioToolbox.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<std::uint8_t>;
+
+inline Bytes randomBytes(std::size_t count, unsigned seed = 1) {
+  std::mt19937 generator(seed);
+  Bytes bytes(count);
+  std::ranges::generate(bytes, [&] { return static_cast<std::uint8_t>(generator()); });
+  return bytes;
+}
+
+template <class T>
+Bytes bytesOf(const std::vector<T>& values) {
+  Bytes bytes(values.size() * sizeof(T));
+  std::memcpy(bytes.data(), values.data(), bytes.size());
+  return bytes;
+}
+
+template <class T>
+std::vector<T> valuesOf(const Bytes& bytes) {
+  std::vector<T> values(bytes.size() / sizeof(T));
+  std::memcpy(values.data(), bytes.data(), values.size() * sizeof(T));
+  return values;
+}
+
+class Graph {
+ public:
+  Graph() {
+    const AudioComponentDescription output{kAudioUnitType_Output, kAudioUnitSubType_DefaultOutput,
+                                           kAudioUnitManufacturer_Apple, 0, 0};
+    EXPECT_EQ(NewAUGraph(&graph), noErr);
+    EXPECT_EQ(AUGraphAddNode(graph, &output, &node), noErr);
+    EXPECT_EQ(AUGraphOpen(graph), noErr);
+    EXPECT_EQ(AUGraphNodeInfo(graph, node, nullptr, &unit), noErr);
+    EXPECT_EQ(AUGraphInitialize(graph), noErr);
+  }
+  ~Graph() { DisposeAUGraph(graph); }
+  Graph(const Graph&) = delete;
+  Graph& operator=(const Graph&) = delete;
+
+  OSStatus setFormat(const AudioStreamBasicDescription& format) {
+    return AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
+                                &format, sizeof format);
+  }
+  void setCallback(AURenderCallback callback, void* context) {
+    const AURenderCallbackStruct record{callback, context};
+    EXPECT_EQ(AudioUnitSetProperty(unit, kAudioUnitProperty_SetRenderCallback,
+                                   kAudioUnitScope_Input, 0, &record, sizeof record),
+              noErr);
+  }
+  std::vector<SInt32> channelMap() {
+    UInt32 size = 0;
+    EXPECT_EQ(AudioUnitGetPropertyInfo(unit, kAudioOutputUnitProperty_ChannelMap,
+                                       kAudioUnitScope_Output, 0, &size, nullptr),
+              noErr);
+    std::vector<SInt32> map(size / sizeof(SInt32));
+    EXPECT_EQ(AudioUnitGetProperty(unit, kAudioOutputUnitProperty_ChannelMap,
+                                   kAudioUnitScope_Output, 0, map.data(), &size),
+              noErr);
+    return map;
+  }
+  OSStatus setChannelMap(const std::vector<SInt32>& map) {
+    return AudioUnitSetProperty(unit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output,
+                                0, map.data(), static_cast<UInt32>(map.size() * sizeof(SInt32)));
+  }
+  OSStatus setVolume(float volume) {
+    return AudioUnitSetParameter(unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, volume,
+                                 0);
+  }
+  bool isRunning() {
+    Boolean running = 0;
+    EXPECT_EQ(AUGraphIsRunning(graph, &running), noErr);
+    return running != 0;
+  }
+
+  AUGraph graph = nullptr;
+  AUNode node = 0;
+  AudioUnit unit = nullptr;
+};
+
+class Source {
+ public:
+  Source(const AudioStreamBasicDescription& streamFormat, Bytes content)
+      : format(streamFormat), bytes(std::move(content)) {}
+
+  /// The graph plays this source.
+  void playOn(Graph& graph) {
+    ASSERT_EQ(graph.setFormat(format), noErr);
+    graph.setCallback(render, this);
+  }
+
+  static OSStatus render(void* context, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*,
+                         UInt32, UInt32 frames, AudioBufferList* list) {
+    auto& self = *static_cast<Source*>(context);
+    AudioBuffer& buffer = list->mBuffers[0];
+    const std::size_t wanted = std::size_t{frames} * self.format.mBytesPerFrame;
+    EXPECT_EQ(buffer.mDataByteSize, wanted);
+    EXPECT_EQ(buffer.mNumberChannels, self.format.mChannelsPerFrame);
+    self.framesAsked += frames;
+    const std::size_t count = std::min(wanted, self.bytes.size() - self.position);
+    if (count == 0) {
+      *flags |= kAudioUnitRenderAction_OutputIsSilence;
+    }
+    std::memcpy(buffer.mData, self.bytes.data() + self.position, count);
+    std::memset(static_cast<std::uint8_t*>(buffer.mData) + count, 0, wanted - count);
+    self.position += count;
+    return noErr;
+  }
+
+  AudioStreamBasicDescription format;
+  Bytes bytes;
+  std::size_t position = 0;
+  std::uint64_t framesAsked = 0;
+};
+
+/// What the device plays of a source in cycles of so many frames, one after another.
+inline Bytes played(AudioDevices::ScriptedDevice& device, const std::vector<std::uint32_t>& cycles,
+                    std::size_t stream = 0) {
+  Bytes all;
+  for (const std::uint32_t frames : cycles) {
+    const auto cycle = device.cycle(frames);
+    EXPECT_TRUE(cycle.ran);
+    const Bytes& bytes = cycle.buffers.at(stream);
+    all.insert(all.end(), bytes.begin(), bytes.end());
+  }
+  return all;
+}

@@ -1,0 +1,112 @@
+#include "Play.h"
+
+namespace {
+
+using AudioDevices::pcmInteger;
+using AudioDevices::ScriptedDevice;
+namespace Script = AudioDevices::Script;
+
+class Scripted : public testing::Test {
+ protected:
+  ~Scripted() override { Script::reset(); }
+  ScriptedDevice device{{.streams = {{.format = pcmInteger(48000, 2, 16)}}}};
+};
+
+TEST_F(Scripted, theNthCallFailsOnceAndDoesNothing) {
+  Graph graph;
+  Script::failCall("AudioUnitSetParameter", 2, -7);
+  EXPECT_EQ(graph.setVolume(0.25F), noErr);
+  EXPECT_EQ(graph.setVolume(0.5F), -7);
+  float volume = 0;
+  ASSERT_EQ(AudioUnitGetParameter(graph.unit, kHALOutputParam_Volume, 0, 0, &volume), noErr);
+  EXPECT_EQ(volume, 0.25F);
+  EXPECT_EQ(graph.setVolume(0.75F), noErr);
+  Script::failCall("", 2, -8);
+  EXPECT_EQ(graph.setVolume(0.1F), noErr);
+  EXPECT_EQ(AudioUnitReset(graph.unit, kAudioUnitScope_Input, 0), -8);
+}
+
+TEST_F(Scripted, whatGivesBackDoesSoWhenItIsToFail) {
+  {
+    Graph graph;
+    graph.setCallback(Source::render, nullptr);
+    ASSERT_EQ(AUGraphStart(graph.graph), noErr);
+    EXPECT_EQ(Script::leftovers(), (Script::Leftovers{1, 1, 0, 1}));
+    Script::failCall("DisposeAUGraph", 1, -9);
+    EXPECT_EQ(DisposeAUGraph(graph.graph), -9);
+    EXPECT_EQ(Script::leftovers(), Script::Leftovers{});
+  }
+  Script::failCall("NewAUGraph", 1, -10);
+  AUGraph graph = nullptr;
+  EXPECT_EQ(NewAUGraph(&graph), -10);
+  EXPECT_EQ(Script::leftovers(), Script::Leftovers{});
+}
+
+TEST_F(Scripted, callsAreRecordedInOrderWithArgumentsDataAndStatus) {
+  Graph graph;
+  Script::record();
+  graph.setVolume(0.5F);
+  const AudioDeviceID nowhere = 9999;
+  const AudioObjectPropertyAddress address{kAudioHardwarePropertyDefaultOutputDevice,
+                                           kAudioObjectPropertyScopeGlobal, 0};
+  AudioObjectSetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, 4, &nowhere);
+  const auto calls = Script::calls();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].function, "AudioUnitSetParameter");
+  EXPECT_EQ(calls[0].data, bytesOf(std::vector<float>{0.5F}));
+  EXPECT_EQ(calls[0].arguments.at(1), kHALOutputParam_Volume);
+  EXPECT_EQ(calls[0].status, noErr);
+  EXPECT_EQ(calls[1].arguments,
+            (std::vector<std::int64_t>{1, kAudioHardwarePropertyDefaultOutputDevice,
+                                       kAudioObjectPropertyScopeGlobal, 0, 4}));
+  EXPECT_EQ(calls[1].data, bytesOf(std::vector<std::uint32_t>{9999}));
+  EXPECT_EQ(calls[1].status, kAudioHardwareBadDeviceError);
+  Script::reset();
+  graph.setVolume(1.0F);
+  EXPECT_TRUE(Script::calls().empty());
+}
+
+TEST_F(Scripted, propertiesAnswerWhatTheTestSays) {
+  Graph graph;
+  Script::answerUnitProperty(kAudioOutputUnitProperty_CurrentDevice, {.bytes = {1, 2}});
+  AudioDeviceID id = 0;
+  UInt32 size = sizeof id;
+  EXPECT_EQ(
+      AudioUnitGetProperty(graph.unit, kAudioOutputUnitProperty_CurrentDevice, 0, 0, &id, &size),
+      noErr);
+  EXPECT_EQ(size, 2U);
+  EXPECT_EQ(id, 0x201U);
+  Script::answerUnitProperty(kAudioOutputUnitProperty_ChannelMap, {.bytes = Bytes(40, 0)});
+  EXPECT_EQ(graph.channelMap().size(), 10U);
+
+  const AudioObjectPropertyAddress layout{kAudioDevicePropertyPreferredChannelLayout,
+                                          kAudioDevicePropertyScopeOutput, 0};
+  Script::answerObjectProperty(device.id(), layout.mSelector,
+                               {.status = -5, .bytes = {9}, .claimedBytes = 100});
+  Bytes data(100, 0);
+  ASSERT_EQ(AudioObjectGetPropertyDataSize(device.id(), &layout, 0, nullptr, &size), noErr);
+  EXPECT_EQ(size, 100U);
+  EXPECT_EQ(AudioObjectGetPropertyData(device.id(), &layout, 0, nullptr, &size, data.data()), -5);
+}
+
+TEST_F(Scripted, buffersCanBeOddlySizedOrWithoutMemory) {
+  std::vector<std::pair<UInt32, bool>> seen;
+  const auto see = [](AudioObjectID, const AudioTimeStamp*, const AudioBufferList*,
+                      const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp*,
+                      void* context) -> OSStatus {
+    static_cast<std::vector<std::pair<UInt32, bool>>*>(context)->emplace_back(
+        list->mBuffers[0].mDataByteSize, list->mBuffers[0].mData != nullptr);
+    return noErr;
+  };
+  AudioDeviceIOProcID id = nullptr;
+  ASSERT_EQ(AudioDeviceCreateIOProcID(device.id(), see, &seen, &id), noErr);
+  ASSERT_EQ(AudioDeviceStart(device.id(), id), noErr);
+  device.setBufferBytes(0, 8192);
+  device.cycle(512);
+  device.setBufferWithoutMemory(0, true);
+  device.cycle(512);
+  EXPECT_EQ(seen, (std::vector<std::pair<UInt32, bool>>{{8192, true}, {8192, false}}));
+  EXPECT_EQ(AudioDeviceDestroyIOProcID(device.id(), id), noErr);
+}
+
+}  // namespace
