@@ -1,0 +1,56 @@
+#include "tavro_core/Bundle.h"
+
+#include <dlfcn.h>
+
+namespace Tavro {
+
+namespace {
+
+constexpr const char* kComponentId = "com.norvane.flowloom.interface.component";
+constexpr const char* kOutputId = "com.norvane.flowloom.interface.output";
+
+template <class Interface>
+Interface* answered(Plugin& plugin, const char* id, const std::string& path) {
+  void* found = nullptr;
+  const NarrowString name(id, sharedAllocator<char>());
+  if (plugin.queryInterface(name, &found) != InterfaceResult::kFound || found == nullptr) {
+    throw BundleError(path + ": its component does not answer the interface " + id);
+  }
+  return static_cast<Interface*>(found);
+}
+
+}  // namespace
+
+Component::~Component() {
+  const HostTime::JoinScope joining(m_worker);
+  delete m_plugin;
+}
+
+Bundle::Bundle(const std::string& path) : m_path(path) {
+  m_handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (m_handle == nullptr) {
+    throw BundleError(std::string("cannot load the bundle: ") + dlerror());
+  }
+  m_getPlugin = reinterpret_cast<GetPluginFunction*>(dlsym(m_handle, "getPlugin"));
+  if (m_getPlugin == nullptr) {
+    dlclose(m_handle);
+    throw BundleError(path + ": not a bundle (it exports no getPlugin)");
+  }
+}
+
+Bundle::~Bundle() { dlclose(m_handle); }
+
+std::unique_ptr<Component> Bundle::makeComponent(PluginContext* context) {
+  std::unique_ptr<Component> made(new Component);
+  HostTime::NewcomerWatch newcomer;
+  const std::uint32_t result = m_getPlugin(context, &made->m_plugin);
+  if (result != 0 || made->m_plugin == nullptr) {
+    throw BundleError(m_path + ": getPlugin made no component");
+  }
+  made->m_worker = newcomer.await();
+  made->m_component = answered<ComponentInterface>(*made->m_plugin, kComponentId, m_path);
+  made->m_output = answered<OutputInterface>(*made->m_plugin, kOutputId, m_path);
+  return made;
+}
+
+}  // namespace Tavro

@@ -1,0 +1,215 @@
+#include "tavro_core/Clock.h"
+
+#include <algorithm>
+
+#include "host/Services.h"
+
+namespace Tavro {
+
+namespace {
+
+constexpr std::uint64_t kSamplePeriodNs = 10'000'000;
+
+// What a device's cycles may come early or late without being a leap.
+constexpr std::int32_t kJitterMs = 25;
+
+constexpr std::uint32_t kHostBits = 0x7fffffff;
+constexpr std::uint32_t kGoesBit = 0x80000000;
+
+// A reading is renewed long before its 31 bits of host time are ambiguous.
+constexpr std::int32_t kRenewAfterMs = 60'000;
+
+std::uint32_t hostNowMs() { return static_cast<std::uint32_t>(GetTimeMS()); }
+
+std::int32_t difference(std::uint32_t later, std::uint32_t earlier) {
+  return static_cast<std::int32_t>(later - earlier);
+}
+
+// Of values modulo 2^31.
+std::int32_t hostDifference(std::uint32_t later, std::uint32_t earlier) {
+  return static_cast<std::int32_t>((later - earlier) << 1) / 2;
+}
+
+}  // namespace
+
+std::uint32_t Clock::Reading::at(std::uint32_t atHostMs) const {
+  if (!goes) {
+    return graphMs;
+  }
+  return graphMs + static_cast<std::uint32_t>(std::max(0, hostDifference(atHostMs, hostMs)));
+}
+
+std::uint64_t Clock::Reading::packed() const {
+  return std::uint64_t{graphMs} << 32 | (goes ? kGoesBit : 0) | (hostMs & kHostBits);
+}
+
+Clock::Reading Clock::Reading::unpacked(std::uint64_t word) {
+  const auto low = static_cast<std::uint32_t>(word);
+  return {static_cast<std::uint32_t>(word >> 32), low & kHostBits, (low & kGoesBit) != 0};
+}
+
+Clock::Clock() : m_thread(HostTime::Role::Host, "clock", [this] { run(); }) {}
+
+Clock::~Clock() {
+  m_ends.store(true);
+  m_wake.notify();
+  m_thread.join();
+}
+
+std::uint32_t Clock::currentTime() {
+  // An old word with a new host time could be ahead of everybody else's time.
+  std::uint64_t word = m_reading.load(std::memory_order_acquire);
+  for (;;) {
+    const std::uint32_t answer = Reading::unpacked(word).at(hostNowMs());
+    const std::uint64_t again = m_reading.load(std::memory_order_acquire);
+    if (again == word) {
+      return answer;
+    }
+    word = again;
+  }
+}
+
+void Clock::addTimeBase(TimeBaseInterface* timeBase) {
+  const std::lock_guard guard(m_lock);
+  m_timeBases.push_back(timeBase);
+  askTimeBases();
+}
+
+void Clock::removeTimeBase(TimeBaseInterface* timeBase) {
+  const std::lock_guard guard(m_lock);
+  std::erase(m_timeBases, timeBase);
+  if (m_followed == timeBase) {
+    m_followed = nullptr;
+  }
+  askTimeBases();
+}
+
+void Clock::start() {
+  const std::lock_guard guard(m_lock);
+  if (m_state != State::Stands) {
+    return;
+  }
+  m_state = State::Armed;
+  askTimeBases();
+  m_idle.store(false);
+  m_wake.notify();
+}
+
+void Clock::pause() {
+  const std::lock_guard guard(m_lock);
+  askTimeBases();
+  const std::uint32_t hostMs = hostNowMs();
+  publish({reading().at(hostMs), hostMs, false});
+  m_state = State::Stands;
+  m_followed = nullptr;
+  m_idle.store(true);
+}
+
+void Clock::set(std::uint32_t graphMs) {
+  const std::lock_guard guard(m_lock);
+  publish({graphMs, hostNowMs(), reading().goes});
+  m_followed = nullptr;
+  askTimeBases();
+}
+
+void Clock::sample() {
+  const std::lock_guard guard(m_lock);
+  askTimeBases();
+}
+
+void Clock::run() {
+  while (!m_ends.load()) {
+    const std::uint64_t next = m_idle.load() ? HostTime::kNever : HostTime::now() + kSamplePeriodNs;
+    HostTime::waitUntil(next, m_wake, "the next clock sample");
+    sample();
+  }
+}
+
+void Clock::askTimeBases() {
+  if (m_state == State::Stands) {
+    return;
+  }
+  TimeBaseInterface* const chosen = leader();
+  const std::uint32_t hostMs = hostNowMs();
+  if (chosen == nullptr) {
+    m_followed = nullptr;
+    steer(reading().at(hostMs), hostMs);
+    return;
+  }
+  const std::uint32_t baseMs = chosen->currentTime();
+  if (chosen != m_followed) {
+    m_followed = chosen;
+    m_moves = false;
+  } else {
+    follow(baseMs, hostMs);
+  }
+  m_lastBaseMs = baseMs;
+  m_lastHostMs = hostMs;
+}
+
+TimeBaseInterface* Clock::leader() const {
+  TimeBaseInterface* best = nullptr;
+  for (TimeBaseInterface* candidate : m_timeBases) {
+    if (candidate->isRunning() &&
+        (best == nullptr || candidate->timeBasePriority() > best->timeBasePriority())) {
+      best = candidate;
+    }
+  }
+  return best;
+}
+
+void Clock::follow(std::uint32_t baseMs, std::uint32_t hostMs) {
+  const std::int32_t step = difference(baseMs, m_lastBaseMs);
+  const std::int32_t passed = difference(hostMs, m_lastHostMs);
+  if (!m_moves) {
+    // Running, but its first cycle is still to come: what comes with that must find the time that
+    // was set.
+    m_moves = step != 0;
+    if (m_moves) {
+      anchor(baseMs, hostMs);
+    }
+    return;
+  }
+  if (step < -kJitterMs || step > passed + kJitterMs) {
+    anchor(baseMs, hostMs);
+    return;
+  }
+  steer(m_anchorGraphMs + (baseMs - m_anchorBaseMs), hostMs);
+}
+
+void Clock::anchor(std::uint32_t baseMs, std::uint32_t hostMs) {
+  m_anchorBaseMs = baseMs;
+  m_anchorGraphMs = reading().at(hostMs);
+  if (m_state == State::Armed) {
+    m_state = State::Follows;
+    publish({m_anchorGraphMs, hostMs, true});
+  }
+}
+
+void Clock::steer(std::uint32_t targetMs, std::uint32_t hostMs) {
+  const Reading now = reading();
+  const std::uint32_t answered = now.at(hostMs);
+  const std::int32_t ahead = difference(answered, targetMs);
+  if (!now.goes) {
+    return;
+  }
+  if (ahead < 0) {
+    publish({targetMs, hostMs, true});
+  } else if (ahead > 0) {
+    // Wait for the target, from the most that anybody can have read by now.
+    const std::uint32_t held = now.at(hostMs + 1);
+    publish({held, hostMs + (held - targetMs), true});
+  } else if (hostDifference(hostMs, now.hostMs) > kRenewAfterMs) {
+    publish({answered, hostMs, true});
+  }
+}
+
+Clock::Reading Clock::reading() const {
+  return Reading::unpacked(m_reading.load(std::memory_order_relaxed));
+}
+
+void Clock::publish(Reading reading) {
+  m_reading.store(reading.packed(), std::memory_order_release);
+}
+
+}  // namespace Tavro

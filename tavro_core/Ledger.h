@@ -1,0 +1,68 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "time/HostTime.h"
+
+namespace Tavro {
+
+class EventLog;
+class PooledBuffer;
+
+/// What became of the buffers of a session.
+struct LedgerTotals {
+  std::uint64_t pulled = 0;            // handed to a component
+  std::uint64_t pieces = 0;            // reports of bytes that go to the device
+  std::uint64_t played = 0;            // reported as played to the end
+  std::uint64_t droppedLate = 0;       // reported as wholly late
+  std::uint64_t withoutReport = 0;     // read, never reported, given back: passthrough
+  std::uint64_t cleared = 0;           // given back otherwise
+  std::uint64_t held = 0;              // not given back
+  std::uint64_t releasedTooOften = 0;  // a fault of the component's
+
+  /// Each number is counted by itself, so this shows a buffer lost, played twice or reported and
+  /// kept. It may be off by the buffers under way while a component plays.
+  bool balanced() const {
+    return pulled == played + droppedLate + withoutReport + cleared + held && releasedTooOften == 0;
+  }
+};
+
+/// Follows every buffer from the pull to its return. Each operation counts one thing and records
+/// its event. [any-thread], real-time safe, unless said otherwise
+class Ledger {
+ public:
+  explicit Ledger(EventLog& events) : m_events(events) {}
+
+  void pulled(PooledBuffer& buffer);
+  void reported(PooledBuffer& buffer, std::uint32_t state);
+  void returned(std::uint32_t marks, std::uint32_t timeStampMs, std::uint32_t bytes);
+  void releasedTooOften() { m_releasedTooOften.fetch_add(1, std::memory_order_relaxed); }
+
+  LedgerTotals totals() const;
+  std::uint64_t pulledCount() const { return m_pulled.load(std::memory_order_acquire); }
+  std::uint64_t returnedCount() const { return m_returned.load(std::memory_order_acquire); }
+
+  /// Notifies when `count` buffers, of all that were ever pulled, have come back; at once if they
+  /// have. The signal outlives the ledger's use. [host-thread]
+  void notifyWhenReturned(std::uint64_t count, HostTime::Signal& signal);
+
+ private:
+  EventLog& m_events;
+  std::atomic<std::uint64_t> m_pulled{0};
+  std::atomic<std::uint64_t> m_pieces{0};
+  std::atomic<std::uint64_t> m_played{0};
+  std::atomic<std::uint64_t> m_droppedLate{0};
+  std::atomic<std::uint64_t> m_withoutReport{0};
+  std::atomic<std::uint64_t> m_cleared{0};
+  std::atomic<std::uint64_t> m_held{0};
+  std::atomic<std::uint64_t> m_releasedTooOften{0};
+
+  // returned() adds to m_returned and then reads m_awaited; notifyWhenReturned() writes and reads
+  // them the other way round: sequentially consistent, so one of the two sees the other.
+  std::atomic<std::uint64_t> m_returned{0};
+  std::atomic<std::uint64_t> m_awaited{UINT64_MAX};
+  std::atomic<HostTime::Signal*> m_signal{nullptr};
+};
+
+}  // namespace Tavro

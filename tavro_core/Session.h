@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "host/GraphSession.h"
+#include "tavro_core/Clock.h"
+#include "tavro_core/EventLog.h"
+#include "tavro_core/Ledger.h"
+
+namespace Tavro {
+
+/// A setting of audio outputs: ("Output", "Volume"), ("Channels", "Maximum").
+Setting audioSetting(const char* group, const char* name);
+
+/// What components are created in: settings, the clock, and the books about every buffer. It
+/// outlives the components and the pools of their streams.
+///
+/// The media buffers of its streams come from a BufferPool made with its ledger.
+class Session final : public GraphSessionInterface {
+ public:
+  // For components.
+  bool getSetting(const Setting& setting, _Variant* out) override;
+  void reportBuffer(std::uint32_t streamId, std::uint32_t state, MediaBuffer* buffer) override;
+  void registerSettingConsumer(SettingConsumer* consumer) override;
+  void unregisterSettingConsumer(SettingConsumer* consumer) override;
+  SessionClock* getClock() override { return &m_clock; }
+
+  // For the host.
+
+  /// Stores a value (no pointer) and tells the registered consumers, on this thread and with no
+  /// lock held; one that is unregistered meanwhile is not told. [host-thread]
+  void setSetting(const Setting& setting, const _Variant& value);
+
+  Clock& clock() { return m_clock; }
+  Ledger& ledger() { return m_ledger; }
+  EventLog& events() { return m_events; }
+
+ private:
+  bool isRegistered(SettingConsumer* consumer);
+
+  Clock m_clock;
+  EventLog m_events{m_clock};
+  Ledger m_ledger{m_events};
+
+  std::mutex m_lock;  // guards both lists; held for their upkeep only
+  std::vector<std::pair<Setting, _Variant>> m_settings;
+  std::vector<SettingConsumer*> m_consumers;
+};
+
+}  // namespace Tavro

@@ -1,0 +1,1 @@
+extern "C" int aBundleIsMoreThanThis() { return 0; }
