@@ -1,0 +1,207 @@
+#include "player/Device.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "player/ExitStatus.h"
+#include "tavro_core/Log.h"
+
+namespace Player {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kFilePrefix = "file:";
+constexpr std::uint32_t kMostChannels = 8;
+
+bool isFileIdentifier(const std::string& identifier) {
+  return identifier.compare(0, kFilePrefix.size(), kFilePrefix) == 0;
+}
+
+void refuseAnInputAsOutput(const std::string& path, const Options& options) {
+  for (const std::string& input : options.files) {
+    std::error_code ignored;
+    if (fs::equivalent(path, input, ignored)) {
+      throw PlayerError(ExitStatus::Usage, "the output " + path + " is one of the inputs");
+    }
+  }
+}
+
+/// A file that is not there yet, so that nothing is overwritten unasked.
+std::string freeName(const std::string& input) {
+  const std::string stem = fs::path(input).stem().string();
+  std::string name = stem + ".wav";
+  for (int i = 2; fs::exists(name); ++i) {
+    name = fmt::format("{}-{}.wav", stem, i);
+  }
+  return name;
+}
+
+std::string soundingDevice() {
+  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list();
+  const auto chosen =
+      std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
+  if (chosen != devices.end()) {
+    return chosen->identifier;
+  }
+  return devices.empty() ? "" : devices.front().identifier;
+}
+
+AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
+                                   AudioObjectPropertyScope scope) {
+  return {selector, scope, kAudioObjectPropertyElementMaster};
+}
+
+std::uint32_t framesOf(AudioDeviceID device, AudioObjectPropertySelector selector) {
+  const AudioObjectPropertyAddress where = address(selector, kAudioDevicePropertyScopeOutput);
+  UInt32 frames = 0;
+  UInt32 size = sizeof(frames);
+  const OSStatus status = AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &frames);
+  return status == noErr ? frames : 0;
+}
+
+AudioStreamBasicDescription description(const StreamFormat& format) {
+  AudioStreamBasicDescription shape{};
+  shape.mSampleRate = format.rate;
+  shape.mFormatID = kAudioFormatLinearPCM;
+  shape.mFormatFlags = kAudioFormatFlagIsPacked |
+                       (format.type == SampleType::Float32 ? kAudioFormatFlagIsFloat
+                                                           : kAudioFormatFlagIsSignedInteger);
+  shape.mFramesPerPacket = 1;
+  shape.mBytesPerFrame = format.bytesPerFrame();
+  shape.mBytesPerPacket = format.bytesPerFrame();
+  shape.mChannelsPerFrame = format.channels;
+  shape.mBitsPerChannel = bitsOf(format.type);
+  return shape;
+}
+
+std::string shapeText(const AudioStreamBasicDescription& shape) {
+  if (shape.mFormatID != kAudioFormatLinearPCM) {
+    return fmt::format("AC-3, {} Hz", shape.mSampleRate);
+  }
+  return fmt::format("{} bit {}, {} channels, {} Hz", shape.mBitsPerChannel,
+                     (shape.mFormatFlags & kAudioFormatFlagIsFloat) != 0 ? "float" : "integer",
+                     shape.mChannelsPerFrame, shape.mSampleRate);
+}
+
+}  // namespace
+
+DeviceChoice chooseDevice(const Options& options) {
+  DeviceChoice choice{options.device, isFileIdentifier(options.device), false};
+  if (options.device == "auto") {
+    choice.identifier = soundingDevice();
+    choice.isFile = choice.identifier.empty();
+    if (choice.isFile) {
+      const std::string name = freeName(options.files.front());
+      choice.identifier = std::string(kFilePrefix) + name;
+      Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "no sound system: writing %s",
+                     name.c_str());
+    }
+  }
+  if (choice.isFile) {
+    refuseAnInputAsOutput(choice.identifier.substr(kFilePrefix.size()), options);
+  } else if (options.simulated.value_or(false)) {
+    throw PlayerError(ExitStatus::Usage, "simulated time is for file devices");
+  }
+  choice.simulated = options.simulated.value_or(choice.isFile);
+  return choice;
+}
+
+StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options) {
+  StreamFormat chosen = formats.front();
+  chosen.channels = std::min(options.channels.value_or(chosen.channels), kMostChannels);
+  for (const StreamFormat& format : formats) {
+    chosen.type = std::max(chosen.type, format.type);  // Float32 is the last
+  }
+  return chosen;
+}
+
+std::string deviceList() {
+  std::string text;
+  for (const AudioDevices::DeviceDescription& device : AudioDevices::list()) {
+    text += fmt::format("{} {}  {}  ({} Hz, {} channels)\n", device.isDefault ? '*' : ' ',
+                        device.identifier, device.name, device.sampleRate, device.labels.size());
+    for (const AudioDevices::StreamDescription& stream : device.streams) {
+      text += fmt::format("    stream {}: {}\n", stream.id, shapeText(stream.currentFormat));
+    }
+  }
+  return text.empty() ? "no sound system; file:PATH writes a WAV file\n" : text;
+}
+
+Device::Device(const DeviceChoice& choice) : m_choice(choice) {
+  AudioDevices::Failure failure;
+  m_id = AudioDevices::attach(choice.identifier, &failure);
+  if (m_id == kAudioObjectUnknown) {
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message);
+  }
+  const AudioObjectPropertyAddress where =
+      address(kAudioHardwarePropertyDefaultOutputDevice, kAudioObjectPropertyScopeGlobal);
+  const OSStatus status =
+      AudioObjectSetPropertyData(kAudioObjectSystemObject, &where, 0, nullptr, sizeof(m_id), &m_id);
+  if (status != noErr) {
+    AudioDevices::detach(m_id);
+    throw PlayerError(ExitStatus::DeviceFailed, choice.identifier + " cannot be made the output: " +
+                                                    AudioDevices::statusText(status));
+  }
+}
+
+Device::~Device() {
+  if (m_id != kAudioObjectUnknown) {
+    AudioDevices::detach(m_id);
+  }
+}
+
+void Device::setFileFormat(const StreamFormat& format) {
+  const AudioObjectPropertyAddress streams =
+      address(kAudioDevicePropertyStreams, kAudioDevicePropertyScopeOutput);
+  AudioStreamID stream = kAudioObjectUnknown;
+  UInt32 size = sizeof(stream);
+  OSStatus status = AudioObjectGetPropertyData(m_id, &streams, 0, nullptr, &size, &stream);
+  if (status == noErr) {
+    const AudioObjectPropertyAddress physical =
+        address(kAudioStreamPropertyPhysicalFormat, kAudioObjectPropertyScopeGlobal);
+    const AudioStreamBasicDescription shape = description(format);
+    status = AudioObjectSetPropertyData(stream, &physical, 0, nullptr, sizeof(shape), &shape);
+  }
+  if (status != noErr) {
+    throw PlayerError(
+        ExitStatus::DeviceFailed,
+        fmt::format("{} cannot hold {}: {}", m_choice.identifier, shapeText(description(format)),
+                    AudioDevices::statusText(status)));
+  }
+}
+
+void Device::check() const {
+  if (const AudioDevices::Failure failure = AudioDevices::failureOf(m_id)) {
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message);
+  }
+}
+
+std::uint64_t Device::latencyNs() const {
+  if (m_choice.isFile) {
+    return 0;
+  }
+  const AudioObjectPropertyAddress where =
+      address(kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal);
+  Float64 rate = 0;
+  UInt32 size = sizeof(rate);
+  if (AudioObjectGetPropertyData(m_id, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
+    return 0;
+  }
+  const std::uint32_t frames = framesOf(m_id, kAudioDevicePropertyLatency) +
+                               framesOf(m_id, kAudioDevicePropertyBufferFrameSize);
+  return static_cast<std::uint64_t>(frames / rate * 1e9);
+}
+
+void Device::close() {
+  const AudioDeviceID device = m_id;
+  m_id = kAudioObjectUnknown;
+  if (const AudioDevices::Failure failure = AudioDevices::detach(device)) {
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message);
+  }
+}
+
+}  // namespace Player

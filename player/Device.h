@@ -1,0 +1,58 @@
+#pragma once
+
+#include <AudioDevices/AudioDevices.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "player/Options.h"
+#include "player/StreamFormat.h"
+
+namespace Player {
+
+/// Which device to play on, and in which time.
+struct DeviceChoice {
+  std::string identifier;
+  bool isFile = false;
+  bool simulated = false;
+};
+
+/// Throws PlayerError (usage) for what makes no sense: an input as the output, simulated time on a
+/// device that sounds.
+DeviceChoice chooseDevice(const Options& options);
+
+/// The shape in which a file holds all the streams: exactly, as far as one shape can.
+StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options);
+
+/// Text for --list-devices.
+std::string deviceList();
+
+/// The attached device, which is the default output device while it lives. All operations throw
+/// PlayerError when the device has failed. [host-thread]
+class Device {
+ public:
+  explicit Device(const DeviceChoice& choice);
+  ~Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  /// What a file device is to hold. Before anything plays.
+  void setFileFormat(const StreamFormat& format);
+
+  void check() const;
+
+  /// How long what was handed over last takes until it is heard.
+  std::uint64_t latencyNs() const;
+
+  AudioDevices::DeviceTotals totals() const { return AudioDevices::totalsOf(m_id); }
+
+  /// Completes a file.
+  void close();
+
+ private:
+  const DeviceChoice m_choice;
+  AudioDeviceID m_id = kAudioObjectUnknown;
+};
+
+}  // namespace Player

@@ -1,0 +1,172 @@
+#include "player/MediaFile.h"
+
+namespace Player {
+
+namespace {
+
+std::string errorText(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(code, text, sizeof(text));
+  return text;
+}
+
+void require(int result, const char* what) {
+  if (result < 0) {
+    throw InputError(std::string(what) + ": " + errorText(result));
+  }
+}
+
+SampleType sampleTypeOf(AVSampleFormat format, int validBits) {
+  switch (av_get_packed_sample_fmt(format)) {
+    case AV_SAMPLE_FMT_U8:
+    case AV_SAMPLE_FMT_S16:
+      return SampleType::Int16;
+    case AV_SAMPLE_FMT_S32:
+      return validBits > 0 && validBits <= 24 ? SampleType::Int24 : SampleType::Int32;
+    case AV_SAMPLE_FMT_S64:
+      return SampleType::Int32;
+    default:
+      return SampleType::Float32;
+  }
+}
+
+Owned<AVFormatContext> openContainer(const std::string& path) {
+  AVFormatContext* opened = nullptr;
+  // The prefix keeps a colon in the name from being taken for a protocol.
+  require(avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, nullptr),
+          "cannot open it");
+  Owned<AVFormatContext> container(opened);
+  require(avformat_find_stream_info(opened, nullptr), "cannot read it");
+  return container;
+}
+
+}  // namespace
+
+MediaFile::MediaFile(const std::string& path)
+    : m_container(openContainer(path)), m_packet(av_packet_alloc()), m_frame(av_frame_alloc()) {
+  const AVCodec* codec = nullptr;
+  const int index = av_find_best_stream(m_container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
+  if (index < 0 || codec == nullptr) {
+    throw InputError(index == AVERROR_STREAM_NOT_FOUND ? "it has no audio"
+                                                       : "there is no decoder for its audio");
+  }
+  for (unsigned i = 0; i < m_container->nb_streams; ++i) {
+    const bool wanted = static_cast<int>(i) == index;
+    m_container->streams[i]->discard = wanted ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+  }
+  m_stream = m_container->streams[index];
+  m_decoder.reset(avcodec_alloc_context3(codec));
+  require(avcodec_parameters_to_context(m_decoder.get(), m_stream->codecpar), "cannot decode it");
+  m_decoder->pkt_timebase = m_stream->time_base;
+  require(avcodec_open2(m_decoder.get(), codec, nullptr), "cannot decode it");
+
+  const auto sampleFormat = m_decoder->sample_fmt != AV_SAMPLE_FMT_NONE
+                                ? m_decoder->sample_fmt
+                                : static_cast<AVSampleFormat>(m_stream->codecpar->format);
+  if (sampleFormat == AV_SAMPLE_FMT_NONE || m_decoder->sample_rate <= 0 ||
+      m_decoder->ch_layout.nb_channels <= 0) {
+    throw InputError("its audio cannot be made out");
+  }
+  m_format = {sampleTypeOf(sampleFormat, m_decoder->bits_per_raw_sample),
+              static_cast<std::uint32_t>(m_decoder->sample_rate),
+              static_cast<std::uint32_t>(m_decoder->ch_layout.nb_channels)};
+}
+
+std::optional<std::uint64_t> MediaFile::length() const {
+  const AVRational frame{1, static_cast<int>(m_format.rate)};
+  if (m_stream->duration > 0) {
+    return static_cast<std::uint64_t>(av_rescale_q(m_stream->duration, m_stream->time_base, frame));
+  }
+  if (m_container->duration > 0) {
+    return static_cast<std::uint64_t>(av_rescale_q(m_container->duration, AV_TIME_BASE_Q, frame));
+  }
+  return std::nullopt;
+}
+
+/// Whether times and lengths of the stream are counts of frames, and right.
+bool MediaFile::hasExactTimes() const {
+  const AVCodecID codec = m_decoder->codec_id;
+  const bool counts = codec == AV_CODEC_ID_FLAC || av_get_exact_bits_per_sample(codec) > 0;
+  return counts && m_stream->time_base.num == 1 &&
+         m_stream->time_base.den == static_cast<int>(m_format.rate);
+}
+
+std::uint64_t MediaFile::seek(std::uint64_t target) {
+  if (target == 0 || !hasExactTimes() || target >= length().value_or(0)) {
+    return target;
+  }
+  const std::int64_t origin = m_stream->start_time != AV_NOPTS_VALUE ? m_stream->start_time : 0;
+  if (av_seek_frame(m_container.get(), m_stream->index, origin + static_cast<std::int64_t>(target),
+                    AVSEEK_FLAG_BACKWARD) < 0) {
+    return target;
+  }
+  avcodec_flush_buffers(m_decoder.get());
+  // Where it got to, the first packet tells.
+  if (readPacket() < 0) {
+    return target;
+  }
+  const std::int64_t reached = m_packet->pts != AV_NOPTS_VALUE ? m_packet->pts - origin : 0;
+  avcodec_send_packet(m_decoder.get(), m_packet.get());
+  m_position = static_cast<std::uint64_t>(reached);
+  return target > m_position ? target - m_position : 0;
+}
+
+const AVFrame* MediaFile::decode() {
+  for (;;) {
+    const int result = avcodec_receive_frame(m_decoder.get(), m_frame.get());
+    if (result == 0) {
+      m_position += static_cast<std::uint64_t>(m_frame->nb_samples);
+      return m_frame.get();
+    }
+    if (result == AVERROR_EOF) {
+      return nullptr;
+    }
+    if (result != AVERROR(EAGAIN)) {
+      ++m_lostPackets;
+    } else if (!sendPacket()) {
+      return nullptr;
+    }
+  }
+}
+
+/// The next packet of the stream; answers the library's code.
+int MediaFile::readPacket() {
+  int result = 0;
+  do {
+    av_packet_unref(m_packet.get());
+    result = av_read_frame(m_container.get(), m_packet.get());
+  } while (result == 0 && m_packet->stream_index != m_stream->index);
+  return result;
+}
+
+/// Gives the decoder one packet of the stream, or the end; false when it takes nothing any more.
+bool MediaFile::sendPacket() {
+  const int result = readPacket();
+  if (result < 0) {
+    if (result != AVERROR_EOF) {
+      m_readError = errorText(result);
+    }
+    return avcodec_send_packet(m_decoder.get(), nullptr) == 0;
+  }
+  if (avcodec_send_packet(m_decoder.get(), m_packet.get()) < 0) {
+    ++m_lostPackets;
+  }
+  return true;
+}
+
+std::string MediaFile::damage() const {
+  if (!m_readError.empty()) {
+    return "reading it failed: " + m_readError;
+  }
+  const std::optional<std::uint64_t> said = length();
+  if (hasExactTimes() && said && m_position < *said) {
+    return "it is cut off: " + std::to_string(m_position) + " of " + std::to_string(*said) +
+           " frames are there";
+  }
+  if (m_lostPackets > 0) {
+    return "it is damaged: " + std::to_string(m_lostPackets) + " packets could not be decoded";
+  }
+  return "";
+}
+
+}  // namespace Player

@@ -1,0 +1,126 @@
+#include "player/Options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "player/ExitStatus.h"
+
+namespace Player {
+
+namespace {
+
+constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
+constexpr std::size_t kFractionDigits = 9;
+constexpr std::uint64_t kMostOfAPart = 1'000'000'000;
+
+constexpr const char* kFooter =
+    "TIME is [[HH:]MM:]SS[.FRACTION]; --start and --length cut every file, to the sample.\n"
+    "A file device runs in simulated time unless asked otherwise: as fast as it can, and the same\n"
+    "on every run. Without a sound system, auto is a new WAV file in the current folder.\n"
+    "\n"
+    "Exit status: 0 everything was played; 1 playback failed; 2 usage; 3 an input could not be\n"
+    "read, or not wholly (the others are played); 4 the device failed; 130 interrupted.";
+
+bool isNumber(const std::string& text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(),
+                                      [](unsigned char c) { return c >= '0' && c <= '9'; });
+}
+
+std::string timeProblem(const std::string& text) {
+  return parseTime(text) ? "" : "not a time ([[HH:]MM:]SS[.FRACTION]): " + text;
+}
+
+/// What has to be put together or read before it is an option.
+struct Words {
+  bool simulate = false;
+  bool realTime = false;
+  std::string start;
+  std::string length;
+};
+
+void declare(CLI::App& app, Options& options, Words& words) {
+  app.footer(kFooter);
+  app.set_version_flag("--version", "tavro-play " PLAYER_VERSION);
+  app.add_option("FILE", options.files, "What to play, one after the other")->type_name("PATH");
+  app.add_option("--device", options.device,
+                 "auto, file:PATH (a WAV file), or one of --list-devices")
+      ->capture_default_str();
+  app.add_flag("--list-devices", options.listDevices, "Show the devices");
+  auto* simulateFlag = app.add_flag("--simulate", words.simulate, "In simulated time");
+  app.add_flag("--real-time", words.realTime, "By the clock")->excludes(simulateFlag);
+  app.add_option("--volume", options.volume, "Percent")->check(CLI::Range(0u, 100u));
+  app.add_option("--channels", options.channels,
+                 "Channels of a file device (else the first input's)")
+      ->check(CLI::Range(1u, 8u));
+  app.add_option("--start", words.start, "Where to begin")->type_name("TIME")->check(timeProblem);
+  app.add_option("--length", words.length, "How much to play")
+      ->type_name("TIME")
+      ->check(timeProblem);
+  app.add_option("--loop", options.loops, "Play it all N times")->check(CLI::Range(1u, 1'000'000u));
+  app.add_option("--events", options.eventsPath, "Write one JSON line for each event")
+      ->type_name("PATH");
+  app.add_option("--json", options.totalsPath, "Write the totals at the end (-: standard output)")
+      ->type_name("PATH");
+  app.add_flag("--quiet,-q", options.quiet, "Only errors");
+  app.add_flag("--verbose,-v", options.verbose, "What the plug-in and the decoders say, too");
+  app.add_option("--plugin", options.pluginPath)->group("");
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> parseTime(const std::string& text) {
+  const std::size_t dot = std::min(text.find('.'), text.size());
+  std::string fraction = dot < text.size() ? text.substr(dot + 1) : "0";
+  if (!isNumber(fraction)) {
+    return std::nullopt;
+  }
+  fraction.resize(kFractionDigits, '0');
+
+  std::uint64_t seconds = 0;
+  std::size_t begin = 0;
+  for (int parts = 0; begin <= dot; ++parts) {
+    const std::size_t end = std::min(text.find(':', begin), dot);
+    const std::string part = text.substr(begin, end - begin);
+    if (parts == 3 || part.size() > kFractionDigits || !isNumber(part)) {
+      return std::nullopt;
+    }
+    seconds = seconds * 60 + std::stoull(part);
+    begin = end + 1;
+  }
+  if (seconds > kMostOfAPart) {
+    return std::nullopt;
+  }
+  return seconds * kNanosPerSecond + std::stoull(fraction);
+}
+
+std::optional<int> parseOptions(int argc, char** argv, Options& options) {
+  CLI::App app{"Plays audio files through the Core Audio Output plug-in.", "tavro-play"};
+  Words words;
+  declare(app, options, words);
+  try {
+    app.parse(argc, argv);
+    if (options.files.empty() && !options.listDevices) {
+      throw CLI::RequiredError("FILE");
+    }
+    if (!words.length.empty() && *parseTime(words.length) == 0) {
+      throw CLI::ValidationError("--length", "nothing to play");
+    }
+  } catch (const CLI::Success& asked) {
+    return app.exit(asked);
+  } catch (const CLI::ParseError& error) {
+    std::fprintf(stderr, "tavro-play: %s (--help shows the options)\n", error.what());
+    return static_cast<int>(ExitStatus::Usage);
+  }
+  if (words.simulate || words.realTime) {
+    options.simulated = words.simulate;
+  }
+  options.startNs = words.start.empty() ? 0 : *parseTime(words.start);
+  if (!words.length.empty()) {
+    options.lengthNs = parseTime(words.length);
+  }
+  return std::nullopt;
+}
+
+}  // namespace Player

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Player {
+
+struct Options {
+  std::vector<std::string> files;
+  std::string device = "auto";
+  std::optional<bool> simulated;          // unset: as the device has it
+  std::optional<std::uint32_t> volume;    // percent
+  std::optional<std::uint32_t> channels;  // of a file device
+  std::uint64_t startNs = 0;              // where each file begins
+  std::optional<std::uint64_t> lengthNs;  // how much of each file
+  std::uint32_t loops = 1;
+  std::string eventsPath;
+  std::string totalsPath;
+  std::string pluginPath;  // empty: beside the program
+  bool listDevices = false;
+  bool quiet = false;
+  bool verbose = false;
+};
+
+/// Nanoseconds of "[[HH:]MM:]SS[.fraction]"; nothing for anything else.
+std::optional<std::uint64_t> parseTime(const std::string& text);
+
+/// The options of a command line. Answers an exit status when there is nothing more to do: help and
+/// version were printed, or the one line that says what is wrong.
+std::optional<int> parseOptions(int argc, char** argv, Options& options);
+
+}  // namespace Player

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "player/Source.h"
+#include "player/StreamFormat.h"
+#include "tavro_core/Bundle.h"
+#include "tavro_core/Session.h"
+
+namespace Player {
+
+/// One component of the bundle, created in the session. [host-thread]
+class Output {
+ public:
+  Output(Tavro::Bundle& bundle, Tavro::Session& session);
+  ~Output();
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  /// Channels that the default output device takes.
+  std::uint32_t deviceChannels();
+
+  /// A port ignores a write of the rate and channels that it has, whatever its bits and whether or
+  /// not that write worked; then it takes another component.
+  bool takes(const StreamFormat& format) const;
+
+ private:
+  friend class Connection;
+
+  const Tavro::FormatDescriptor* descriptorFor(std::uint32_t code) const;
+  Tavro::PortInterface* connectInput(std::uint32_t code);
+
+  std::unique_ptr<Tavro::Component> m_component;
+  std::vector<Tavro::FormatDescriptor> m_formats;  // as the component lists them
+  std::optional<StreamFormat> m_written;
+};
+
+/// A source connected to an output, from the connect event to the disconnect event. Neither goes
+/// before it does. [host-thread]
+class Connection {
+ public:
+  /// Configures the output; throws PlayerError when it does not take the format.
+  Connection(Output& output, Source& source, const StreamFormat& format);
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  /// Lets the component fill its queue; true when it is ready to start.
+  bool isReady();
+
+  void start();
+  void stop();
+
+ private:
+  void send(std::uint32_t event);
+
+  Output& m_output;
+  Tavro::PortInterface* m_port;
+};
+
+}  // namespace Player

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "player/Device.h"
+#include "player/EventFile.h"
+#include "player/ExitStatus.h"
+#include "player/Options.h"
+#include "player/Output.h"
+#include "player/Playlist.h"
+#include "player/RenderWatch.h"
+#include "player/Source.h"
+#include "player/StatusLine.h"
+#include "tavro_core/Bundle.h"
+#include "tavro_core/Session.h"
+
+namespace Player {
+
+/// One run of the program: every input, through a component of the bundle, to the device. Host
+/// thread. The members stand in the order in which they depend on each other.
+class Player {
+ public:
+  /// Throws PlayerError or BundleError; nothing has been played then.
+  Player(const Options& options, const DeviceChoice& choice, Playlist& playlist,
+         const std::string& bundlePath);
+
+  /// Plays everything and writes the reports. Errors have been told when it returns.
+  ExitStatus run();
+
+ private:
+  ExitStatus playAll();
+  ExitStatus finish(ExitStatus status);
+  void playStream(const StreamFormat& format);
+  bool fillQueue(Connection& connection, const Source& source);
+  void playToTheEnd(const Source& source, std::uint64_t buffersBefore);
+  Output& outputFor(const StreamFormat& format);
+  void learnLimits();
+  void wait(std::uint64_t ns);
+  void enter(PlayerState state);
+  void tell(const PlayerError& error) const;
+
+  const Options& m_options;
+  const DeviceChoice& m_choice;
+  Playlist& m_playlist;
+  Tavro::Session m_session;
+  EventFile m_events;
+  Device m_device;
+  RenderWatch m_watch;
+  Tavro::Bundle m_bundle;
+  std::unique_ptr<Output> m_output;
+  StatusLine m_status;
+  PlayerState m_state = PlayerState::Filling;
+  const std::uint64_t m_startNs = Tavro::HostTime::now();
+  Tavro::HostTime::Signal m_wake;  // the stream's end, and the end of all its buffers
+};
+
+}  // namespace Player

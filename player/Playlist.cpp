@@ -1,0 +1,106 @@
+#include "player/Playlist.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tavro_core/Log.h"
+
+namespace Player {
+
+namespace {
+
+constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
+
+/// To the nearest frame.
+std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
+  const auto whole = ns / kNanosPerSecond * rate;
+  return whole + (ns % kNanosPerSecond * rate + kNanosPerSecond / 2) / kNanosPerSecond;
+}
+
+}  // namespace
+
+Playlist::Playlist(const Options& options) : m_options(options) {
+  for (const std::string& path : options.files) {
+    if (std::unique_ptr<MediaFile> file = open(path)) {
+      m_entries.push_back({path, file->format(), file->length()});
+      if (m_entries.size() == 1) {
+        m_first = std::move(file);
+      }
+    }
+  }
+  m_end = m_entries.size() * options.loops;
+}
+
+std::vector<StreamFormat> Playlist::formats() const {
+  std::vector<StreamFormat> formats;
+  for (const Entry& entry : m_entries) {
+    formats.push_back(entry.format);
+  }
+  return formats;
+}
+
+double Playlist::seconds() const {
+  double seconds = 0;
+  for (const Entry& entry : m_entries) {
+    const Cut cut = cutFor(entry.format.rate);
+    const std::uint64_t frames = entry.frames.value_or(0);
+    const std::uint64_t left = frames > cut.start ? frames - cut.start : 0;
+    seconds += static_cast<double>(std::min(left, cut.length.value_or(left))) / entry.format.rate;
+  }
+  return seconds * m_options.loops;
+}
+
+std::optional<StreamFormat> Playlist::nextFormat() const {
+  if (m_next == m_end) {
+    return std::nullopt;
+  }
+  return played(m_entries[m_next % m_entries.size()].format);
+}
+
+std::unique_ptr<TrackReader> Playlist::next(const StreamFormat& format) {
+  while (nextFormat() == format) {
+    const Entry& entry = m_entries[m_next++ % m_entries.size()];
+    std::unique_ptr<MediaFile> file = m_first ? std::move(m_first) : open(entry.path);
+    if (file) {
+      return std::make_unique<TrackReader>(entry.path, std::move(file), format,
+                                           cutFor(entry.format.rate));
+    }
+  }
+  return nullptr;
+}
+
+void Playlist::report(const std::string& path, const std::string& problem) {
+  if (std::find(m_reported.begin(), m_reported.end(), path) != m_reported.end()) {
+    return;
+  }
+  m_reported.push_back(path);
+  Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s: %s", path.c_str(), problem.c_str());
+}
+
+std::unique_ptr<MediaFile> Playlist::open(const std::string& path) {
+  try {
+    return std::make_unique<MediaFile>(path);
+  } catch (const InputError& error) {
+    report(path, error.what());
+    return nullptr;
+  }
+}
+
+StreamFormat Playlist::played(const StreamFormat& format) const {
+  StreamFormat played = format;
+  if (format.channels == 1 && m_limits.spreadsMono) {
+    played.channels = 2;
+  }
+  played.channels = std::min(played.channels, m_limits.most);
+  return played;
+}
+
+Cut Playlist::cutFor(std::uint32_t rate) const {
+  Cut cut{framesOf(m_options.startNs, rate), std::nullopt};
+  if (m_options.lengthNs) {
+    cut.length = framesOf(*m_options.lengthNs, rate);
+  }
+  return cut;
+}
+
+}  // namespace Player

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "player/Options.h"
+#include "player/StreamFormat.h"
+#include "player/TrackReader.h"
+
+namespace Player {
+
+/// What the output takes of an input.
+struct ChannelLimits {
+  std::uint32_t most = 8;
+  bool spreadsMono = false;  // mono goes to two channels
+};
+
+/// The inputs in their order, as often as asked for. All of them are opened once at first, so that
+/// what cannot be read is told at once, and their formats are known before anything plays.
+///
+/// Used by one thread at a time: the host's between streams, the decode thread's within one.
+class Playlist {
+ public:
+  explicit Playlist(const Options& options);
+
+  bool isEmpty() const { return m_entries.empty(); }
+
+  /// The formats of all inputs that can be read, in their order.
+  std::vector<StreamFormat> formats() const;
+
+  /// Seconds of everything, as far as the inputs say.
+  double seconds() const;
+
+  void limit(const ChannelLimits& limits) { m_limits = limits; }
+
+  /// What the next input would be played as; none at the end.
+  std::optional<StreamFormat> nextFormat() const;
+
+  /// The next input, if it goes on in `format` without a change; else null.
+  std::unique_ptr<TrackReader> next(const StreamFormat& format);
+
+  /// Tells why an input was not (wholly) played, once for each.
+  void report(const std::string& path, const std::string& problem);
+
+  /// Some input was not (wholly) played.
+  bool hadProblems() const { return !m_reported.empty(); }
+
+ private:
+  struct Entry {
+    std::string path;
+    StreamFormat format;
+    std::optional<std::uint64_t> frames;
+  };
+
+  std::unique_ptr<MediaFile> open(const std::string& path);
+  StreamFormat played(const StreamFormat& format) const;
+  Cut cutFor(std::uint32_t rate) const;
+
+  const Options& m_options;
+  std::vector<Entry> m_entries;
+  ChannelLimits m_limits;
+  std::size_t m_next = 0;  // counts through all the loops
+  std::size_t m_end = 0;
+  std::unique_ptr<MediaFile> m_first;   // opened already, for a quick start
+  std::vector<std::string> m_reported;  // paths
+};
+
+}  // namespace Player

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "host/FormatDescriptor.h"
+
+namespace Player {
+
+/// What the plug-in is given: little-endian, interleaved.
+enum class SampleType : std::uint8_t { Int16, Int24, Int32, Float32 };
+
+constexpr std::uint32_t bitsOf(SampleType type) {
+  switch (type) {
+    case SampleType::Int16:
+      return 16;
+    case SampleType::Int24:
+      return 24;
+    default:
+      return 32;
+  }
+}
+
+struct StreamFormat {
+  SampleType type = SampleType::Int16;
+  std::uint32_t rate = 0;  // frames per second
+  std::uint32_t channels = 0;
+
+  std::uint32_t bytesPerSample() const { return bitsOf(type) / 8; }
+  std::uint32_t bytesPerFrame() const { return channels * bytesPerSample(); }
+  std::uint32_t formatCode() const {
+    return type == SampleType::Float32 ? Tavro::FormatCode::kFloat : Tavro::FormatCode::kInteger;
+  }
+  bool operator==(const StreamFormat&) const = default;
+};
+
+}  // namespace Player

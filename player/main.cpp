@@ -1,0 +1,71 @@
+#include <exception>
+#include <filesystem>
+#include <iostream>
+
+#include "player/Device.h"
+#include "player/ExitStatus.h"
+#include "player/Ffmpeg.h"
+#include "player/Interrupt.h"
+#include "player/Options.h"
+#include "player/Player.h"
+#include "tavro_core/Log.h"
+#include "time/HostTime.h"
+
+namespace {
+
+using Player::ExitStatus;
+
+constexpr const char* kBundleName = "CoreAudioOutput.so";
+
+Tavro::LogLevel levelOf(const Player::Options& options) {
+  if (options.quiet) {
+    return Tavro::LogLevel::Error;
+  }
+  return options.verbose ? Tavro::LogLevel::Verbose : Tavro::LogLevel::Info;
+}
+
+/// The bundle lies beside the program.
+std::string bundlePath(const Player::Options& options) {
+  if (!options.pluginPath.empty()) {
+    return options.pluginPath;
+  }
+  return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / kBundleName).string();
+}
+
+ExitStatus play(const Player::Options& options) {
+  Player::Playlist playlist(options);
+  if (playlist.isEmpty()) {
+    return ExitStatus::InputUnreadable;
+  }
+  const Player::DeviceChoice choice = Player::chooseDevice(options);
+  if (choice.simulated) {
+    Tavro::HostTime::simulate();
+  }
+  return Player::Player(options, choice, playlist, bundlePath(options)).run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Player::Options options;
+  if (const std::optional<int> done = Player::parseOptions(argc, argv, options)) {
+    return *done;
+  }
+  Tavro::setLogLevel(levelOf(options));
+  av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
+  if (options.listDevices) {
+    std::cout << Player::deviceList();
+    return 0;
+  }
+  Player::Interrupt::install();
+  ExitStatus status = ExitStatus::PlaybackFailed;
+  try {
+    return static_cast<int>(play(options));
+  } catch (const Player::PlayerError& error) {
+    status = error.status;
+    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s", error.what());
+  } catch (const std::exception& error) {
+    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s", error.what());
+  }
+  return static_cast<int>(status);
+}

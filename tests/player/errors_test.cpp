@@ -1,0 +1,90 @@
+// Whatever is wrong is told in one line, with its exit status.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/player/Wave.h"
+#include "tests/player/Workbench.h"
+
+namespace {
+
+class Errors : public Workbench {
+ protected:
+  void SetUp() override {
+    writeWave(path("good.wav"), noise({16, false, 2, 48000}, 20000));
+    writeFile(path("empty.wav"), {});
+    writeFile(path("letter.txt"), Bytes(2000, 'a'));
+    writeWave(path("no-frames.wav"), noise({16, false, 2, 48000}, 0));
+    std::filesystem::create_directory(path("folder"));
+    ffmpeg({"-i", "good.wav", "good.flac"});
+    Bytes flac = readFile(path("good.flac"));
+    flac.resize(flac.size() / 2);
+    writeFile(path("truncated.flac"), flac);
+    Bytes wave = readFile(path("good.wav"));
+    wave.resize(wave.size() / 2);
+    writeFile(path("truncated.wav"), wave);
+    ffmpeg({"-f", "lavfi", "-i", "color=size=16x16:duration=0.2", "picture.avi"});
+  }
+};
+
+TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
+  struct Case {
+    Words arguments;
+    int status;
+    const char* says;
+  };
+  const std::string out = "file:out.wav";
+  for (const Case& wrong : {
+           Case{{"--device", out, "empty.wav"}, 3, "empty.wav"},
+           {{"--device", out, "letter.txt"}, 3, "letter.txt"},
+           {{"--device", out, "no-frames.wav"}, 3, "no-frames.wav"},
+           {{"--device", out, "folder"}, 3, "folder"},
+           {{"--device", out, "missing.wav"}, 3, "No such file"},
+           {{"--device", out, "picture.avi"}, 3, "no audio"},
+           {{"--device", out, "truncated.flac"}, 3, "cut off"},
+           {{"--device", out, "truncated.wav"}, 3, "cut off"},
+           {{"--device", out, "--start", "1:00", "good.wav"}, 3, "nothing to play"},
+           {{"--device", "file:nowhere/out.wav", "good.wav"}, 4, "nowhere/out.wav"},
+           {{"--device", "file:folder", "good.wav"}, 4, "folder"},
+           {{"--device", "file:/dev/full", "good.wav"}, 4, "/dev/full"},
+           {{"--device", "no such device", "good.wav"}, 4, "no such device"},
+           {{"--device", "file:good.wav", "good.wav"}, 2, "one of the inputs"},
+           {{"--device", out, "--volume", "101", "good.wav"}, 2, "--volume"},
+           {{"--device", out, "--start", "soon", "good.wav"}, 2, "soon"},
+           {{"--device", out, "--length", "0", "good.wav"}, 2, "--length"},
+           {{"--device", out, "--loop", "0", "good.wav"}, 2, "--loop"},
+           {{"--device", out, "--simulate", "--real-time", "good.wav"}, 2, "--real-time"},
+           {{"--device", out, "--events", "nowhere/e", "good.wav"}, 2, "nowhere/e"},
+           {{"--device", out, "--json", "nowhere/j", "good.wav"}, 1, "nowhere/j"},
+           {{"--device", out, "--events", "/dev/full", "good.wav"}, 1, "/dev/full"},
+           {{"--device", out, "--plugin", "nowhere.so", "good.wav"}, 1, "nowhere.so"},
+           {{"--wrong", "good.wav"}, 2, "--wrong"},
+           {{}, 2, "FILE"},
+       }) {
+    const Result result = play(wrong.arguments);
+    std::string command;
+    for (const std::string& word : wrong.arguments) {
+      command += word + " ";
+    }
+    EXPECT_EQ(result.status, wrong.status) << command << result.err;
+    EXPECT_EQ(result.errorLines(), 1u) << command << result.err;
+    EXPECT_NE(result.err.find(wrong.says), std::string::npos) << command << result.err;
+  }
+}
+
+TEST_F(Errors, whatIsThereOfACutOffInputIsPlayed) {
+  const Wave good = readWave(path("good.wav"));
+  ASSERT_EQ(play({"--device", "file:out.wav", "truncated.wav"}).status, 3);
+  const Wave out = readWave(path("out.wav"));
+  ASSERT_GT(out.frames(), 9000u);
+  EXPECT_EQ(framesOf(out, 0, 9000), framesOf(good, 0, 9000));
+}
+
+TEST_F(Errors, anInputIsNeverHarmed) {
+  const Bytes before = readFile(path("good.wav"));
+  play({"--device", "file:./folder/../good.wav", "good.wav"});
+  EXPECT_EQ(readFile(path("good.wav")), before);
+}
+
+}  // namespace

@@ -1,0 +1,98 @@
+// What goes in comes out, sample for sample.
+
+#include <gtest/gtest.h>
+
+#include "tests/player/Wave.h"
+#include "tests/player/Workbench.h"
+
+namespace {
+
+class Exact : public Workbench {
+ protected:
+  void expectExact(const Wave& in, const Words& options = {}) {
+    writeWave(path("in.wav"), in);
+    Words arguments{"--device", "file:out.wav"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.push_back("in.wav");
+    const Result result = play(arguments);
+    ASSERT_EQ(result.status, 0) << result.err;
+    const Wave out = readWave(path("out.wav"));
+    EXPECT_EQ(out.shape, in.shape);
+    EXPECT_TRUE(isExactly(out, in.data))
+        << in.shape.bits << " bits, " << in.shape.channels << " channels, " << in.shape.rate
+        << " Hz, " << in.frames() << " frames";
+  }
+};
+
+TEST_F(Exact, everySampleTypeChannelCountAndRate) {
+  for (const WaveShape type : {WaveShape{16, false}, {24, false}, {32, false}, {32, true}}) {
+    for (const unsigned channels : {1u, 2u, 6u, 8u}) {
+      for (const unsigned rate : {8000u, 44100u, 48000u, 96000u, 192000u}) {
+        expectExact(noise({type.bits, type.isFloat, channels, rate}, rate / 8 + 7));
+      }
+    }
+  }
+}
+
+TEST_F(Exact, inputsShorterThanTheReadyQueue) {
+  constexpr std::size_t kBuffer = 48000 / 50;
+  for (const std::size_t frames :
+       {std::size_t{1}, kBuffer - 1, kBuffer, kBuffer + 1, 2 * kBuffer, 3 * kBuffer, 4 * kBuffer}) {
+    expectExact(noise({16, false, 2, 48000}, frames));
+  }
+  expectExact(noise({24, false, 6, 44100}, 1));
+  expectExact(noise({32, true, 1, 8000}, 1));
+}
+
+TEST_F(Exact, oddRates) {
+  for (const unsigned rate : {11025u, 22050u, 37800u, 88200u, 47999u}) {
+    expectExact(noise({16, false, 2, rate}, rate / 4));
+  }
+}
+
+TEST_F(Exact, sixChannelsOnADeviceOfEight) {
+  const Wave in = noise({16, false, 6, 48000}, 6000);
+  writeWave(path("in.wav"), in);
+  const Result result = play({"--device", "file:out.wav", "--channels", "8", "in.wav"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  const Wave out = readWave(path("out.wav"));
+  ASSERT_EQ(out.shape.channels, 8u);
+  Bytes expected;
+  for (std::size_t i = 0; i < in.frames(); ++i) {
+    const Bytes frame = framesOf(in, i, 1);
+    expected.insert(expected.end(), frame.begin(), frame.end());
+    expected.insert(expected.end(), 4, 0);
+  }
+  EXPECT_TRUE(isExactly(out, expected));
+}
+
+TEST_F(Exact, inRealTimeToo) { expectExact(noise({16, false, 2, 48000}, 9600), {"--real-time"}); }
+
+TEST_F(Exact, partsCutToTheSample) {
+  const Wave in = noise({16, false, 2, 44100}, 44100);
+  writeWave(path("in.wav"), in);
+  ffmpeg({"-i", "in.wav", "in.flac"});
+  for (const char* name : {"in.wav", "in.flac"}) {
+    const Result result =
+        play({"--device", "file:out.wav", "--start", "0.25", "--length", "0:00:00.1", name});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(isExactly(readWave(path("out.wav")), framesOf(in, 11025, 4410))) << name;
+  }
+}
+
+TEST_F(Exact, volumeScalesAndFullVolumeDoesNot) {
+  const Wave in = noise({32, true, 2, 48000}, 4800);
+  writeWave(path("in.wav"), in);
+  ASSERT_EQ(play({"--device", "file:full.wav", "--volume", "100", "in.wav"}).status, 0);
+  EXPECT_TRUE(isExactly(readWave(path("full.wav")), in.data));
+  ASSERT_EQ(play({"--device", "file:half.wav", "--volume", "50", "in.wav"}).status, 0);
+  const Wave half = readWave(path("half.wav"));
+  ASSERT_GE(half.data.size(), in.data.size());
+  const auto* loud = reinterpret_cast<const float*>(in.data.data());
+  const auto* soft = reinterpret_cast<const float*>(half.data.data());
+  for (std::size_t i = 0; i < 9600; ++i) {
+    ASSERT_NEAR(soft[i], loud[i] / 2, 1e-6) << i;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,111 @@
+// The event and totals files, and the end by a signal.
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <signal.h>
+#include <thread>
+
+#include "tests/player/Wave.h"
+#include "tests/player/Workbench.h"
+
+namespace {
+
+using nlohmann::json;
+
+class Reports : public Workbench {};
+
+TEST_F(Reports, theTotalsBalanceAndAgreeWithTheEvents) {
+  constexpr std::size_t kFrames = 48000;
+  constexpr std::uint64_t kBuffers = 50;
+  writeWave(path("in.wav"), noise({16, false, 2, 48000}, kFrames));
+  const Result result =
+      play({"--device", "file:out.wav", "--events", "events", "--json", "-", "in.wav"});
+  ASSERT_EQ(result.status, 0) << result.err;
+
+  const json totals = json::parse(result.out);
+  EXPECT_EQ(totals["exit_status"], 0);
+  EXPECT_EQ(totals["simulated"], true);
+  const json& buffers = totals["buffers"];
+  EXPECT_EQ(buffers["pulled"], kBuffers);
+  EXPECT_EQ(buffers["played"], kBuffers);
+  EXPECT_EQ(buffers["balanced"], true);
+  for (const char* none : {"dropped_late", "without_report", "cleared", "held"}) {
+    EXPECT_EQ(buffers[none], 0) << none;
+  }
+  EXPECT_EQ(totals["callbacks"]["silent_between"], 0);
+  EXPECT_GE(totals["cycles"]["frames_written"], kFrames);
+
+  std::map<std::string, std::uint64_t> counts;
+  std::uint64_t lastHostNs = 0;
+  std::uint64_t nextStamp = 0;
+  std::ifstream events(path("events"));
+  for (std::string line; std::getline(events, line);) {
+    const json event = json::parse(line);
+    ++counts[event["event"]];
+    EXPECT_GE(event["host_ns"], lastHostNs);
+    lastHostNs = event["host_ns"];
+    EXPECT_TRUE(event.contains("graph_ms"));
+    if (event["event"] == "played") {
+      EXPECT_EQ(event["stamp_ms"], nextStamp);
+      nextStamp += 20;
+    }
+  }
+  EXPECT_EQ(counts["queued"], kBuffers);
+  EXPECT_EQ(counts["piece"], buffers["pieces"]);
+  EXPECT_EQ(counts["played"], kBuffers);
+  EXPECT_EQ(counts["silent"], totals["callbacks"]["silent"]);
+  EXPECT_EQ(counts["state"], 4u);
+}
+
+TEST_F(Reports, aSignalEndsItWithACompleteFile) {
+  const Wave in = noise({16, false, 2, 48000}, 48000 * 30);
+  writeWave(path("in.wav"), in);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    std::filesystem::remove(path("events"));
+    const pid_t process = begin(PLAYER, {"--real-time", "--device", "file:out.wav", "--events",
+                                         "events", "--json", "totals", "in.wav"});
+    while (!std::filesystem::exists(path("events")) || readFile(path("events")).empty()) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    kill(process, signal);
+    const Result result = end(process);
+    EXPECT_EQ(result.status, 130) << result.err;
+    const Wave out = readWave(path("out.wav"));
+    EXPECT_LT(out.frames(), in.frames());
+    EXPECT_TRUE(isExactly(out, framesOf(in, 0, std::min(out.frames(), in.frames()))));
+    const json totals = json::parse(std::ifstream(path("totals")));
+    EXPECT_EQ(totals["exit_status"], 130);
+    EXPECT_EQ(totals["buffers"]["balanced"], true);
+    EXPECT_EQ(totals["buffers"]["held"], 0);
+  }
+}
+
+TEST_F(Reports, withoutASoundSystemAutoWritesANewFileAndSaysSo) {
+  if (play({"--list-devices"}).out.find("no sound system") == std::string::npos) {
+    GTEST_SKIP() << "there is a sound system";
+  }
+  const Wave in = noise({16, false, 2, 48000}, 2000);
+  std::filesystem::create_directory(path("music"));
+  writeWave(path("music/song.wav"), in);
+  for (const char* name : {"song.wav", "song-2.wav"}) {
+    const Result result = play({"music/song.wav"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.errorLines(), 1u) << result.err;
+    EXPECT_NE(result.err.find(name), std::string::npos) << result.err;
+    EXPECT_TRUE(isExactly(readWave(path(name)), in.data));
+  }
+}
+
+TEST_F(Reports, quietSaysNothingAndVerboseHearsThePlugin) {
+  writeWave(path("in.wav"), noise({16, false, 2, 48000}, 2000));
+  EXPECT_EQ(play({"-q", "--device", "file:out.wav", "in.wav"}).err, "");
+  const std::string said = play({"-v", "--device", "file:out.wav", "in.wav"}).err;
+  EXPECT_NE(said.find("Rendering: Audio Output Creation"), std::string::npos) << said;
+  EXPECT_NE(said.find("Rendering: Audio Output Destruction"), std::string::npos) << said;
+}
+
+}  // namespace
