@@ -77,6 +77,7 @@ bool EventLog::pop(EventRecord& record) {
 }
 
 void EventLog::drain() {
+  HostTime::useAnyProcessor();
   for (;;) {
     const bool last = m_closing.load();
     EventRecord record;
