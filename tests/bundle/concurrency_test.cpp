@@ -179,6 +179,46 @@ TEST_F(ConcurrencyTest, aDisconnectReturnsOnlyWhenNoPullIsUnderWay) {
   }
 }
 
+TEST_F(ConcurrencyTest, aNewPeerIsTakenOnlyWhenNoPullFromTheFormerIsUnderWay) {
+  buildFree();
+  FakeUpstream other;
+  std::atomic<bool> replaced{false};
+  upstream.onQuery = [&] {
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (replaced) {
+      journal.violation("the connect did not wait for the pull under way");
+    }
+  };
+  for (unsigned i = 0; i < kRounds / 4; ++i) {
+    replaced = false;
+    connectPeer(&upstream);
+    readyAndPulled();
+    connectPeer(&other);
+    replaced = true;
+    std::this_thread::sleep_for(std::chrono::microseconds(400));
+  }
+}
+
+TEST_F(ConcurrencyTest, theSessionIsNotUsedAnyMoreOnceTheComponentHasLeftIt) {
+  buildFree();
+  std::atomic<bool> left{false};
+  session.clock.onRead = [&] {
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (left) {
+      journal.violation("the clock was read after the destroy");
+    }
+  };
+  for (unsigned i = 0; i < kRounds / 8; ++i) {
+    left = false;
+    readyAndPulled();
+    event(Tavro::PortEvent::kFlush);
+    (*component)->destroy();
+    left = true;
+    std::this_thread::sleep_for(std::chrono::microseconds(400));
+    (*component)->create(&session);
+  }
+}
+
 TEST_F(ConcurrencyTest, informationIsReadWhileItIsReplaced) {
   buildFree();
   meanwhile([this] {

@@ -132,6 +132,17 @@ TEST_F(PassthroughTest, aFormatSavedEarlierIsNotRestoredForALaterUnreadableOne) 
   EXPECT_THAT(only(journal.take(), {"AudioObjectSet"}), IsEmpty());
 }
 
+TEST_F(PassthroughTest, aFormatSavedByAFailedStartIsNotRestoredForALaterUnreadableOne) {
+  platform.fail("AudioDeviceStart", -1);
+  ASSERT_FALSE(passthrough());
+  offer(52, {physical(kAudioFormatAC3, 32000)});
+  platform.removeProperty(52, kPhysical, kGlobal);
+  ASSERT_TRUE(passthrough(32000));
+  journal.take();
+  event(Tavro::PortEvent::kDisconnect);
+  EXPECT_THAT(journal.take(), ElementsAre("AudioDeviceStop(40)", "AudioDeviceDestroyIOProcID(40)"));
+}
+
 TEST_F(PassthroughTest, changesOfModeAndOfPropertiesRebuild) {
   EXPECT_TRUE(write(48000, 2, 16));
   EXPECT_TRUE(passthrough());

@@ -33,6 +33,15 @@ TEST_F(TimeBaseTest, everyWayOfEndingTheSoundStopsTheElapsedPart) {
   EXPECT_EQ(playedThen([&] { event(Tavro::PortEvent::kDisconnect); }), 5U);
 }
 
+TEST_F(TimeBaseTest, aLastCallWhileTheGraphStopsDoesNotSetItGoingAgain) {
+  build();
+  event(Tavro::PortEvent::kStart);
+  platform.onCall("AUGraphStop", [this] { render(48); });
+  event(Tavro::PortEvent::kStop);
+  wall.ms += 500;
+  EXPECT_EQ(timeBase().currentTime(), 1U);
+}
+
 TEST_F(TimeBaseTest, theByteCountSurvivesARebuildAtAnotherRate) {
   build();
   render(480000);
