@@ -1,5 +1,6 @@
 #include <AudioDevices/AudioDevices.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string_view>
@@ -15,6 +16,7 @@ namespace {
 using Platform::Registry;
 
 constexpr std::string_view kFilePrefix = "file:";
+constexpr int kMostPartsPerMillion = 100'000;
 
 DeviceDescription describe(const Platform::Device& device, bool isDefault) {
   const Platform::DeviceState state = device.state();
@@ -44,9 +46,17 @@ std::string fullIdentifier(const std::string& identifier) {
   return error ? identifier : std::string(kFilePrefix) + path.lexically_normal().string();
 }
 
-AudioDeviceID attachFile(const std::string& identifier, Failure& failure) {
+AudioDeviceID attachFile(const std::string& identifier, const AttachOptions& options,
+                         Failure& failure) {
+  if (std::abs(options.partsPerMillion) > kMostPartsPerMillion) {
+    failure = {.status = kAudio_ParamError,
+               .message = "a clock cannot be off by " + std::to_string(options.partsPerMillion) +
+                          " parts per million; " + std::to_string(kMostPartsPerMillion) +
+                          " at most"};
+    return kAudioObjectUnknown;
+  }
   const std::string path = identifier.substr(kFilePrefix.size());
-  auto driver = std::make_unique<Platform::FileDriver>(path);
+  auto driver = std::make_unique<Platform::FileDriver>(path, options);
   failure = driver->failure();
   if (failure) {
     return kAudioObjectUnknown;
@@ -65,14 +75,15 @@ std::vector<DeviceDescription> list() {
   return descriptions;
 }
 
-AudioDeviceID attach(const std::string& identifier, Failure* failure) {
+AudioDeviceID attach(const std::string& identifier, Failure* failure,
+                     const AttachOptions& options) {
   Failure found;
   const std::string full = fullIdentifier(identifier);
   AudioDeviceID id = kAudioObjectUnknown;
   if (const auto known = Registry::instance().device(full)) {
     id = known->id();
   } else if (full.starts_with(kFilePrefix)) {
-    id = attachFile(full, found);
+    id = attachFile(full, options, found);
   } else {
     found = {.status = kAudioHardwareBadDeviceError,
              .message = "there is no device '" + identifier + "'; a file is 'file:PATH'"};
@@ -104,6 +115,11 @@ Failure failureOf(AudioDeviceID id) {
 DeviceTotals totalsOf(AudioDeviceID id) {
   const auto device = Registry::instance().device(id);
   return device ? device->totals() : DeviceTotals{};
+}
+
+BurstReport burstsOf(AudioDeviceID id) {
+  const auto device = Registry::instance().device(id);
+  return device ? device->burstReport() : BurstReport{};
 }
 
 }  // namespace AudioDevices

@@ -41,16 +41,19 @@ void CycleClock::run(CycleSource& source) {
     if (Tavro::HostTime::waitUntil(due, m_wake, "device cycle")) {
       continue;
     }
-    const std::uint32_t played = source.cycle(source.cycleFrames(), due);
+    if (source.sampleRate() != rate) {
+      origin = due;
+      rate = source.sampleRate();
+      frames = 0;
+    }
+    const std::uint32_t played = source.cycle(CycleSource::kUsualFrames, due);
     m_afterCycle();
     if (played == 0) {
       break;
     }
     frames += played;
-    const bool held = Tavro::HostTime::now() > due + kLongestCatchUpNs;
-    if (held || source.sampleRate() != rate) {
-      origin = held ? Tavro::HostTime::now() : origin + offsetNs(frames, rate);
-      rate = source.sampleRate();
+    if (Tavro::HostTime::now() > due + kLongestCatchUpNs) {
+      origin = Tavro::HostTime::now();
       frames = 0;
     }
   }

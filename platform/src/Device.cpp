@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "Silence.h"
 #include "time/HostTime.h"
 
 namespace Platform {
@@ -25,7 +26,10 @@ std::mutex& modelLock() {
 }
 
 double DeviceState::sampleRate() const {
-  return description.streams.empty() ? 0.0 : description.streams.front().format.mSampleRate;
+  const auto& streams = description.streams;
+  const auto bursts = std::ranges::find_if(streams, isBurstFormat, &DriverStream::format);
+  const auto leading = bursts != streams.end() ? bursts : streams.begin();
+  return leading != streams.end() ? leading->format.mSampleRate : 0.0;
 }
 
 std::uint32_t DeviceState::channels() const {
@@ -108,15 +112,20 @@ OSStatus Device::setLayout(const Labels& labels) {
   return change([&](bool running) { return m_driver->setLayout(labels, running); });
 }
 
-void Device::offerFormat(const PcmFormat& format) {
-  if (!hasClients()) {
-    change([&](bool running) {
-      if (!running) {
-        m_driver->offerFormat(format);
-      }
-      return noErr;
-    });
+OSStatus Device::offerFormat(const PcmFormat& format) {
+  if (inCycle()) {
+    return noErr;
   }
+  const std::lock_guard control(m_control);
+  const std::lock_guard io(m_io);
+  if (m_ended.load()) {
+    return noErr;
+  }
+  const OSStatus status = m_driver->offerFormat(format, hasClients());
+  if (status == noErr && !hasClients()) {
+    readDescription();
+  }
+  return status;
 }
 
 OSStatus Device::add(const std::shared_ptr<Client>& client) {
@@ -146,12 +155,14 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
   }
   m_driver->stop();  // a thread that ended by itself is still to be joined
   const OSStatus status = m_driver->start(*this);
+  const std::lock_guard io(m_io);
   if (status != noErr) {
-    const std::lock_guard io(m_io);
     std::erase(m_clients, client);
     m_clientCount = m_clients.size();
+    return status;
   }
-  return status;
+  readDescription();  // a driver may settle on a format when it starts
+  return noErr;
 }
 
 void Device::remove(const Client& client) {
@@ -212,7 +223,9 @@ AudioDevices::DeviceTotals Device::totals() const {
   return {.cycles = m_cycles.load(),
           .framesPlayed = m_framesPlayed.load(),
           .framesWritten = m_driver->framesWritten(),
-          .lateCycles = m_lateCycles.load()};
+          .lateCycles = m_lateCycles.load(),
+          .burstCycles = m_burstCycles.load(),
+          .bursts = m_bursts.load()};
 }
 
 std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {
@@ -220,7 +233,7 @@ std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {
   if (!hasClients()) {
     return 0;
   }
-  frames = std::min(frames, kMaxCycleFrames);
+  frames = frames == kUsualFrames ? m_state.cycleFrames() : std::min(frames, kMaxCycleFrames);
   m_cycleThread.store(std::this_thread::get_id());
   prepareBuffers(frames);
   AudioTimeStamp time{};
@@ -228,6 +241,7 @@ std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {
   time.mHostTime = dueNs;
   time.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid;
   const bool silent = callClients(frames, time);
+  countBursts();
   m_driver->deliver(*reinterpret_cast<AudioBufferList*>(m_list.data()), frames, silent);
   compactClients();
   m_cycleThread.store({});
@@ -260,6 +274,20 @@ bool Device::callClients(std::uint32_t frames, const AudioTimeStamp& time) {
     }
   }
   return silent;
+}
+
+void Device::countBursts() {
+  const auto& list = *reinterpret_cast<const AudioBufferList*>(m_list.data());
+  bool anyStream = false;
+  bool anyBurst = false;
+  for (std::size_t i = 0; i < m_memory.size(); ++i) {
+    if (isBurstFormat(m_state.description.streams[i].format)) {
+      anyStream = true;
+      anyBurst |= !isZero(list.mBuffers[i].mData, list.mBuffers[i].mDataByteSize);
+    }
+  }
+  m_burstCycles.fetch_add(anyStream ? 1 : 0, std::memory_order_relaxed);
+  m_bursts.fetch_add(anyBurst ? 1 : 0, std::memory_order_relaxed);
 }
 
 void Device::countCycle(std::uint32_t frames, std::uint64_t dueNs) {

@@ -47,8 +47,8 @@ struct DeviceState {
   DriverDescription description;
   std::uint64_t generation = 0;  // grows with each change
 
-  double sampleRate() const;
-  std::uint32_t channels() const;
+  double sampleRate() const;       // of the stream of bursts, if there is one, else of the first
+  std::uint32_t channels() const;  // of the PCM streams
   std::uint32_t cycleFrames() const;
 };
 
@@ -69,7 +69,7 @@ class Device final : public CycleSource {
   /// Answer platform statuses. [host-thread]
   OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format);
   OSStatus setLayout(const Labels& labels);
-  void offerFormat(const PcmFormat& format);
+  OSStatus offerFormat(const PcmFormat& format);  // refusal: no unit can play here
   /// Changes the driver, between cycles, and takes over how it describes itself then. Refused
   /// inside a cycle of this device, and when it has ended.
   OSStatus change(const std::function<OSStatus(bool running)>& apply);
@@ -89,6 +89,7 @@ class Device final : public CycleSource {
 
   AudioDevices::Failure failure() const { return m_driver->failure(); }
   AudioDevices::DeviceTotals totals() const;  // [any-thread]
+  AudioDevices::BurstReport burstReport() const { return m_driver->burstReport(); }
 
   /// The calling thread is inside a cycle of this device.
   bool inCycle() const { return m_cycleThread.load() == std::this_thread::get_id(); }
@@ -106,6 +107,7 @@ class Device final : public CycleSource {
   bool callClients(std::uint32_t frames, const AudioTimeStamp& time);
   void compactClients();
   void countCycle(std::uint32_t frames, std::uint64_t dueNs);
+  void countBursts();
 
   // Constant after construction
   const AudioDeviceID m_id;
@@ -132,6 +134,8 @@ class Device final : public CycleSource {
   std::atomic<std::uint64_t> m_cycles{0};
   std::atomic<std::uint64_t> m_framesPlayed{0};
   std::atomic<std::uint64_t> m_lateCycles{0};
+  std::atomic<std::uint64_t> m_burstCycles{0};
+  std::atomic<std::uint64_t> m_bursts{0};
 };
 
 }  // namespace Platform

@@ -36,8 +36,10 @@ class CycleSource {
  public:
   /// Calls everyone who plays, then the driver's deliver(). `dueNs` is the host time at which the
   /// cycle was to begin. Answers the frames played; 0: nobody plays any more, so the driver's
-  /// thread may end. Never two at once. [io-thread]
+  /// thread may end. Never two at once. kUsualFrames: as many as cycleFrames() would answer in the
+  /// very cycle, which a change of format does not come before. [io-thread]
   virtual std::uint32_t cycle(std::uint32_t frames, std::uint64_t dueNs) = 0;
+  static constexpr std::uint32_t kUsualFrames = 0;
 
   /// Frames of the next cycle, and the device's frames per second. [any-thread]
   virtual std::uint32_t cycleFrames() const = 0;
@@ -60,9 +62,9 @@ class Driver {
                              bool running);
   virtual OSStatus setLayout(const Labels& labels, bool running);
 
-  /// A unit is going to play this; a driver that has not settled on a format may take it over.
-  /// Not while running. [host-thread]
-  virtual void offerFormat(const PcmFormat& format);
+  /// A unit is going to play this; a driver that has not settled on a format may take it over
+  /// unless it runs. An answer other than noErr refuses all units. Between cycles. [host-thread]
+  virtual OSStatus offerFormat(const PcmFormat& format, bool running);
 
   /// Begins to run cycles, at least until stop(); none is under way or comes after stop() returns.
   /// stop() may come without start(), and after the driver's thread has ended by itself. Never
@@ -78,8 +80,9 @@ class Driver {
   /// [host-thread]
   virtual void finish();
 
-  virtual AudioDevices::Failure failure() const;  // the first one; [any-thread]
-  virtual std::uint64_t framesWritten() const;    // [any-thread]
+  virtual AudioDevices::Failure failure() const;          // the first one; [any-thread]
+  virtual std::uint64_t framesWritten() const;            // [any-thread]
+  virtual AudioDevices::BurstReport burstReport() const;  // [any-thread]
 };
 
 }  // namespace Platform

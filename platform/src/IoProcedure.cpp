@@ -1,12 +1,12 @@
 #include "IoProcedure.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <utility>
 
 #include "Registry.h"
+#include "Silence.h"
 
 namespace Platform {
 namespace {
@@ -31,9 +31,7 @@ class IoProcedure final : public Client {
   static bool isSilent(const AudioBufferList& buffers) {
     for (UInt32 i = 0; i < buffers.mNumberBuffers; ++i) {
       const AudioBuffer& buffer = buffers.mBuffers[i];
-      const auto* bytes = static_cast<const std::uint8_t*>(buffer.mData);
-      if (bytes != nullptr &&
-          std::any_of(bytes, bytes + buffer.mDataByteSize, [](auto byte) { return byte != 0; })) {
+      if (!isZero(buffer.mData, buffer.mDataByteSize)) {
         return false;
       }
     }

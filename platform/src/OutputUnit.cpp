@@ -66,6 +66,13 @@ OSStatus OutputUnit::change(Change apply) {
   return noErr;
 }
 
+/// The device hears of the format before the unit plays it, and may refuse.
+OSStatus OutputUnit::offered(const Configuration& configuration) {
+  const bool taken =
+      !configuration.device || configuration.device->offerFormat(configuration.format) == noErr;
+  return taken ? OSStatus{noErr} : OSStatus{kAudioUnitErr_FormatNotSupported};
+}
+
 OSStatus OutputUnit::setFormat(const AudioStreamBasicDescription& description) {
   const auto format = parsePcm(description);
   if (!format) {
@@ -73,10 +80,7 @@ OSStatus OutputUnit::setFormat(const AudioStreamBasicDescription& description) {
   }
   return change([&](Configuration& configuration) {
     configuration.format = *format;
-    if (configuration.device) {
-      configuration.device->offerFormat(*format);
-    }
-    return noErr;
+    return offered(configuration);
   });
 }
 
@@ -99,11 +103,13 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
   if (device == this->device()) {
     return noErr;
   }
-  stop();
   Configuration changed = configuration();
-  device->offerFormat(changed.format);
   changed.device = device;
   changed.channelMap.clear();
+  if (const OSStatus refused = offered(changed); refused != noErr) {
+    return refused;
+  }
+  stop();
   {
     const std::lock_guard model(modelLock());
     std::swap(m_configuration, changed);  // the former device is let go of after the lock
@@ -196,7 +202,9 @@ OSStatus OutputUnit::start() {
   if (isRunning()) {
     return noErr;
   }
-  current.device->offerFormat(current.format);
+  if (const OSStatus refused = offered(current); refused != noErr) {
+    return refused;
+  }
   if (const OSStatus status = renew(current); status != noErr) {
     return status;
   }

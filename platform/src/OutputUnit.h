@@ -63,6 +63,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   Configuration configuration() const;
   template <class Change>
   OSStatus change(Change apply);
+  static OSStatus offered(const Configuration& configuration);
   Prepared prepare(const Configuration& configuration) const;
   OSStatus renew(const Configuration& configuration);
   void markStarted(bool started);

@@ -1,6 +1,7 @@
 #include "PcmFormat.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace Platform {
 namespace {
@@ -101,6 +102,24 @@ bool isBurstFormat(const AudioStreamBasicDescription& description) {
     default:
       return false;
   }
+}
+
+/// A packet is a burst; it travels in the place of 16 bit stereo frames, whatever it decodes to.
+AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
+                                           AudioFormatID formatId) {
+  AudioStreamBasicDescription description{};
+  description.mSampleRate = rate;
+  description.mFormatID = formatId;
+  description.mBytesPerPacket = kBurstBytes;
+  description.mFramesPerPacket = kBurstFrames;
+  description.mBytesPerFrame = kBurstBytes / kBurstFrames;
+  description.mChannelsPerFrame = channels;
+  description.mBitsPerChannel = 16;
+  return description;
+}
+
+bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right) {
+  return std::memcmp(&left, &right, sizeof left) == 0;  // no padding in it
 }
 
 }  // namespace Platform

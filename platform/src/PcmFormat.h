@@ -1,6 +1,6 @@
 #pragma once
 
-/// Linear PCM as this layer plays it: interleaved, packed, one packet a frame.
+/// Linear PCM as this layer plays it: interleaved, packed, one packet a frame; and AC-3 bursts.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -38,7 +38,12 @@ AudioStreamBasicDescription describePcm(const PcmFormat& format);
 
 /// A stream in such a format carries one AC-3 frame as an IEC 61937 burst in each cycle.
 bool isBurstFormat(const AudioStreamBasicDescription& description);
+AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
+                                           AudioFormatID formatId = kAudioFormat60958AC3);
 inline constexpr std::uint32_t kBurstFrames = 1536;
 inline constexpr std::uint32_t kBurstBytes = 6144;
+
+/// The same in every field.
+bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right);
 
 }  // namespace Platform

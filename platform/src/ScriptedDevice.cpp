@@ -37,13 +37,7 @@ AudioStreamBasicDescription pcmFloat(double rate, std::uint32_t channels) {
 }
 
 AudioStreamBasicDescription ac3Bursts(double rate, std::uint32_t channels, AudioFormatID formatId) {
-  AudioStreamBasicDescription format{};
-  format.mSampleRate = rate;
-  format.mFormatID = formatId;
-  format.mBytesPerPacket = Platform::kBurstBytes;
-  format.mFramesPerPacket = Platform::kBurstFrames;
-  format.mChannelsPerFrame = channels;
-  return format;
+  return Platform::describeBursts(rate, channels, formatId);
 }
 
 ScriptedDevice::ScriptedDevice(const ScriptedSetup& setup) {

@@ -1,17 +1,12 @@
 #include "ScriptedDriver.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace Platform {
 namespace {
 
 AudioStreamRangedDescription ranged(const AudioStreamBasicDescription& format) {
   return {.mFormat = format, .mSampleRateRange = {format.mSampleRate, format.mSampleRate}};
-}
-
-bool same(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right) {
-  return std::memcmp(&left, &right, sizeof left) == 0;
 }
 
 }  // namespace
@@ -56,7 +51,7 @@ DriverDescription ScriptedDriver::describe() const {
 OSStatus ScriptedDriver::setFormat(std::size_t stream, const AudioStreamBasicDescription& format,
                                    bool /*running*/) {
   const bool offered = std::ranges::any_of(
-      m_streams[stream].available, [&](const auto& each) { return same(each.mFormat, format); });
+      m_streams[stream].available, [&](const auto& each) { return isSame(each.mFormat, format); });
   if (!offered) {
     return kAudioDeviceUnsupportedFormatError;
   }

@@ -70,7 +70,7 @@ bool UnitRenderer::render(AudioBufferList& buffers, std::uint32_t frames,
     packTo(target, samples, out, frames, mix);
   }
   m_gain = gain;
-  return false;
+  return m_targets.empty();
 }
 
 /// Asks the callback for `frames` frames; what it does not give is zero. True: silence.

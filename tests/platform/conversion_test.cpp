@@ -125,6 +125,24 @@ TEST(Conversion, theChannelMapPermutesAndSilences) {
             (std::vector<std::int16_t>{3, 0, 1, 0, 6, 0, 4, 0}));
 }
 
+/// Material in WAVE order (front, centre, low, back, side) on a device whose sides come first.
+TEST(Conversion, eightChannelsArriveAtTheSpeakersOfTheirLabels) {
+  ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 8, 16)}}});
+  Graph graph;
+  Source source(pcmInteger(48000, 8, 16),
+                bytesOf(std::vector<std::int16_t>{1, 2, 3, 4, 33, 34, 5, 6}));  // each its label
+  source.playOn(graph);
+  ASSERT_EQ(graph.setChannelMap({0, 1, 2, 3, 6, 7, 4, 5}), noErr);
+  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
+  std::vector<std::int16_t> labels;
+  for (const auto& description : AudioDevices::list()) {
+    if (description.id == device.id()) {
+      labels.assign(description.labels.begin(), description.labels.end());
+    }
+  }
+  EXPECT_EQ(valuesOf<std::int16_t>(played(device, {1})), labels);
+}
+
 TEST(Conversion, theChannelsOfSeveralStreamsFollowOneAnother) {
   ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 2, 16)},
                                      {.format = AudioDevices::ac3Bursts(48000, 2)},

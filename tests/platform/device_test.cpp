@@ -1,8 +1,12 @@
 #include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <thread>
+#include <unistd.h>
 
-#include "Play.h"
+#include "Bursts.h"
 
 namespace {
 
@@ -246,6 +250,68 @@ TEST(IoProcedures, getOneZeroedBufferPerStreamAndBurstsOf6144Bytes) {
   EXPECT_EQ(AudioDeviceDestroyIOProcID(device.id(), id), noErr);
   EXPECT_FALSE(device.cycle(512).ran);
   EXPECT_EQ(leftovers(), Leftovers{});
+}
+
+/// In real time, while it plays: a device has one rate, that of the stream of bursts.
+TEST(IoProcedures, aStreamTurnsToBurstsAndBackWhileTheDeviceRuns) {
+  const auto pcm = pcmInteger(48000, 2, 16);
+  const auto bursts = ac3Bursts(44100, 2);
+  ScriptedDevice device(
+      {.streams = {{.format = pcm}, {.format = pcm, .available = {bursts}}}, .clocked = true});
+  Behaviour behaviour(nothing);
+  AudioDeviceIOProcID id = nullptr;
+  ASSERT_EQ(AudioDeviceCreateIOProcID(device.id(), Behaviour::ioProc, &behaviour, &id), noErr);
+  ASSERT_EQ(AudioDeviceStart(device.id(), id), noErr);
+  EXPECT_EQ(setPhysicalFormat(device.stream(0), bursts), kAudioDeviceUnsupportedFormatError);
+  for (const auto& format : {bursts, pcm, bursts, pcm}) {
+    behaviour.awaitCalls(behaviour.calls() + 2);
+    ASSERT_EQ(setPhysicalFormat(device.stream(1), format), noErr);
+    EXPECT_EQ(physicalFormat(device.stream(1)), format);
+    const AudioObjectPropertyAddress rate{kAudioDevicePropertyNominalSampleRate,
+                                          kAudioObjectPropertyScopeGlobal, 0};
+    Float64 hertz = 0;
+    UInt32 size = sizeof hertz;
+    ASSERT_EQ(AudioObjectGetPropertyData(device.id(), &rate, 0, nullptr, &size, &hertz), noErr);
+    EXPECT_EQ(hertz, format.mSampleRate);
+  }
+  behaviour.awaitCalls(behaviour.calls() + 2);
+  ASSERT_EQ(AudioDeviceDestroyIOProcID(device.id(), id), noErr);
+  std::size_t burstCycles = 0;
+  for (const auto& [firstBytes, streams] : behaviour.lists) {
+    ASSERT_TRUE(firstBytes == 512 * 4 || firstBytes == 1536 * 4) << firstBytes;
+    EXPECT_EQ(streams, 2U);
+    burstCycles += firstBytes == 1536 * 4 ? 1 : 0;
+  }
+  EXPECT_GE(burstCycles, 4U);
+  const auto totals = AudioDevices::totalsOf(device.id());
+  EXPECT_EQ(totals.burstCycles, burstCycles);
+  EXPECT_EQ(totals.bursts, 0U);  // nothing was put into that stream
+}
+
+/// Everything as in simulated time, with a clock that does not wait.
+TEST(IoProcedures, playBurstsIntoAFileInRealTime) {
+  const auto path =
+      std::filesystem::temp_directory_path() / ("bursts-" + std::to_string(::getpid()) + ".spdif");
+  const AudioDeviceID device = AudioDevices::attach("file:" + path.string(), nullptr);
+  ASSERT_NE(device, kAudioObjectUnknown);
+  const auto devices = AudioDevices::list();
+  const auto found = std::ranges::find(devices, device, &AudioDevices::DeviceDescription::id);
+  ASSERT_EQ(setPhysicalFormat(found->streams.front().id, ac3Bursts(48000, 2)), noErr);
+  const Bytes bursts = encodedBursts(4);
+  {
+    BurstPlayer player(device, bursts);
+    ASSERT_EQ(player.start(), noErr);
+    while (AudioDevices::totalsOf(device).bursts < 4) {
+      EXPECT_EQ(AudioDevices::burstsOf(device).violations, 0U);
+      std::this_thread::yield();
+    }
+    ASSERT_EQ(player.stop(), noErr);
+  }
+  EXPECT_EQ(AudioDevices::burstsOf(device).bursts, 4U);
+  EXPECT_FALSE(AudioDevices::detach(device));
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(file), {}), bursts);
+  std::filesystem::remove(path);
 }
 
 TEST(IoProcedures, runWhileStartedAndTheSameOneMayBeRegisteredTwice) {

@@ -1,124 +1,12 @@
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sys/stat.h>
 #include <tuple>
-#include <unistd.h>
 
-#include "Play.h"
-#include "time/HostTime.h"
+#include "FileDevice.h"
 
 namespace {
 
 using AudioDevices::Failure;
 using AudioDevices::pcmFloat;
 using AudioDevices::pcmInteger;
-
-constexpr std::uint64_t kSecond = 1'000'000'000;
-
-Bytes readFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-struct Wave {
-  std::uint16_t channels = 0;
-  std::uint16_t bits = 0;
-  std::uint32_t rate = 0;
-  std::uint32_t mask = 0;
-  Bytes data;
-};
-
-/// Reads the chunks by itself, so that writer and reader do not share a mistake.
-Wave parseWave(const Bytes& file) {
-  const auto number = [&file](std::size_t at, std::size_t bytes) {
-    std::uint32_t value = 0;
-    std::memcpy(&value, file.data() + at, bytes);
-    return value;
-  };
-  Wave wave;
-  EXPECT_EQ(std::string(file.begin(), file.begin() + 4), "RIFF");
-  EXPECT_EQ(number(4, 4), file.size() - 8);
-  for (std::size_t at = 12; at + 8 <= file.size();) {
-    const std::string name(file.begin() + static_cast<std::ptrdiff_t>(at),
-                           file.begin() + static_cast<std::ptrdiff_t>(at + 4));
-    const std::uint32_t size = number(at + 4, 4);
-    if (name == "fmt ") {
-      wave.channels = static_cast<std::uint16_t>(number(at + 10, 2));
-      wave.rate = number(at + 12, 4);
-      wave.bits = static_cast<std::uint16_t>(number(at + 22, 2));
-      wave.mask = size >= 40 ? number(at + 28, 4) : 0;
-    } else if (name == "data") {
-      const auto begin = file.begin() + static_cast<std::ptrdiff_t>(at + 8);
-      wave.data.assign(begin, begin + size);
-    }
-    at += 8 + size + size % 2;
-  }
-  return wave;
-}
-
-class FileDevice : public testing::Test {
- protected:
-  FileDevice() {
-    Tavro::HostTime::simulate();
-    std::string name = (std::filesystem::temp_directory_path() / "file-device-XXXXXX").string();
-    folder = ::mkdtemp(name.data());
-  }
-  ~FileDevice() override {
-    std::filesystem::remove_all(folder);
-    EXPECT_EQ(AudioDevices::Script::leftovers(), AudioDevices::Script::Leftovers{});
-  }
-
-  AudioDeviceID attach(const std::string& name) {
-    Failure failure;
-    const AudioDeviceID id = AudioDevices::attach("file:" + (folder / name).string(), &failure);
-    EXPECT_NE(id, kAudioObjectUnknown) << failure.message;
-    return id;
-  }
-  Wave written(const std::string& name) { return parseWave(readFile(folder / name)); }
-
-  static void passTime(std::uint64_t nanoseconds) {
-    Tavro::HostTime::waitUntil(Tavro::HostTime::now() + nanoseconds, "test");
-  }
-  static void playToTheEnd(Source& source, bool mapped = false) {
-    Graph graph;
-    source.playOn(graph);
-    auto map = graph.channelMap();
-    if (mapped && map.size() >= 8) {
-      map = {0, 1, 2, 3, 6, 7, 4, 5};
-      ASSERT_EQ(graph.setChannelMap(map), noErr);
-    }
-    ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-    const std::size_t frames = source.bytes.size() / source.format.mBytesPerFrame;
-    const double seconds = static_cast<double>(frames + 2048) / source.format.mSampleRate;
-    passTime(static_cast<std::uint64_t>(seconds * static_cast<double>(kSecond)));
-    EXPECT_EQ(source.position, source.bytes.size());
-    ASSERT_EQ(AUGraphStop(graph.graph), noErr);
-  }
-  static OSStatus setLayout(AudioDeviceID id, AudioChannelLayoutTag tag) {
-    const AudioObjectPropertyAddress address{kAudioDevicePropertyPreferredChannelLayout,
-                                             kAudioDevicePropertyScopeOutput, 0};
-    AudioChannelLayout layout{};
-    layout.mChannelLayoutTag = tag;
-    return AudioObjectSetPropertyData(id, &address, 0, nullptr, sizeof layout, &layout);
-  }
-  static AudioStreamID streamOf(AudioDeviceID id) {
-    for (const auto& device : AudioDevices::list()) {
-      if (device.id == id) {
-        return device.streams.front().id;
-      }
-    }
-    return kAudioObjectUnknown;
-  }
-  static OSStatus setFormat(AudioDeviceID id, const AudioStreamBasicDescription& format) {
-    const AudioObjectPropertyAddress address{kAudioStreamPropertyPhysicalFormat,
-                                             kAudioObjectPropertyScopeGlobal, 0};
-    return AudioObjectSetPropertyData(streamOf(id), &address, 0, nullptr, sizeof format, &format);
-  }
-
-  std::filesystem::path folder;
-};
 
 class FileFormats : public FileDevice,
                     public testing::WithParamInterface<std::tuple<std::uint32_t, std::uint32_t>> {};
@@ -180,6 +68,38 @@ TEST_F(FileDevice, channelsGoByLabelIntoWaveOrder) {
   auto samples = valuesOf<std::int16_t>(wave.data);
   samples.resize(5);
   EXPECT_EQ(samples, (std::vector<std::int16_t>{1, 2, 5, 3, 4}));
+}
+
+TEST_F(FileDevice, aLayoutCanBeGivenByDescriptions) {
+  const AudioDeviceID id = attach("out.wav");
+  const AudioObjectPropertyAddress address{kAudioDevicePropertyPreferredChannelLayout,
+                                           kAudioDevicePropertyScopeOutput, 0};
+  const AudioChannelLabel labels[] = {kAudioChannelLabel_LFEScreen, kAudioChannelLabel_Right,
+                                      kAudioChannelLabel_Left};
+  Bytes record(offsetof(AudioChannelLayout, mChannelDescriptions) +
+               3 * sizeof(AudioChannelDescription));
+  AudioChannelLayout layout{};
+  layout.mNumberChannelDescriptions = 3;
+  std::memcpy(record.data(), &layout, offsetof(AudioChannelLayout, mChannelDescriptions));
+  for (std::size_t i = 0; i < 3; ++i) {
+    std::memcpy(&record[offsetof(AudioChannelLayout, mChannelDescriptions) +
+                        i * sizeof(AudioChannelDescription)],
+                &labels[i], sizeof labels[i]);
+  }
+  const auto bytes = static_cast<UInt32>(record.size());
+  ASSERT_EQ(AudioObjectSetPropertyData(id, &address, 0, nullptr, bytes, record.data()), noErr);
+  Bytes readBack(bytes);
+  UInt32 size = bytes;
+  ASSERT_EQ(AudioObjectGetPropertyData(id, &address, 0, nullptr, &size, readBack.data()), noErr);
+  EXPECT_EQ(readBack, record);
+  Source source(pcmInteger(48000, 3, 16), bytesOf(std::vector<std::int16_t>{1, 2, 3}));
+  playToTheEnd(source);
+  EXPECT_FALSE(AudioDevices::detach(id));
+  const Wave wave = written("out.wav");
+  EXPECT_EQ(wave.mask, 0xBU);
+  auto samples = valuesOf<std::int16_t>(wave.data);
+  samples.resize(3);
+  EXPECT_EQ(samples, (std::vector<std::int16_t>{3, 2, 1}));
 }
 
 TEST_F(FileDevice, aFormatThatWasSetStaysAndSettlesWithTheFirstStart) {

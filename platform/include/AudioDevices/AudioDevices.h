@@ -46,11 +46,22 @@ struct DeviceDescription {
 /// All devices known now, the attached ones included.
 std::vector<DeviceDescription> list();
 
+/// What a file device is to be, besides its path.
+struct AttachOptions {
+  /// A WAV file's stream offers AC-3 formats beside PCM; the file then holds bursts dressed as 16
+  /// bit stereo, as receivers play them. A .spdif file always does, and takes nothing else.
+  bool offersBursts = false;
+  /// How much faster than nominal the device's clock is; -100000 to 100000.
+  int partsPerMillion = 0;
+};
+
 /// Makes the device named by `identifier` known and answers its object; the same identifier gives
-/// the same object. `file:PATH` is a WAV file that is created, or emptied, at once, so that a path
-/// that cannot be written is known here. kAudioObjectUnknown, with `*failure` filled: no such
-/// device, or it cannot be opened.
-AudioDeviceID attach(const std::string& identifier, Failure* failure);
+/// the same object, as it was first attached. `file:PATH` is a file that is created, or emptied, at
+/// once, so that a path that cannot be written is known here: raw AC-3 bursts where PATH ends in
+/// .spdif, else WAV. kAudioObjectUnknown, with `*failure` filled: no such device, it cannot be
+/// opened, or an option is out of range.
+AudioDeviceID attach(const std::string& identifier, Failure* failure,
+                     const AttachOptions& options = {});
 
 /// Ends the device: a file is completed and closed. Answers the first failure of its whole life. A
 /// program that exits without it leaves a complete file, but hears of no failure.
@@ -66,13 +77,36 @@ Failure failureOf(AudioDeviceID device);
 /// channels) unless the physical format of its stream was set before; then everything is converted
 /// to that. Whole cycles that were silent because nothing was there to play are left out at the
 /// file's front and end and written in between.
+/// A file holds PCM or bursts, whichever was played first, and refuses the other: a unit with
+/// kAudioUnitErr_FormatNotSupported, which is also told by failureOf(), an AC-3 format by its
+/// status.
 struct DeviceTotals {
   std::uint64_t cycles = 0;
   std::uint64_t framesPlayed = 0;   // handed to the driver, silence included
   std::uint64_t framesWritten = 0;  // a file's frames so far; 0 on other devices
   std::uint64_t lateCycles = 0;     // began more than a cycle after they were due
+  std::uint64_t burstCycles = 0;    // with a stream in an AC-3 format: 1536 frames each
+  std::uint64_t bursts = 0;         // of these, the ones that were given more than zeros
 };
+/// Cheap. [any-thread]
 DeviceTotals totalsOf(AudioDeviceID device);
+
+struct BurstViolation {
+  std::uint64_t burst;  // 1: the first that the device was given
+  std::string reason;
+};
+
+/// What a file device found in the bursts it was given: each must be one undamaged AC-3 frame of
+/// the device's rate, packed as IEC 61937 says, at the beginning of a cycle. Faulty ones are
+/// written all the same.
+struct BurstReport {
+  std::uint64_t bursts = 0;
+  std::uint64_t pauses = 0;           // cycles of zeros between two bursts
+  std::uint64_t violations = 0;       // faulty bursts
+  std::vector<BurstViolation> first;  // of them, with what was noticed first; at most 16
+};
+/// To be asked before detach(). Empty on devices that take what they are given unseen. [any-thread]
+BurstReport burstsOf(AudioDeviceID device);
 
 /// Hears of every call of a render callback, right after it, on the I/O thread: no allocation, no
 /// lock, no I/O in it. One observer a process; null takes it away, and returns only when no call of

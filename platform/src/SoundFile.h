@@ -1,7 +1,8 @@
 #pragma once
 
-/// A WAV file being written: RF64 where it grows past 4 GiB, nothing in it but format and samples.
-/// The first failure is kept and ends all writing. Not for a real-time thread; callers take turns.
+/// A sound file being written: WAV, RF64 where it grows past 4 GiB, with nothing in it but format
+/// and samples; or raw, the frames alone. The first failure is kept and ends all writing. Not for a
+/// real-time thread; callers take turns.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -24,13 +25,18 @@ namespace Platform {
 /// place in a WAVE file, or two share one.
 std::vector<std::size_t> waveOrder(const Labels& labels);
 
-class WavFile {
+enum class Container : std::uint8_t { Wav, Raw };
+
+class SoundFile {
  public:
   /// Creates or empties the file at once; failure() tells whether that worked.
-  explicit WavFile(std::string path);
-  ~WavFile();
-  WavFile(const WavFile&) = delete;
-  WavFile& operator=(const WavFile&) = delete;
+  SoundFile(std::string path, Container container);
+  ~SoundFile();
+  SoundFile(const SoundFile&) = delete;
+  SoundFile& operator=(const SoundFile&) = delete;
+
+  const std::string& path() const { return m_path; }
+  Container container() const { return m_container; }
 
   /// Settles the format; 16, 24 or 32 bit integers or float, little-endian. Once.
   void begin(const PcmFormat& format, const Labels& labels);
@@ -54,6 +60,7 @@ class WavFile {
     void operator()(sf_private_tag* file) const;
   };
   const std::string m_path;
+  const Container m_container;
   int m_descriptor = -1;  // -1: not open
   std::unique_ptr<sf_private_tag, Close> m_file;
 

@@ -1,4 +1,4 @@
-#include "WavFile.h"
+#include "SoundFile.h"
 
 #include <sndfile.h>
 
@@ -79,6 +79,10 @@ std::vector<std::size_t> wavePlaces(const Labels& labels) {
   return places;
 }
 
+int containerCode(Container container) {
+  return container == Container::Wav ? SF_FORMAT_RF64 : SF_FORMAT_RAW;
+}
+
 int sampleFormatCode(SampleType type) {
   switch (type) {
     case SampleType::S24:
@@ -129,28 +133,32 @@ std::vector<std::size_t> waveOrder(const Labels& labels) {
   return order.size() == labels.size() ? order : std::vector<std::size_t>();
 }
 
-void WavFile::Close::operator()(sf_private_tag* file) const { sf_close(file); }
+void SoundFile::Close::operator()(sf_private_tag* file) const { sf_close(file); }
 
-WavFile::WavFile(std::string path) : m_path(std::move(path)) {
+SoundFile::SoundFile(std::string path, Container container)
+    : m_path(std::move(path)), m_container(container) {
   m_descriptor = ::open(m_path.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0666);
   if (m_descriptor < 0) {
     fail("cannot be created", errorText(errno), kChooseAnother);
   }
 }
 
-WavFile::~WavFile() { finish(); }
+SoundFile::~SoundFile() { finish(); }
 
-void WavFile::begin(const PcmFormat& format, const Labels& labels) {
+void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
   if (failure()) {
     return;
   }
   SF_INFO info{};
   info.samplerate = static_cast<int>(format.rate);
   info.channels = static_cast<int>(format.channels);
-  info.format = SF_FORMAT_RF64 | sampleFormatCode(format.sample.type);
+  info.format = containerCode(m_container) | sampleFormatCode(format.sample.type);
   m_file.reset(sf_open_fd(m_descriptor, SFM_WRITE, &info, SF_FALSE));
   if (!m_file) {
-    fail("cannot be written as a WAV file", sf_strerror(nullptr), kChooseAnother);
+    fail("cannot be written as a sound file", sf_strerror(nullptr), kChooseAnother);
+    return;
+  }
+  if (m_container == Container::Raw) {
     return;
   }
   sf_command(m_file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
@@ -164,7 +172,7 @@ void WavFile::begin(const PcmFormat& format, const Labels& labels) {
   sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);  // an empty file is valid, too
 }
 
-void WavFile::write(std::span<const std::byte> frames) {
+void SoundFile::write(std::span<const std::byte> frames) {
   if (!m_file || frames.empty() || failure()) {
     return;
   }
@@ -177,7 +185,7 @@ void WavFile::write(std::span<const std::byte> frames) {
   }
 }
 
-void WavFile::checkPath() {
+void SoundFile::checkPath() {
   struct stat opened {};
   struct stat named {};
   if (m_descriptor < 0 || ::fstat(m_descriptor, &opened) != 0) {
@@ -191,7 +199,7 @@ void WavFile::checkPath() {
   }
 }
 
-void WavFile::finish() {
+void SoundFile::finish() {
   if (m_descriptor < 0) {
     return;
   }
@@ -205,7 +213,7 @@ void WavFile::finish() {
       fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
            "Make room or choose another path.");
     }
-    if (!blankPeakChunk(m_descriptor)) {
+    if (m_container == Container::Wav && !blankPeakChunk(m_descriptor)) {
       fail("cannot be completed", errorText(errno), kChooseAnother);
     }
   }
@@ -215,12 +223,12 @@ void WavFile::finish() {
   }
 }
 
-AudioDevices::Failure WavFile::failure() const {
+AudioDevices::Failure SoundFile::failure() const {
   const std::lock_guard lock(m_failureLock);
   return m_failure;
 }
 
-void WavFile::fail(const std::string& what, const std::string& reason, const char* remedy) {
+void SoundFile::fail(const std::string& what, const std::string& reason, const char* remedy) {
   const std::lock_guard lock(m_failureLock);
   if (!m_failure) {
     m_failure = {.status = kAudioHardwareUnspecifiedError,

@@ -1,0 +1,98 @@
+#pragma once
+
+/// AC-3 bursts for the platform's tests, made by ffmpeg's encoder and packer, and an I/O procedure
+/// that plays such.
+
+#include <cstdio>
+#include <optional>
+
+#include "Play.h"
+
+inline constexpr std::size_t kBurst = 6144;
+
+/// `count` bursts of noise.
+inline Bytes encodedBursts(std::size_t count, std::uint32_t rate = 48000,
+                           std::uint32_t channels = 2, std::uint32_t kilobits = 192) {
+  const std::string command =
+      "ffmpeg -v error -f lavfi -i anoisesrc=seed=1:amplitude=0.3:r=" + std::to_string(rate) +
+      " -t 2 -ac " + std::to_string(channels) + " -c:a ac3 -b:a " + std::to_string(kilobits) +
+      "k -frames:a " + std::to_string(count) + " -f spdif -";
+  Bytes bytes(count * kBurst);
+  FILE* pipe = ::popen(command.c_str(), "r");
+  EXPECT_NE(pipe, nullptr);
+  if (pipe != nullptr) {
+    EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), pipe), bytes.size()) << command;
+    EXPECT_EQ(std::fgetc(pipe), EOF);
+    EXPECT_EQ(::pclose(pipe), 0) << command;
+  }
+  return bytes;
+}
+
+inline Bytes burstAt(const Bytes& bursts, std::size_t index) {
+  const auto begin = bursts.begin() + static_cast<std::ptrdiff_t>(index * kBurst);
+  return {begin, begin + kBurst};
+}
+
+/// Plays one cycle after another of what it is given into a device's first stream, then nothing;
+/// keeps what it was called with.
+class BurstPlayer {
+ public:
+  explicit BurstPlayer(AudioDeviceID device, Bytes cycles = {})
+      : bytes(std::move(cycles)), m_device(device) {
+    EXPECT_EQ(AudioDeviceCreateIOProcID(device, play, this, &m_id), noErr);
+  }
+  ~BurstPlayer() { AudioDeviceDestroyIOProcID(m_device, m_id); }
+  BurstPlayer(const BurstPlayer&) = delete;
+  BurstPlayer& operator=(const BurstPlayer&) = delete;
+
+  OSStatus start() { return AudioDeviceStart(m_device, m_id); }
+  OSStatus stop() { return AudioDeviceStop(m_device, m_id); }
+
+  Bytes bytes;
+  bool endlessly = false;
+  std::atomic<std::size_t> calls{0};
+  std::vector<UInt32> bufferBytes;
+  std::vector<UInt64> hostTimes;
+
+ private:
+  static OSStatus play(AudioObjectID, const AudioTimeStamp*, const AudioBufferList*,
+                       const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp* time,
+                       void* context) {
+    auto& self = *static_cast<BurstPlayer*>(context);
+    const AudioBuffer& buffer = list->mBuffers[0];
+    if (!self.endlessly) {
+      self.bufferBytes.push_back(buffer.mDataByteSize);
+      self.hostTimes.push_back(time->mHostTime);
+    }
+    const std::size_t count =
+        std::min<std::size_t>(buffer.mDataByteSize, self.bytes.size() - self.m_position);
+    std::memcpy(buffer.mData, self.bytes.data() + self.m_position, count);
+    self.m_position = self.endlessly ? 0 : self.m_position + count;
+    ++self.calls;
+    return noErr;
+  }
+
+  const AudioDeviceID m_device;
+  AudioDeviceIOProcID m_id = nullptr;
+  std::size_t m_position = 0;
+};
+
+inline OSStatus setPhysicalFormat(AudioStreamID stream, const AudioStreamBasicDescription& format) {
+  const AudioObjectPropertyAddress address{kAudioStreamPropertyPhysicalFormat,
+                                           kAudioObjectPropertyScopeGlobal, 0};
+  return AudioObjectSetPropertyData(stream, &address, 0, nullptr, sizeof format, &format);
+}
+
+inline AudioStreamBasicDescription physicalFormat(AudioStreamID stream) {
+  const AudioObjectPropertyAddress address{kAudioStreamPropertyPhysicalFormat,
+                                           kAudioObjectPropertyScopeGlobal, 0};
+  AudioStreamBasicDescription format{};
+  UInt32 size = sizeof format;
+  EXPECT_EQ(AudioObjectGetPropertyData(stream, &address, 0, nullptr, &size, &format), noErr);
+  return format;
+}
+
+inline bool operator==(const AudioStreamBasicDescription& left,
+                       const AudioStreamBasicDescription& right) {
+  return std::memcmp(&left, &right, sizeof left) == 0;
+}
