@@ -100,6 +100,15 @@ std::string errorText(int error) { return std::generic_category().message(error)
 
 constexpr const char* kChooseAnother = "Choose another path.";
 
+/// Why the library failed: the system's error where there was one, else its own sentence.
+std::string reasonOf(int error, SNDFILE* file) {
+  std::string reason = error != 0 ? errorText(error) : sf_strerror(file);
+  if (reason.ends_with('.')) {
+    reason.pop_back();
+  }
+  return reason;
+}
+
 /// The library puts a PEAK chunk, which holds the time of day and peaks that it does not know, into
 /// float files, and in this container cannot be told not to. It is made padding.
 bool blankPeakChunk(int descriptor) {
@@ -153,9 +162,11 @@ void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
   info.samplerate = static_cast<int>(format.rate);
   info.channels = static_cast<int>(format.channels);
   info.format = containerCode(m_container) | sampleFormatCode(format.sample.type);
+  errno = 0;
   m_file.reset(sf_open_fd(m_descriptor, SFM_WRITE, &info, SF_FALSE));
   if (!m_file) {
-    fail("cannot be written as a sound file", sf_strerror(nullptr), kChooseAnother);
+    const int error = errno;
+    fail("cannot be written as a sound file", reasonOf(error, nullptr), kChooseAnother);
     return;
   }
   if (m_container == Container::Raw) {
@@ -180,7 +191,7 @@ void SoundFile::write(std::span<const std::byte> frames) {
   errno = 0;
   if (sf_write_raw(m_file.get(), frames.data(), count) != count) {
     const int error = errno;
-    fail("cannot be written to", error != 0 ? errorText(error) : sf_strerror(m_file.get()),
+    fail("cannot be written to", reasonOf(error, m_file.get()),
          "Make room or choose another path.");
   }
 }
