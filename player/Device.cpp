@@ -15,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kFilePrefix = "file:";
+constexpr std::string_view kBurstSuffix = ".spdif";
 constexpr std::uint32_t kMostChannels = 8;
 
 bool isFileIdentifier(const std::string& identifier) {
@@ -38,16 +39,6 @@ std::string freeName(const std::string& input) {
     name = fmt::format("{}-{}.wav", stem, i);
   }
   return name;
-}
-
-std::string soundingDevice() {
-  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list();
-  const auto chosen =
-      std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
-  if (chosen != devices.end()) {
-    return chosen->identifier;
-  }
-  return devices.empty() ? "" : devices.front().identifier;
 }
 
 AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
@@ -78,10 +69,13 @@ AudioStreamBasicDescription description(const StreamFormat& format) {
   return shape;
 }
 
+OSStatus setPhysicalFormat(AudioStreamID stream, const AudioStreamBasicDescription& shape) {
+  const AudioObjectPropertyAddress where =
+      address(kAudioStreamPropertyPhysicalFormat, kAudioObjectPropertyScopeGlobal);
+  return AudioObjectSetPropertyData(stream, &where, 0, nullptr, sizeof(shape), &shape);
+}
+
 std::string shapeText(const AudioStreamBasicDescription& shape) {
-  if (shape.mFormatID != kAudioFormatLinearPCM) {
-    return fmt::format("AC-3, {} Hz", shape.mSampleRate);
-  }
   return fmt::format("{} bit {}, {} channels, {} Hz", shape.mBitsPerChannel,
                      (shape.mFormatFlags & kAudioFormatFlagIsFloat) != 0 ? "float" : "integer",
                      shape.mChannelsPerFrame, shape.mSampleRate);
@@ -89,8 +83,18 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
 
 }  // namespace
 
+std::string soundingDevice() {
+  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list();
+  const auto chosen =
+      std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
+  if (chosen != devices.end()) {
+    return chosen->identifier;
+  }
+  return devices.empty() ? "" : devices.front().identifier;
+}
+
 DeviceChoice chooseDevice(const Options& options) {
-  DeviceChoice choice{options.device, isFileIdentifier(options.device), false};
+  DeviceChoice choice{.identifier = options.device, .isFile = isFileIdentifier(options.device)};
   if (options.device == "auto") {
     choice.identifier = soundingDevice();
     choice.isFile = choice.identifier.empty();
@@ -106,6 +110,9 @@ DeviceChoice chooseDevice(const Options& options) {
   } else if (options.simulated.value_or(false)) {
     throw PlayerError(ExitStatus::Usage, "simulated time is for file devices");
   }
+  choice.isBurstFile = choice.isFile && choice.identifier.ends_with(kBurstSuffix);
+  choice.attach = {.offersBursts = options.passthrough == PassthroughMode::On,
+                   .partsPerMillion = options.fileDriftPpm};
   choice.simulated = options.simulated.value_or(choice.isFile);
   return choice;
 }
@@ -119,21 +126,9 @@ StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Optio
   return chosen;
 }
 
-std::string deviceList() {
-  std::string text;
-  for (const AudioDevices::DeviceDescription& device : AudioDevices::list()) {
-    text += fmt::format("{} {}  {}  ({} Hz, {} channels)\n", device.isDefault ? '*' : ' ',
-                        device.identifier, device.name, device.sampleRate, device.labels.size());
-    for (const AudioDevices::StreamDescription& stream : device.streams) {
-      text += fmt::format("    stream {}: {}\n", stream.id, shapeText(stream.currentFormat));
-    }
-  }
-  return text.empty() ? "no sound system; file:PATH writes a WAV file\n" : text;
-}
-
 Device::Device(const DeviceChoice& choice) : m_choice(choice) {
   AudioDevices::Failure failure;
-  m_id = AudioDevices::attach(choice.identifier, &failure);
+  m_id = AudioDevices::attach(choice.identifier, &failure, choice.attach);
   if (m_id == kAudioObjectUnknown) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }
@@ -146,6 +141,7 @@ Device::Device(const DeviceChoice& choice) : m_choice(choice) {
     throw PlayerError(ExitStatus::DeviceFailed, choice.identifier + " cannot be made the output: " +
                                                     AudioDevices::statusText(status));
   }
+  m_streams = describe().streams;
 }
 
 Device::~Device() {
@@ -161,16 +157,26 @@ void Device::setFileFormat(const StreamFormat& format) {
   UInt32 size = sizeof(stream);
   OSStatus status = AudioObjectGetPropertyData(m_id, &streams, 0, nullptr, &size, &stream);
   if (status == noErr) {
-    const AudioObjectPropertyAddress physical =
-        address(kAudioStreamPropertyPhysicalFormat, kAudioObjectPropertyScopeGlobal);
-    const AudioStreamBasicDescription shape = description(format);
-    status = AudioObjectSetPropertyData(stream, &physical, 0, nullptr, sizeof(shape), &shape);
+    status = setPhysicalFormat(stream, description(format));
   }
   if (status != noErr) {
     throw PlayerError(
         ExitStatus::DeviceFailed,
         fmt::format("{} cannot hold {}: {}", m_choice.identifier, shapeText(description(format)),
                     AudioDevices::statusText(status)));
+  }
+}
+
+AudioDevices::DeviceDescription Device::describe() const {
+  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list();
+  const auto found = std::find_if(devices.begin(), devices.end(),
+                                  [this](const auto& device) { return device.id == m_id; });
+  return found != devices.end() ? *found : AudioDevices::DeviceDescription{};
+}
+
+void Device::restoreFormats() const {
+  for (const AudioDevices::StreamDescription& stream : m_streams) {
+    setPhysicalFormat(stream.id, stream.currentFormat);
   }
 }
 

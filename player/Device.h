@@ -16,6 +16,8 @@ struct DeviceChoice {
   std::string identifier;
   bool isFile = false;
   bool simulated = false;
+  bool isBurstFile = false;  // it takes nothing else
+  AudioDevices::AttachOptions attach{};
 };
 
 /// Throws PlayerError (usage) for what makes no sense: an input as the output, simulated time on a
@@ -25,8 +27,8 @@ DeviceChoice chooseDevice(const Options& options);
 /// The shape in which a file holds all the streams: exactly, as far as one shape can.
 StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options);
 
-/// Text for --list-devices.
-std::string deviceList();
+/// The device that sound goes to when none is named; empty: there is none.
+std::string soundingDevice();
 
 /// The attached device, which is the default output device while it lives. All operations throw
 /// PlayerError when the device has failed. [host-thread]
@@ -40,12 +42,22 @@ class Device {
   /// What a file device is to hold. Before anything plays.
   void setFileFormat(const StreamFormat& format);
 
+  AudioDevices::DeviceDescription describe() const;
+
+  /// Gives every stream the format that it had at first, as far as the device allows: a component
+  /// that could not start its passthrough leaves its stream switched. While nothing plays.
+  void restoreFormats() const;
+
   void check() const;
 
   /// How long what was handed over last takes until it is heard.
   std::uint64_t latencyNs() const;
 
   AudioDevices::DeviceTotals totals() const { return AudioDevices::totalsOf(m_id); }
+  AudioDevices::BurstReport burstReport() const { return AudioDevices::burstsOf(m_id); }
+
+  /// That it has been given so far. [any-thread]
+  std::uint64_t bursts() const { return AudioDevices::totalsOf(m_id).bursts; }
 
   /// Completes a file.
   void close();
@@ -53,6 +65,7 @@ class Device {
  private:
   const DeviceChoice m_choice;
   AudioDeviceID m_id = kAudioObjectUnknown;
+  std::vector<AudioDevices::StreamDescription> m_streams;  // as they were at first
 };
 
 }  // namespace Player

@@ -55,6 +55,8 @@ const char* nameOf(PlayerState state) {
       return "filling";
     case PlayerState::Playing:
       return "playing";
+    case PlayerState::Paused:
+      return "paused";
     case PlayerState::Stopped:
       return "stopped";
     case PlayerState::Finished:

@@ -10,7 +10,15 @@
 namespace Player {
 
 /// What the player is at, for state events and the status line.
-enum class PlayerState : std::uint32_t { Filling, Playing, Stopped, Finished, Interrupted, Failed };
+enum class PlayerState : std::uint32_t {
+  Filling,
+  Playing,
+  Paused,
+  Stopped,
+  Finished,
+  Interrupted,
+  Failed
+};
 
 const char* nameOf(PlayerState state);
 

@@ -1,5 +1,9 @@
 #include "player/MediaFile.h"
 
+#include <utility>
+
+#include "player/Ac3Frame.h"
+
 namespace Player {
 
 namespace {
@@ -58,6 +62,7 @@ MediaFile::MediaFile(const std::string& path)
   m_decoder.reset(avcodec_alloc_context3(codec));
   require(avcodec_parameters_to_context(m_decoder.get(), m_stream->codecpar), "cannot decode it");
   m_decoder->pkt_timebase = m_stream->time_base;
+  m_decoder->err_recognition |= AV_EF_CRCCHECK;
   require(avcodec_open2(m_decoder.get(), codec, nullptr), "cannot decode it");
 
   const auto sampleFormat = m_decoder->sample_fmt != AV_SAMPLE_FMT_NONE
@@ -70,6 +75,21 @@ MediaFile::MediaFile(const std::string& path)
   m_format = {sampleTypeOf(sampleFormat, m_decoder->bits_per_raw_sample),
               static_cast<std::uint32_t>(m_decoder->sample_rate),
               static_cast<std::uint32_t>(m_decoder->ch_layout.nb_channels)};
+  findCoding();
+}
+
+/// The library tells the rate of the last AC-3 frame that it has looked at. What counts is the
+/// first: the first packet's.
+void MediaFile::findCoding() {
+  m_coding = {m_decoder->codec_id, m_format.rate, m_format.channels};
+  if (m_coding.codec != AV_CODEC_ID_AC3 || readPacket() < 0) {
+    return;
+  }
+  m_isPacketNext = true;
+  const Ac3Frame first = inspectAc3({m_packet->data, static_cast<std::size_t>(m_packet->size)});
+  if (first.fault == nullptr) {
+    m_coding.rate = first.rate;
+  }
 }
 
 std::optional<std::uint64_t> MediaFile::length() const {
@@ -101,6 +121,7 @@ std::uint64_t MediaFile::seek(std::uint64_t target) {
     return target;
   }
   avcodec_flush_buffers(m_decoder.get());
+  m_isPacketNext = false;
   // Where it got to, the first packet tells.
   if (readPacket() < 0) {
     return target;
@@ -116,6 +137,7 @@ const AVFrame* MediaFile::decode() {
     const int result = avcodec_receive_frame(m_decoder.get(), m_frame.get());
     if (result == 0) {
       m_position += static_cast<std::uint64_t>(m_frame->nb_samples);
+      m_lostPackets += m_frame->decode_error_flags != 0 ? 1 : 0;
       return m_frame.get();
     }
     if (result == AVERROR_EOF) {
@@ -129,8 +151,19 @@ const AVFrame* MediaFile::decode() {
   }
 }
 
+const AVPacket* MediaFile::nextPacket() {
+  const int result = readPacket();
+  if (result < 0 && result != AVERROR_EOF) {
+    m_readError = errorText(result);
+  }
+  return result < 0 ? nullptr : m_packet.get();
+}
+
 /// The next packet of the stream; answers the library's code.
 int MediaFile::readPacket() {
+  if (std::exchange(m_isPacketNext, false)) {
+    return 0;
+  }
   int result = 0;
   do {
     av_packet_unref(m_packet.get());
@@ -141,14 +174,11 @@ int MediaFile::readPacket() {
 
 /// Gives the decoder one packet of the stream, or the end; false when it takes nothing any more.
 bool MediaFile::sendPacket() {
-  const int result = readPacket();
-  if (result < 0) {
-    if (result != AVERROR_EOF) {
-      m_readError = errorText(result);
-    }
+  const AVPacket* packet = nextPacket();
+  if (packet == nullptr) {
     return avcodec_send_packet(m_decoder.get(), nullptr) == 0;
   }
-  if (avcodec_send_packet(m_decoder.get(), m_packet.get()) < 0) {
+  if (avcodec_send_packet(m_decoder.get(), packet) < 0) {
     ++m_lostPackets;
   }
   return true;
@@ -164,7 +194,8 @@ std::string MediaFile::damage() const {
            " frames are there";
   }
   if (m_lostPackets > 0) {
-    return "it is damaged: " + std::to_string(m_lostPackets) + " packets could not be decoded";
+    return "it is damaged: " + std::to_string(m_lostPackets) +
+           " packets could not be decoded wholly";
   }
   return "";
 }

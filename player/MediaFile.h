@@ -16,7 +16,15 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The first audio stream of a file, frame by frame. One thread at a time.
+/// How a file's audio is coded.
+struct Coding {
+  AVCodecID codec = AV_CODEC_ID_NONE;
+  std::uint32_t rate = 0;
+  std::uint32_t channels = 0;
+};
+
+/// The first audio stream of a file: either decoded, frame by frame, or packet by packet as it is.
+/// One thread at a time.
 class MediaFile {
  public:
   /// Throws InputError.
@@ -24,6 +32,8 @@ class MediaFile {
 
   /// The stream's own sample type, rate and channels, in the nearest shape that a plug-in takes.
   const StreamFormat& format() const { return m_format; }
+
+  const Coding& coding() const { return m_coding; }
 
   /// Frames that the file says it has; none if it does not say.
   std::optional<std::uint64_t> length() const;
@@ -35,10 +45,14 @@ class MediaFile {
   /// The next decoded piece, valid until the next call; null at the end.
   const AVFrame* decode();
 
-  /// What was wrong with the stream as far as it was decoded; empty: nothing. After the end.
+  /// The next packet, valid until the next call; null at the end. Instead of seek() and decode().
+  const AVPacket* nextPacket();
+
+  /// What was wrong with the stream as far as it was read; empty: nothing. After the end.
   std::string damage() const;
 
  private:
+  void findCoding();
   bool hasExactTimes() const;
   int readPacket();
   bool sendPacket();
@@ -49,8 +63,10 @@ class MediaFile {
   Owned<AVFrame> m_frame;
   AVStream* m_stream = nullptr;  // the container's
   StreamFormat m_format;
-  std::uint64_t m_position = 0;  // frames, at the decoder's end
-  std::uint64_t m_lostPackets = 0;
+  Coding m_coding;
+  bool m_isPacketNext = false;      // m_packet was read ahead
+  std::uint64_t m_position = 0;     // frames, at the decoder's end
+  std::uint64_t m_lostPackets = 0;  // not, or not wholly decoded
   std::string m_readError;
 };
 

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
+#include <string>
 
 #include "player/ExitStatus.h"
 
@@ -38,16 +40,37 @@ struct Words {
   bool realTime = false;
   std::string start;
   std::string length;
+  std::string pauseAt;
+  std::string pauseFor;
 };
+
+const std::map<std::string, PassthroughMode> kPassthroughModes = {
+    {"auto", PassthroughMode::Auto}, {"on", PassthroughMode::On}, {"off", PassthroughMode::Off}};
+
+/// For tests.
+void declareHidden(CLI::App& app, Options& options, Words& words) {
+  app.add_option("--plugin", options.pluginPath)->group("");
+  app.add_option("--file-drift-ppm", options.fileDriftPpm)->group("");
+  auto* pauseAt = app.add_option("--pause-at", words.pauseAt)->group("")->check(timeProblem);
+  app.add_option("--pause-for", words.pauseFor)->group("")->check(timeProblem)->needs(pauseAt);
+}
 
 void declare(CLI::App& app, Options& options, Words& words) {
   app.footer(kFooter);
   app.set_version_flag("--version", "tavro-play " PLAYER_VERSION);
   app.add_option("FILE", options.files, "What to play, one after the other")->type_name("PATH");
   app.add_option("--device", options.device,
-                 "auto, file:PATH (a WAV file), or one of --list-devices")
+                 "auto, file:PATH (a WAV file, or AC-3 bursts as PATH.spdif), or one of "
+                 "--list-devices")
       ->capture_default_str();
-  app.add_flag("--list-devices", options.listDevices, "Show the devices");
+  auto* list = app.add_flag("--list-devices", options.listDevices, "Show the devices");
+  app.add_option("--passthrough", options.passthrough,
+                 "AC-3 as it is: auto (where the device takes it), on (or not at all), off")
+      ->transform(CLI::CheckedTransformer(kPassthroughModes))
+      ->type_name("auto|on|off");
+  app.add_flag("--explain-passthrough", options.explainPassthrough,
+               "Show what of the device takes AC-3 as it is, that of FILE if there is one")
+      ->excludes(list);
   auto* simulateFlag = app.add_flag("--simulate", words.simulate, "In simulated time");
   app.add_flag("--real-time", words.realTime, "By the clock")->excludes(simulateFlag);
   app.add_option("--volume", options.volume, "Percent")->check(CLI::Range(0u, 100u));
@@ -61,11 +84,12 @@ void declare(CLI::App& app, Options& options, Words& words) {
   app.add_option("--loop", options.loops, "Play it all N times")->check(CLI::Range(1u, 1'000'000u));
   app.add_option("--events", options.eventsPath, "Write one JSON line for each event")
       ->type_name("PATH");
-  app.add_option("--json", options.totalsPath, "Write the totals at the end (-: standard output)")
+  app.add_option("--json", options.jsonPath,
+                 "Write the totals, or what is shown, as JSON (-: standard output)")
       ->type_name("PATH");
   app.add_flag("--quiet,-q", options.quiet, "Only errors");
   app.add_flag("--verbose,-v", options.verbose, "What the plug-in and the decoders say, too");
-  app.add_option("--plugin", options.pluginPath)->group("");
+  declareHidden(app, options, words);
 }
 
 }  // namespace
@@ -101,8 +125,11 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
   declare(app, options, words);
   try {
     app.parse(argc, argv);
-    if (options.files.empty() && !options.listDevices) {
+    if (options.files.empty() && !options.listDevices && !options.explainPassthrough) {
       throw CLI::RequiredError("FILE");
+    }
+    if (options.explainPassthrough && options.files.size() > 1) {
+      throw CLI::ValidationError("--explain-passthrough", "one FILE at most");
     }
     if (!words.length.empty() && *parseTime(words.length) == 0) {
       throw CLI::ValidationError("--length", "nothing to play");
@@ -119,6 +146,10 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
   options.startNs = words.start.empty() ? 0 : *parseTime(words.start);
   if (!words.length.empty()) {
     options.lengthNs = parseTime(words.length);
+  }
+  if (!words.pauseAt.empty()) {
+    options.pauseAtNs = parseTime(words.pauseAt);
+    options.pauseForNs = parseTime(words.pauseFor).value_or(0);
   }
   return std::nullopt;
 }

@@ -7,6 +7,9 @@
 
 namespace Player {
 
+/// Whether AC-3 goes to the device as it is.
+enum class PassthroughMode : std::uint8_t { Auto, On, Off };
+
 struct Options {
   std::vector<std::string> files;
   std::string device = "auto";
@@ -17,8 +20,13 @@ struct Options {
   std::optional<std::uint64_t> lengthNs;  // how much of each file
   std::uint32_t loops = 1;
   std::string eventsPath;
-  std::string totalsPath;
+  std::string jsonPath;    // of the totals, or of what is shown instead of playing
   std::string pluginPath;  // empty: beside the program
+  PassthroughMode passthrough = PassthroughMode::Auto;
+  std::optional<std::uint64_t> pauseAtNs;  // graph time
+  std::uint64_t pauseForNs = 0;            // host time
+  int fileDriftPpm = 0;                    // how much faster a file device is than nominal
+  bool explainPassthrough = false;
   bool listDevices = false;
   bool quiet = false;
   bool verbose = false;

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-#include "player/ExitStatus.h"
-
 namespace Player {
 
 namespace {
@@ -27,7 +25,16 @@ std::vector<Tavro::FormatDescriptor> formatsOf(Tavro::ComponentInterface& compon
   return formats;
 }
 
+std::string textOf(const StreamFormat& format) {
+  return format.bursts ? fmt::format("AC-3 bursts at {} Hz", format.rate)
+                       : fmt::format("{} Hz, {} channels, {} bits", format.rate, format.channels,
+                                     bitsOf(format.type));
+}
+
 }  // namespace
+
+FormatRefused::FormatRefused(const StreamFormat& format)
+    : PlayerError(ExitStatus::PlaybackFailed, "the output does not take " + textOf(format)) {}
 
 Output::Output(Tavro::Bundle& bundle, Tavro::Session& session)
     : m_component(bundle.makeComponent()), m_formats(formatsOf(m_component->component())) {
@@ -48,7 +55,8 @@ std::uint32_t Output::deviceChannels() {
 }
 
 bool Output::takes(const StreamFormat& format) const {
-  return !m_written || m_written->rate != format.rate || m_written->channels != format.channels;
+  return !m_written || m_written->rate != format.rate || m_written->channels != format.channels ||
+         m_written->bursts != format.bursts;
 }
 
 const Tavro::FormatDescriptor* Output::descriptorFor(std::uint32_t code) const {
@@ -82,12 +90,12 @@ Connection::Connection(Output& output, Source& source, const StreamFormat& forma
   properties.m_bitsPerSample = bitsOf(format.type);
   Tavro::_Variant value{Tavro::VariantType::kObject, reinterpret_cast<std::uintptr_t>(&properties)};
   m_output.m_written = format;
-  if (!m_port->writeQuery(Tavro::PortQuery::kConfigurePcm, &value)) {
+  const std::uint32_t query =
+      format.bursts ? Tavro::PortQuery::kConfigurePassthrough : Tavro::PortQuery::kConfigurePcm;
+  if (!m_port->writeQuery(query, &value)) {
     send(Tavro::PortEvent::kDisconnect);
     m_output.m_component->output().disconnectInput(m_port);
-    throw PlayerError(ExitStatus::PlaybackFailed,
-                      fmt::format("the output does not take {} Hz, {} channels, {} bits",
-                                  format.rate, format.channels, bitsOf(format.type)));
+    throw FormatRefused(format);
   }
 }
 
@@ -104,6 +112,8 @@ bool Connection::isReady() {
 void Connection::start() { send(Tavro::PortEvent::kStart); }
 
 void Connection::stop() { send(Tavro::PortEvent::kStop); }
+
+void Connection::flush() { send(Tavro::PortEvent::kFlush); }
 
 void Connection::send(std::uint32_t event) {
   Tavro::_Variant none{};

@@ -5,12 +5,19 @@
 #include <optional>
 #include <vector>
 
+#include "player/ExitStatus.h"
 #include "player/Source.h"
 #include "player/StreamFormat.h"
 #include "tavro_core/Bundle.h"
 #include "tavro_core/Session.h"
 
 namespace Player {
+
+/// An output that cannot be configured.
+class FormatRefused : public PlayerError {
+ public:
+  explicit FormatRefused(const StreamFormat& format);
+};
 
 /// One component of the bundle, created in the session. [host-thread]
 class Output {
@@ -23,8 +30,8 @@ class Output {
   /// Channels that the default output device takes.
   std::uint32_t deviceChannels();
 
-  /// A port ignores a write of the rate and channels that it has, whatever its bits and whether or
-  /// not that write worked; then it takes another component.
+  /// A port ignores a write of the rate, channels and mode that it has, whatever its bits and
+  /// whether or not that write worked; then it takes another component.
   bool takes(const StreamFormat& format) const;
 
  private:
@@ -42,7 +49,7 @@ class Output {
 /// before it does. [host-thread]
 class Connection {
  public:
-  /// Configures the output; throws PlayerError when it does not take the format.
+  /// Configures the output; throws FormatRefused. With bursts the device runs from here on.
   Connection(Output& output, Source& source, const StreamFormat& format);
   ~Connection();
   Connection(const Connection&) = delete;
@@ -53,6 +60,9 @@ class Connection {
 
   void start();
   void stop();
+
+  /// Empties the component's queue; it takes nothing until the next isReady().
+  void flush();
 
  private:
   void send(std::uint32_t event);

@@ -1,46 +1,23 @@
 #include "player/Player.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "player/Interrupt.h"
-#include "player/Totals.h"
+#include "player/Passthrough.h"
 #include "tavro_core/Log.h"
-
-// The life of a stream: source (decodes ahead) → connect, configure → ready checks fill the queue →
-// clock and start → every buffer has come back → stop → disconnect. A failure or an interrupt
-// leaves it by an exception, and the same owners undo it.
 
 namespace Player {
 
 namespace {
 
-using Tavro::HostTime::isSimulated;
-
 constexpr std::uint64_t kNanosPerMs = 1'000'000;
-constexpr std::uint64_t kReadyCheckNs = 5 * kNanosPerMs;
-constexpr std::uint64_t kWatchRealNs = 20 * kNanosPerMs;
-constexpr std::uint64_t kWatchSimulatedNs = 200 * kNanosPerMs;
-constexpr std::uint64_t kPatienceNs = 10'000 * kNanosPerMs;
+constexpr std::uint64_t kPauseLookNs = 20 * kNanosPerMs;
 
-std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealNs; }
-
-/// Watches a count that is to rise as long as playback goes on.
-class Progress {
- public:
-  void check(std::uint64_t count) {
-    const std::uint64_t now = Tavro::HostTime::now();
-    if (count != m_count) {
-      m_count = count;
-      m_since = now;
-    } else if (now - m_since > kPatienceNs) {
-      throw PlayerError(ExitStatus::PlaybackFailed, "the output has not played for 10 s");
-    }
-  }
-
- private:
-  std::uint64_t m_count = 0;
-  std::uint64_t m_since = Tavro::HostTime::now();
-};
+void inform(const std::string& line) {
+  Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s", line.c_str());
+}
 
 }  // namespace
 
@@ -53,7 +30,15 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
       m_device(choice),
       m_watch(m_session.events()),
       m_bundle(bundlePath),
-      m_status(!options.quiet) {
+      m_status(!options.quiet),
+      m_stage{m_session,
+              playlist,
+              m_device,
+              m_watch,
+              m_wake,
+              m_counts,
+              [this](std::uint64_t ns) { wait(ns); },
+              [this](PlayerState state) { enter(state); }} {
   if (options.volume) {
     m_session.setSetting(Tavro::audioSetting("Output", "Volume"),
                          {Tavro::VariantType::kUInt8, *options.volume});
@@ -77,25 +62,79 @@ ExitStatus Player::run() {
 }
 
 ExitStatus Player::playAll() {
-  if (m_choice.isFile) {
-    m_device.setFileFormat(fileFormatFor(m_playlist.formats(), m_options));
+  planPassthrough();
+  const std::vector<StreamFormat> decoded = m_playlist.decodedFormats();
+  if (m_choice.isFile && !decoded.empty()) {
+    m_device.setFileFormat(fileFormatFor(decoded, m_options));
   }
-  learnLimits();
+  learnLimits(decoded);
   while (const std::optional<StreamFormat> format = m_playlist.nextFormat()) {
     playStream(*format);
   }
-  const Tavro::LedgerTotals totals = m_session.ledger().totals();
-  if (totals.played != totals.pulled) {
-    throw PlayerError(ExitStatus::PlaybackFailed, std::to_string(totals.pulled - totals.played) +
-                                                      " of " + std::to_string(totals.pulled) +
-                                                      " buffers were not played");
-  }
+  requireAllPlayed();
   return m_playlist.hadProblems() ? ExitStatus::InputUnreadable : ExitStatus::Played;
+}
+
+/// Which inputs go to the device as they are.
+void Player::planPassthrough() {
+  const AudioDevices::DeviceDescription device = m_device.describe();
+  m_playlist.passThrough([&](const std::string& path, const Coding& coding) {
+    const std::string reason = m_options.passthrough == PassthroughMode::Off
+                                   ? "passthrough is off"
+                                   : refusalOf(coding, device);
+    if (!reason.empty()) {
+      decodeInstead(path, coding, reason);
+    }
+    return reason.empty();
+  });
+  if (m_options.volume && m_playlist.hasPassthrough()) {
+    inform("the volume does not change AC-3 that is passed through");
+  }
+}
+
+/// Tells whoever expects otherwise; throws where only bursts will do.
+void Player::decodeInstead(const std::string& path, const Coding& coding,
+                           const std::string& reason) const {
+  if (m_options.passthrough == PassthroughMode::On || m_choice.isBurstFile) {
+    throw PlayerError(ExitStatus::PlaybackFailed, path + " cannot be passed through: " + reason);
+  }
+  if (m_options.passthrough == PassthroughMode::Auto && isForReceivers(coding)) {
+    inform(path + ": decoded: " + reason);
+  }
+}
+
+/// What was made has been played, handed over and taken, once each.
+void Player::requireAllPlayed() {
+  const Tavro::LedgerTotals totals = m_session.ledger().totals();
+  const auto require = [](const char* done, std::uint64_t count, std::uint64_t wanted,
+                          const char* what) {
+    if (count != wanted) {
+      throw PlayerError(ExitStatus::PlaybackFailed,
+                        fmt::format("{} {} of {} {}", done, count, wanted, what));
+    }
+  };
+  require("played", totals.played, m_counts.pcmBuffers, "buffers");
+  require("handed over", totals.withoutReport, m_counts.bursts, "AC-3 frames");
+  require("the device took", m_device.bursts(), m_counts.bursts, "AC-3 frames");
+}
+
+/// What the device found wrong with what it was given.
+void Player::requireNoViolation() const {
+  const AudioDevices::BurstReport report = m_device.burstReport();
+  for (const AudioDevices::BurstViolation& violation : report.first) {
+    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "burst %llu: %s",
+                   static_cast<unsigned long long>(violation.burst), violation.reason.c_str());
+  }
+  if (report.violations > 0) {
+    throw PlayerError(ExitStatus::PlaybackFailed,
+                      fmt::format("{} of {} bursts were faulty", report.violations, report.bursts));
+  }
 }
 
 /// Closes everything and writes the reports.
 ExitStatus Player::finish(ExitStatus status) {
   const AudioDevices::DeviceTotals cycles = m_device.totals();
+  const PassthroughTotals bursts = burstTotals();
   const auto attempt = [&](auto&& step) {
     try {
       step();
@@ -106,6 +145,7 @@ ExitStatus Player::finish(ExitStatus status) {
       }
     }
   };
+  attempt([this] { requireNoViolation(); });
   attempt([this] { m_device.close(); });
   enter(status == ExitStatus::Interrupted ? PlayerState::Interrupted
         : status == ExitStatus::Played || status == ExitStatus::InputUnreadable
@@ -116,11 +156,12 @@ ExitStatus Player::finish(ExitStatus status) {
       throw PlayerError(ExitStatus::PlaybackFailed, "cannot write all of " + m_options.eventsPath);
     }
   });
-  if (!m_options.totalsPath.empty()) {
+  if (!m_options.jsonPath.empty()) {
     const Totals totals{m_choice.identifier,
                         m_choice.simulated,
                         static_cast<int>(status),
                         m_session.ledger().totals(),
+                        bursts,
                         m_watch.callbacks(),
                         m_watch.silent(),
                         m_watch.silentBetween(),
@@ -128,62 +169,59 @@ ExitStatus Player::finish(ExitStatus status) {
                         m_session.events().lost(),
                         m_session.clock().currentTime(),
                         (Tavro::HostTime::now() - m_startNs) / kNanosPerMs};
-    attempt([&] { writeTotals(totals, m_options.totalsPath); });
+    attempt([&] { writeTotals(totals, m_options.jsonPath); });
   }
   return status;
 }
 
+/// Where a device that offered an AC-3 format does not take it after all, decoded if need be.
 void Player::playStream(const StreamFormat& format) {
-  Tavro::Clock& clock = m_session.clock();
-  clock.pause();
-  const std::uint64_t before = m_session.ledger().pulledCount();
-  Output& output = outputFor(format);
-  Source source(m_session, m_playlist, format, clock.currentTime(), m_wake);
-  Connection connection(output, source, format);
-  enter(PlayerState::Filling);
-  if (!fillQueue(connection, source)) {
-    return;
+  m_session.clock().pause();
+  const std::size_t position = m_playlist.position();
+  try {
+    Playback playback(m_stage, outputFor(format), format);
+    playback.run([this](Playback& playing) { return pauseIfAsked(playing); });
+  } catch (const FormatRefused& refused) {
+    if (!format.bursts) {
+      throw;
+    }
+    m_output.reset();
+    m_device.restoreFormats();
+    if (m_options.passthrough == PassthroughMode::On || m_choice.isFile) {
+      throw;
+    }
+    inform(std::string(refused.what()) + " after all: decoded");
+    m_playlist.goTo(position);
+    m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
   }
-  m_watch.beginStream();
-  clock.start();
-  connection.start();
-  enter(PlayerState::Playing);
-  playToTheEnd(source, before);
-  wait(m_device.latencyNs());
-  connection.stop();
-  enter(PlayerState::Stopped);
 }
 
-/// Until it can be started: the component is ready, or has all there is. False: there is nothing.
-bool Player::fillQueue(Connection& connection, const Source& source) {
-  Progress progress;
-  while (!connection.isReady()) {
-    const bool hasAll = source.hasEnded() && source.taken() == source.buffers();
-    wait(kReadyCheckNs);  // also for a buffer just taken to reach the queue
-    if (hasAll) {
-      return source.buffers() > 0;
-    }
-    progress.check(source.buffers() + source.taken());
+bool Player::pauseIfAsked(Playback& playback) {
+  const std::uint64_t graphNs = m_session.clock().currentTime() * kNanosPerMs;
+  if (m_hasPaused || !m_options.pauseAtNs || graphNs < *m_options.pauseAtNs) {
+    return false;
   }
+  m_hasPaused = true;
+  playback.pause();
+  const std::uint64_t end = Tavro::HostTime::now() + m_options.pauseForNs;
+  while (Tavro::HostTime::now() < end) {
+    wait(std::min(end - Tavro::HostTime::now(), kPauseLookNs));
+  }
+  playback.resume();
   return true;
 }
 
-void Player::playToTheEnd(const Source& source, std::uint64_t buffersBefore) {
-  Tavro::Ledger& ledger = m_session.ledger();
-  Progress progress;
-  bool endIsKnown = false;
-  for (;;) {
-    if (!endIsKnown && source.hasEnded()) {
-      endIsKnown = true;
-      ledger.notifyWhenReturned(buffersBefore + source.buffers(), m_wake);
-    }
-    if (endIsKnown && ledger.returnedCount() >= buffersBefore + source.buffers()) {
-      return;
-    }
-    wait(watchNs());
-    const Tavro::LedgerTotals totals = ledger.totals();
-    progress.check(totals.pulled + totals.pieces);
-  }
+/// While the device is still there.
+PassthroughTotals Player::burstTotals() {
+  const AudioDevices::BurstReport report = m_device.burstReport();
+  PassthroughTotals totals;
+  totals.framesRead = m_counts.bursts;
+  totals.sentAgain = m_counts.sentAgain;
+  totals.burstsHandedOver = m_session.ledger().withoutReportCount();
+  totals.burstsAccepted = m_device.bursts() - report.violations;
+  totals.violations = report.violations;
+  totals.pauses = report.pauses;
+  return totals;
 }
 
 Output& Player::outputFor(const StreamFormat& format) {
@@ -194,12 +232,11 @@ Output& Player::outputFor(const StreamFormat& format) {
   return *m_output;
 }
 
-/// How many channels the device takes, and who is mixed down to that.
-void Player::learnLimits() {
+/// How many channels the device takes, and who of the decoded is mixed down to that.
+void Player::learnLimits(const std::vector<StreamFormat>& formats) {
   m_output = std::make_unique<Output>(m_bundle, m_session);
   const std::uint32_t most = m_output->deviceChannels();
   m_playlist.limit({most, !m_choice.isFile && most >= 2});
-  const std::vector<StreamFormat> formats = m_playlist.formats();
   const auto widest = std::max_element(
       formats.begin(), formats.end(),
       [](const StreamFormat& a, const StreamFormat& b) { return a.channels < b.channels; });

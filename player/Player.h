@@ -2,16 +2,18 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "player/Device.h"
 #include "player/EventFile.h"
 #include "player/ExitStatus.h"
 #include "player/Options.h"
 #include "player/Output.h"
+#include "player/Playback.h"
 #include "player/Playlist.h"
 #include "player/RenderWatch.h"
-#include "player/Source.h"
 #include "player/StatusLine.h"
+#include "player/Totals.h"
 #include "tavro_core/Bundle.h"
 #include "tavro_core/Session.h"
 
@@ -31,11 +33,16 @@ class Player {
  private:
   ExitStatus playAll();
   ExitStatus finish(ExitStatus status);
+  void planPassthrough();
+  void decodeInstead(const std::string& path, const Coding& coding,
+                     const std::string& reason) const;
+  void learnLimits(const std::vector<StreamFormat>& formats);
   void playStream(const StreamFormat& format);
-  bool fillQueue(Connection& connection, const Source& source);
-  void playToTheEnd(const Source& source, std::uint64_t buffersBefore);
+  bool pauseIfAsked(Playback& playback);
   Output& outputFor(const StreamFormat& format);
-  void learnLimits();
+  void requireAllPlayed();
+  PassthroughTotals burstTotals();
+  void requireNoViolation() const;
   void wait(std::uint64_t ns);
   void enter(PlayerState state);
   void tell(const PlayerError& error) const;
@@ -52,7 +59,10 @@ class Player {
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
-  Tavro::HostTime::Signal m_wake;  // the stream's end, and the end of all its buffers
+  Tavro::HostTime::Signal m_wake;  // a stream's end, and the end of all its buffers
+  StreamCounts m_counts;
+  const Stage m_stage;
+  bool m_hasPaused = false;
 };
 
 }  // namespace Player

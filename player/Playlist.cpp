@@ -22,7 +22,7 @@ std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
 Playlist::Playlist(const Options& options) : m_options(options) {
   for (const std::string& path : options.files) {
     if (std::unique_ptr<MediaFile> file = open(path)) {
-      m_entries.push_back({path, file->format(), file->length()});
+      m_entries.push_back({path, file->format(), file->coding(), file->length()});
       if (m_entries.size() == 1) {
         m_first = std::move(file);
       }
@@ -31,12 +31,25 @@ Playlist::Playlist(const Options& options) : m_options(options) {
   m_end = m_entries.size() * options.loops;
 }
 
-std::vector<StreamFormat> Playlist::formats() const {
+void Playlist::passThrough(const Decision& decide) {
+  for (Entry& entry : m_entries) {
+    entry.passedThrough = decide(entry.path, entry.coding);
+  }
+}
+
+std::vector<StreamFormat> Playlist::decodedFormats() const {
   std::vector<StreamFormat> formats;
   for (const Entry& entry : m_entries) {
-    formats.push_back(entry.format);
+    if (!entry.passedThrough) {
+      formats.push_back(entry.format);
+    }
   }
   return formats;
+}
+
+bool Playlist::hasPassthrough() const {
+  return std::any_of(m_entries.begin(), m_entries.end(),
+                     [](const Entry& entry) { return entry.passedThrough; });
 }
 
 double Playlist::seconds() const {
@@ -54,19 +67,18 @@ std::optional<StreamFormat> Playlist::nextFormat() const {
   if (m_next == m_end) {
     return std::nullopt;
   }
-  return played(m_entries[m_next % m_entries.size()].format);
+  return played(m_entries[m_next % m_entries.size()]);
 }
 
-std::unique_ptr<TrackReader> Playlist::next(const StreamFormat& format) {
+std::optional<Track> Playlist::next(const StreamFormat& format) {
   while (nextFormat() == format) {
     const Entry& entry = m_entries[m_next++ % m_entries.size()];
     std::unique_ptr<MediaFile> file = m_first ? std::move(m_first) : open(entry.path);
     if (file) {
-      return std::make_unique<TrackReader>(entry.path, std::move(file), format,
-                                           cutFor(entry.format.rate));
+      return Track{entry.path, std::move(file), cutFor(entry.format.rate)};
     }
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 void Playlist::report(const std::string& path, const std::string& problem) {
@@ -86,9 +98,12 @@ std::unique_ptr<MediaFile> Playlist::open(const std::string& path) {
   }
 }
 
-StreamFormat Playlist::played(const StreamFormat& format) const {
-  StreamFormat played = format;
-  if (format.channels == 1 && m_limits.spreadsMono) {
+StreamFormat Playlist::played(const Entry& entry) const {
+  if (entry.passedThrough) {
+    return burstsAt(entry.coding.rate);
+  }
+  StreamFormat played = entry.format;
+  if (played.channels == 1 && m_limits.spreadsMono) {
     played.channels = 2;
   }
   played.channels = std::min(played.channels, m_limits.most);

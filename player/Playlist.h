@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,7 +9,7 @@
 
 #include "player/Options.h"
 #include "player/StreamFormat.h"
-#include "player/TrackReader.h"
+#include "player/Track.h"
 
 namespace Player {
 
@@ -28,8 +29,15 @@ class Playlist {
 
   bool isEmpty() const { return m_entries.empty(); }
 
-  /// The formats of all inputs that can be read, in their order.
-  std::vector<StreamFormat> formats() const;
+  /// Decides which inputs are passed through as they are: those for which `decide` says so. Before
+  /// anything plays, all are decoded.
+  using Decision = std::function<bool(const std::string& path, const Coding& coding)>;
+  void passThrough(const Decision& decide);
+
+  /// The formats of all inputs that can be read and are decoded, in their order.
+  std::vector<StreamFormat> decodedFormats() const;
+
+  bool hasPassthrough() const;
 
   /// Seconds of everything, as far as the inputs say.
   double seconds() const;
@@ -39,8 +47,12 @@ class Playlist {
   /// What the next input would be played as; none at the end.
   std::optional<StreamFormat> nextFormat() const;
 
-  /// The next input, if it goes on in `format` without a change; else null.
-  std::unique_ptr<TrackReader> next(const StreamFormat& format);
+  /// The next input, if it goes on in `format` without a change.
+  std::optional<Track> next(const StreamFormat& format);
+
+  /// Where next() is, to come back to when what it gave was not played.
+  std::size_t position() const { return m_next; }
+  void goTo(std::size_t position) { m_next = position; }
 
   /// Tells why an input was not (wholly) played, once for each.
   void report(const std::string& path, const std::string& problem);
@@ -52,11 +64,13 @@ class Playlist {
   struct Entry {
     std::string path;
     StreamFormat format;
+    Coding coding;
     std::optional<std::uint64_t> frames;
+    bool passedThrough = false;
   };
 
   std::unique_ptr<MediaFile> open(const std::string& path);
-  StreamFormat played(const StreamFormat& format) const;
+  StreamFormat played(const Entry& entry) const;
   Cut cutFor(std::uint32_t rate) const;
 
   const Options& m_options;

@@ -1,42 +1,8 @@
 #include "player/Source.h"
 
-#include <algorithm>
-
 #include "host/Identifiers.h"
 
 namespace Player {
-
-namespace {
-
-constexpr std::uint32_t kBuffersPerSecond = 50;
-
-// Beside those that are ready: what a component queues, plays, or has just been handed.
-constexpr std::uint32_t kBuffersElsewhere = 16;
-
-constexpr std::uint64_t kRetryNs = 10'000'000;
-
-}  // namespace
-
-Source::Source(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-               std::uint32_t originMs, Tavro::HostTime::Signal& wake)
-    : m_session(session),
-      m_playlist(playlist),
-      m_format(format),
-      m_originMs(originMs),
-      m_framesPerBuffer(std::max(1u, format.rate / kBuffersPerSecond)),
-      m_wake(wake),
-      m_pool(kPrefetch + kBuffersElsewhere, m_framesPerBuffer * format.bytesPerFrame(),
-             session.ledger()),
-      m_thread(Tavro::HostTime::Role::Decode, "decode", [this] { decode(); }) {}
-
-Source::~Source() {
-  m_stops.store(true);
-  m_wanted.notify();
-  m_thread.join();
-  while (Tavro::PooledBuffer* left = take()) {
-    left->release();
-  }
-}
 
 bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
   if (id != Tavro::PortQuery::kNextBuffer) {
@@ -47,90 +13,14 @@ bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
     return false;
   }
   m_session.ledger().pulled(*buffer);
-  m_taken.fetch_add(1, std::memory_order_relaxed);
   *value = {Tavro::VariantType::kObject,
             reinterpret_cast<std::uintptr_t>(static_cast<Tavro::MediaBuffer*>(buffer))};
   return true;
 }
 
-void Source::decode() {
-  while (!m_stops.load()) {
-    if (hasEnded() || isFull()) {
-      Tavro::HostTime::waitUntil(Tavro::HostTime::kNever, m_wanted, "room for decoded buffers");
-    } else if (Tavro::PooledBuffer* buffer = m_pool.acquire()) {
-      make(*buffer);
-    } else {
-      // Somebody keeps more than a queue's worth.
-      Tavro::HostTime::waitUntil(Tavro::HostTime::now() + kRetryNs, m_wanted, "a buffer to fill");
-    }
-  }
-}
-
-bool Source::isFull() {
-  const std::lock_guard guard(m_lock);
-  return m_count == kPrefetch;
-}
-
-void Source::put(Tavro::PooledBuffer* buffer) {
-  const std::lock_guard guard(m_lock);
-  m_ready[(m_first + m_count) % kPrefetch] = buffer;
-  ++m_count;
-}
-
-Tavro::PooledBuffer* Source::take() {
-  Tavro::PooledBuffer* buffer = nullptr;
-  bool wanted = false;
-  {
-    const std::lock_guard guard(m_lock);
-    if (m_count > 0) {
-      buffer = m_ready[m_first];
-      m_first = (m_first + 1) % kPrefetch;
-      wanted = --m_count == kLowWater;
-    }
-  }
-  if (wanted) {
-    m_wanted.notify();
-  }
-  return buffer;
-}
-
-void Source::make(Tavro::PooledBuffer& buffer) {
-  const std::size_t frames = fill(buffer.bytes());
-  if (frames == 0) {
-    buffer.release();
-    m_ended.store(true, std::memory_order_release);
-    m_wake.notify();
-    return;
-  }
-  const std::uint32_t stampMs = stampOf(m_framesMade);
-  m_framesMade += frames;
-  buffer.describe(static_cast<std::uint32_t>(frames) * m_format.bytesPerFrame(), stampMs,
-                  stampOf(m_framesMade) - stampMs);
-  m_made.fetch_add(1, std::memory_order_relaxed);
-  put(&buffer);
-}
-
-/// One buffer's frames, across the seams of tracks; fewer only at the end of the stream.
-std::size_t Source::fill(std::uint8_t* to) {
-  std::size_t frames = 0;
-  while (frames < m_framesPerBuffer) {
-    if (!m_track) {
-      m_track = m_playlist.next(m_format);
-      if (!m_track) {
-        break;
-      }
-    }
-    const std::size_t wanted = m_framesPerBuffer - frames;
-    const std::size_t got = m_track->read(to + frames * m_format.bytesPerFrame(), wanted);
-    frames += got;
-    if (got < wanted) {
-      if (const std::string problem = m_track->problem(); !problem.empty()) {
-        m_playlist.report(m_track->path(), problem);
-      }
-      m_track.reset();
-    }
-  }
-  return frames;
+void Source::end() {
+  m_ended.store(true, std::memory_order_release);
+  m_wake.notify();
 }
 
 std::uint32_t Source::stampOf(std::uint64_t frame) const {

@@ -20,10 +20,16 @@ constexpr std::uint32_t bitsOf(SampleType type) {
   }
 }
 
+/// An AC-3 frame stands for so many frames of sound, and is carried in a burst of as many frames of
+/// 16-bit stereo.
+inline constexpr std::uint32_t kFramesPerBurst = 1536;
+inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
+
 struct StreamFormat {
   SampleType type = SampleType::Int16;
   std::uint32_t rate = 0;  // frames per second
   std::uint32_t channels = 0;
+  bool bursts = false;  // the rest is that of the carrier
 
   std::uint32_t bytesPerSample() const { return bitsOf(type) / 8; }
   std::uint32_t bytesPerFrame() const { return channels * bytesPerSample(); }
@@ -32,5 +38,7 @@ struct StreamFormat {
   }
   bool operator==(const StreamFormat&) const = default;
 };
+
+constexpr StreamFormat burstsAt(std::uint32_t rate) { return {SampleType::Int16, rate, 2, true}; }
 
 }  // namespace Player

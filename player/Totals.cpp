@@ -2,10 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-#include <iostream>
-
-#include "player/ExitStatus.h"
+#include "player/JsonFile.h"
 
 namespace Player {
 
@@ -13,6 +10,7 @@ namespace {
 
 nlohmann::ordered_json json(const Totals& totals) {
   const Tavro::LedgerTotals& buffers = totals.buffers;
+  const PassthroughTotals& bursts = totals.passthrough;
   return {{"version", PLAYER_VERSION},
           {"device", totals.device},
           {"simulated", totals.simulated},
@@ -26,6 +24,13 @@ nlohmann::ordered_json json(const Totals& totals) {
             {"cleared", buffers.cleared},
             {"held", buffers.held},
             {"balanced", buffers.balanced()}}},
+          {"passthrough",
+           {{"frames_read", bursts.framesRead},
+            {"bursts_handed_over", bursts.burstsHandedOver},
+            {"bursts_accepted", bursts.burstsAccepted},
+            {"violations", bursts.violations},
+            {"pauses", bursts.pauses},
+            {"sent_again", bursts.sentAgain}}},
           {"callbacks",
            {{"all", totals.callbacks},
             {"silent", totals.silentCallbacks},
@@ -42,18 +47,6 @@ nlohmann::ordered_json json(const Totals& totals) {
 
 }  // namespace
 
-void writeTotals(const Totals& totals, const std::string& path) {
-  const std::string text = json(totals).dump(2) + "\n";
-  if (path == "-") {
-    std::cout << text << std::flush;
-    return;
-  }
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-  file.close();
-  if (!file) {
-    throw PlayerError(ExitStatus::PlaybackFailed, "cannot write the totals to " + path);
-  }
-}
+void writeTotals(const Totals& totals, const std::string& path) { writeJson(json(totals), path); }
 
 }  // namespace Player

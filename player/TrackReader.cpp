@@ -6,14 +6,13 @@
 
 namespace Player {
 
-TrackReader::TrackReader(std::string path, std::unique_ptr<MediaFile> file,
-                         const StreamFormat& format, const Cut& cut)
-    : m_path(std::move(path)),
-      m_file(std::move(file)),
+TrackReader::TrackReader(Track track, const StreamFormat& format)
+    : m_path(std::move(track.path)),
+      m_file(std::move(track.file)),
       m_converter(format),
       m_bytesPerFrame(format.bytesPerFrame()),
-      m_toSkip(m_file->seek(cut.start)),
-      m_toRead(cut.length) {}
+      m_toSkip(m_file->seek(track.cut.start)),
+      m_toRead(track.cut.length) {}
 
 std::size_t TrackReader::read(std::uint8_t* to, std::size_t frames) {
   std::size_t done = 0;

@@ -7,22 +7,15 @@
 #include <vector>
 
 #include "player/FrameConverter.h"
-#include "player/MediaFile.h"
 #include "player/StreamFormat.h"
+#include "player/Track.h"
 
 namespace Player {
-
-/// Which part of a file, in frames of it.
-struct Cut {
-  std::uint64_t start = 0;
-  std::optional<std::uint64_t> length;  // none: to its end
-};
 
 /// One file as the bytes of a stream, cut to the sample. One thread at a time.
 class TrackReader {
  public:
-  TrackReader(std::string path, std::unique_ptr<MediaFile> file, const StreamFormat& format,
-              const Cut& cut);
+  TrackReader(Track track, const StreamFormat& format);
 
   /// Fills up to `frames`; fewer only at the end of the track.
   std::size_t read(std::uint8_t* to, std::size_t frames);

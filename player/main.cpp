@@ -1,8 +1,11 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <optional>
+#include <string>
 
 #include "player/Device.h"
+#include "player/DeviceReport.h"
 #include "player/ExitStatus.h"
 #include "player/Ffmpeg.h"
 #include "player/Interrupt.h"
@@ -32,6 +35,16 @@ std::string bundlePath(const Player::Options& options) {
   return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / kBundleName).string();
 }
 
+std::optional<std::string> reportFor(const Player::Options& options) {
+  if (options.listDevices) {
+    return Player::reportDevices(options);
+  }
+  if (options.explainPassthrough) {
+    return Player::reportPassthrough(options);
+  }
+  return std::nullopt;
+}
+
 ExitStatus play(const Player::Options& options) {
   Player::Playlist playlist(options);
   if (playlist.isEmpty()) {
@@ -53,13 +66,13 @@ int main(int argc, char** argv) {
   }
   Tavro::setLogLevel(levelOf(options));
   av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
-  if (options.listDevices) {
-    std::cout << Player::deviceList();
-    return 0;
-  }
   Player::Interrupt::install();
   ExitStatus status = ExitStatus::PlaybackFailed;
   try {
+    if (const std::optional<std::string> report = reportFor(options)) {
+      std::cout << *report << std::flush;
+      return static_cast<int>(ExitStatus::Played);
+    }
     return static_cast<int>(play(options));
   } catch (const Player::PlayerError& error) {
     status = error.status;

@@ -41,6 +41,9 @@ class Ledger {
 
   LedgerTotals totals() const;
   std::uint64_t pulledCount() const { return m_pulled.load(std::memory_order_acquire); }
+  std::uint64_t withoutReportCount() const {
+    return m_withoutReport.load(std::memory_order_acquire);
+  }
   std::uint64_t returnedCount() const { return m_returned.load(std::memory_order_acquire); }
 
   /// Notifies when `count` buffers, of all that were ever pulled, have come back; at once if they

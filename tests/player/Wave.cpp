@@ -102,6 +102,16 @@ Wave readWave(const std::filesystem::path& path) {
   return wave;
 }
 
+std::uint32_t speakersOf(const std::filesystem::path& path) {
+  const Bytes file = readFile(path);
+  for (std::size_t at = 12; at + 8 <= file.size(); at += 8 + get(file, at + 4, 4)) {
+    if (isAt(file, at, "fmt ")) {
+      return get(file, at + 8, 2) == 0xfffe ? static_cast<std::uint32_t>(get(file, at + 28, 4)) : 0;
+    }
+  }
+  return 0;
+}
+
 Bytes framesOf(const Wave& wave, std::size_t first, std::size_t count) {
   const auto begin =
       wave.data.begin() + static_cast<std::ptrdiff_t>(first * wave.shape.frameBytes());

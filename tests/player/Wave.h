@@ -30,6 +30,9 @@ void writeWave(const std::filesystem::path& path, const Wave& wave);
 /// Of a plain, extensible or RF64 file; the sizes in the file must be right.
 Wave readWave(const std::filesystem::path& path);
 
+/// Which speakers the file's channels are for; 0: it does not say.
+std::uint32_t speakersOf(const std::filesystem::path& path);
+
 Bytes framesOf(const Wave& wave, std::size_t first, std::size_t count);
 
 /// The samples of integer or float data as float, of which those up to 24 bits are exact.

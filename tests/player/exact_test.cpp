@@ -34,6 +34,23 @@ TEST_F(Exact, everySampleTypeChannelCountAndRate) {
   }
 }
 
+TEST_F(Exact, eachChannelOfAFileStaysAtItsSpeaker) {
+  constexpr std::size_t kFrames = 4800;
+  for (const unsigned channels : {6u, 8u}) {
+    Wave in{{16, false, channels, 48000}, {}};
+    for (std::size_t i = 0; i < kFrames; ++i) {
+      for (unsigned channel = 0; channel < channels; ++channel) {
+        // A square wave of another period in each.
+        const bool high = i / (10 + channel) % 2 != 0;
+        in.data.insert(in.data.end(), {static_cast<unsigned char>(channel),
+                                       static_cast<unsigned char>(high ? 0x20 : 0xe0)});
+      }
+    }
+    expectExact(in);
+    EXPECT_EQ(speakersOf(path("out.wav")), speakersOf(path("in.wav")));
+  }
+}
+
 TEST_F(Exact, inputsShorterThanTheReadyQueue) {
   constexpr std::size_t kBuffer = 48000 / 50;
   for (const std::size_t frames :

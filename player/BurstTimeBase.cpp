@@ -1,0 +1,38 @@
+#include "player/BurstTimeBase.h"
+
+#include <algorithm>
+
+#include "player/StreamFormat.h"
+#include "time/HostTime.h"
+
+namespace Player {
+
+namespace {
+
+constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
+
+}  // namespace
+
+BurstTimeBase::BurstTimeBase(Tavro::Clock& clock, const Device& device, std::uint32_t rate)
+    : m_clock(clock), m_device(device), m_rate(rate), m_before(device.bursts()) {
+  m_clock.addTimeBase(this);
+}
+
+BurstTimeBase::~BurstTimeBase() { m_clock.removeTimeBase(this); }
+
+std::uint32_t BurstTimeBase::currentTime() {
+  const std::uint64_t bursts = m_device.bursts() - m_before;
+  const std::uint64_t nowNs = Tavro::HostTime::now();
+  if (bursts == 0) {
+    return 0;
+  }
+  if (bursts != m_bursts) {
+    m_bursts = bursts;
+    m_sinceNs = nowNs;
+  }
+  const std::uint64_t burstNs = kFramesPerBurst * kNanosPerSecond / m_rate;
+  const std::uint64_t sinceFrames = std::min(nowNs - m_sinceNs, burstNs) * m_rate / kNanosPerSecond;
+  return static_cast<std::uint32_t>((bursts * kFramesPerBurst + sinceFrames) * 1000 / m_rate);
+}
+
+}  // namespace Player

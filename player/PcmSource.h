@@ -1,0 +1,53 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+#include "player/Playlist.h"
+#include "player/Source.h"
+#include "player/TrackReader.h"
+
+namespace Player {
+
+/// Decoded sound, in buffers of 20 ms.
+class PcmSource final : public Source {
+ public:
+  /// Decodes at once.
+  PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
+            std::uint32_t originMs, Tavro::HostTime::Signal& wake);
+  ~PcmSource() override;
+
+ private:
+  static constexpr std::uint32_t kPrefetch = 32;  // buffers
+  static constexpr std::uint32_t kLowWater = 16;
+
+  void decode();
+  bool isFull();
+  void put(Tavro::PooledBuffer* buffer);
+  Tavro::PooledBuffer* take() override;
+  void make(Tavro::PooledBuffer& buffer);
+  std::size_t fill(std::uint8_t* to);
+
+  Playlist& m_playlist;
+  const std::uint32_t m_framesPerBuffer;
+  Tavro::BufferPool m_pool;
+
+  // Decode thread only.
+  std::unique_ptr<TrackReader> m_track;
+  std::uint64_t m_framesMade = 0;
+
+  // What is ready, a ring. The lock is held for a few instructions, never while decoding.
+  std::mutex m_lock;
+  std::array<Tavro::PooledBuffer*, kPrefetch> m_ready{};
+  std::uint32_t m_first = 0;
+  std::uint32_t m_count = 0;
+
+  std::atomic<bool> m_stops{false};
+  Tavro::HostTime::Signal m_wanted;
+  Tavro::HostTime::Thread m_thread;
+};
+
+}  // namespace Player

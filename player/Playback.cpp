@@ -1,0 +1,149 @@
+#include "player/Playback.h"
+
+#include "player/PcmSource.h"
+#include "player/Progress.h"
+
+// The life of a stream: source (makes buffers ahead) → connect, configure → ready checks fill the
+// queue → clock and start → every buffer has come back → stop → disconnect. A failure or an
+// interrupt leaves it by an exception, and the same owners undo it.
+
+namespace Player {
+
+namespace {
+
+using Tavro::HostTime::isSimulated;
+
+constexpr std::uint64_t kNanosPerMs = 1'000'000;
+constexpr std::uint64_t kReadyCheckNs = 5 * kNanosPerMs;
+constexpr std::uint64_t kWatchRealNs = 20 * kNanosPerMs;
+constexpr std::uint64_t kWatchSimulatedNs = 200 * kNanosPerMs;
+
+// A component with a full queue asks again when the device has taken a burst.
+constexpr std::uint64_t kQuietNs = 200 * kNanosPerMs;
+
+std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealNs; }
+
+}  // namespace
+
+Playback::Playback(const Stage& stage, Output& output, const StreamFormat& format)
+    : m_stage(stage),
+      m_returnedBefore(stage.session.ledger().pulledCount()),
+      m_bursts(format.bursts
+                   ? std::make_unique<BurstSource>(stage.session, stage.playlist, format,
+                                                   stage.session.clock().currentTime(), stage.wake)
+                   : nullptr),
+      m_pcm(format.bursts
+                ? nullptr
+                : std::make_unique<PcmSource>(stage.session, stage.playlist, format,
+                                              stage.session.clock().currentTime(), stage.wake)),
+      m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
+      m_rate(format.rate),
+      m_connection(output, *m_source, format) {}
+
+Playback::~Playback() {
+  (m_bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) += m_source->buffers();
+  m_stage.counts.sentAgain += m_sentAgain;
+}
+
+void Playback::run(const Between& between) {
+  m_stage.enter(PlayerState::Filling);
+  m_stage.watch.beginStream();
+  if (!start()) {
+    return;
+  }
+  playToTheEnd(between);
+  m_stage.wait(m_stage.device.latencyNs());
+  m_connection.stop();
+  m_stage.enter(PlayerState::Stopped);
+}
+
+/// False: there is nothing to play.
+bool Playback::start() {
+  // A device that takes bursts runs already: the clock has to be there before the first one.
+  if (m_bursts) {
+    m_timeBase.emplace(m_stage.session.clock(), m_stage.device, m_rate);
+    m_stage.session.clock().start();
+  }
+  if (!fillQueue()) {
+    return false;
+  }
+  m_stage.session.clock().start();
+  m_connection.start();
+  m_stage.enter(PlayerState::Playing);
+  return true;
+}
+
+/// Until it can be started: the component is ready, or has all there is.
+bool Playback::fillQueue() {
+  Progress progress;
+  while (!m_connection.isReady()) {
+    const bool hasAll = m_source->hasEnded() && m_source->taken() == m_source->buffers();
+    m_stage.wait(kReadyCheckNs);  // also for a buffer just taken to reach the queue
+    if (hasAll) {
+      return m_source->buffers() > 0;
+    }
+    progress.check(m_source->buffers() + m_source->taken());
+  }
+  return true;
+}
+
+void Playback::playToTheEnd(const Between& between) {
+  Tavro::Ledger& ledger = m_stage.session.ledger();
+  Progress progress;
+  while (!m_source->hasEnded() || ledger.returnedCount() < toReturn()) {
+    if (m_source->hasEnded()) {
+      ledger.notifyWhenReturned(toReturn(), m_stage.wake);
+    }
+    m_stage.wait(watchNs());
+    const Tavro::LedgerTotals totals = ledger.totals();
+    progress.check(totals.pulled + totals.pieces);
+    if (between(*this)) {
+      progress = {};
+    }
+  }
+}
+
+/// Of all buffers ever pulled, when this stream is over.
+std::uint64_t Playback::toReturn() const {
+  return m_returnedBefore + m_source->buffers() + m_sentAgain;
+}
+
+void Playback::pause() {
+  if (m_bursts) {
+    takeBack();
+  } else {
+    m_connection.stop();
+    m_stage.session.clock().pause();
+  }
+  m_stage.enter(PlayerState::Paused);
+}
+
+void Playback::resume() {
+  if (m_bursts) {
+    m_bursts->letGo();
+  }
+  start();
+}
+
+/// Everything that the device has not consumed, so that only silence follows.
+void Playback::takeBack() {
+  Tavro::Clock& clock = m_stage.session.clock();
+  const Tavro::Ledger& ledger = m_stage.session.ledger();
+  m_bursts->hold();
+  const std::uint64_t deadline = Tavro::HostTime::now() + kQuietNs;
+  while (!m_bursts->isQuiet() && Tavro::HostTime::now() < deadline) {
+    m_stage.wait(kReadyCheckNs);
+  }
+  m_connection.flush();
+  Progress progress;
+  while (ledger.returnedCount() < ledger.pulledCount()) {  // one may be on its way to the device
+    m_stage.wait(kReadyCheckNs);
+    progress.check(ledger.returnedCount());
+  }
+  clock.pause();
+  m_timeBase.reset();
+  m_sentAgain += m_bursts->rewind();
+  clock.set(m_bursts->nextStampMs());
+}
+
+}  // namespace Player

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "player/BurstSource.h"
+#include "player/BurstTimeBase.h"
+#include "player/Device.h"
+#include "player/EventFile.h"
+#include "player/Output.h"
+#include "player/Playlist.h"
+#include "player/RenderWatch.h"
+#include "player/Source.h"
+#include "tavro_core/Session.h"
+
+namespace Player {
+
+/// What the streams of a run held, in all.
+struct StreamCounts {
+  std::uint64_t pcmBuffers = 0;
+  std::uint64_t bursts = 0;     // one for each AC-3 frame
+  std::uint64_t sentAgain = 0;  // bursts that a pause took away
+};
+
+/// What all streams of a run have in common.
+struct Stage {
+  Tavro::Session& session;
+  Playlist& playlist;
+  const Device& device;
+  RenderWatch& watch;
+  Tavro::HostTime::Signal& wake;  // a stream's end, and the end of all its buffers
+  StreamCounts& counts;
+  std::function<void(std::uint64_t ns)> wait;  // so long or until woken; throws PlayerError
+  std::function<void(PlayerState state)> enter;
+};
+
+/// One stream on its way through an output. [host-thread]
+///
+/// Decoded sound waits in the component while the graph stands: pause stops it, resume starts it.
+/// Bursts know no start and stop, the device takes them from the first to the last: pause takes
+/// them away from it, so that it goes on with silence, and resume hands them over again.
+class Playback {
+ public:
+  /// Connects and configures; throws FormatRefused.
+  Playback(const Stage& stage, Output& output, const StreamFormat& format);
+  ~Playback();  // adds to the counts
+  Playback(const Playback&) = delete;
+  Playback& operator=(const Playback&) = delete;
+
+  /// Called every now and then while it plays; answers whether it paused.
+  using Between = std::function<bool(Playback&)>;
+
+  /// Until everything has been played.
+  void run(const Between& between);
+
+  /// Only in Between.
+  void pause();
+  void resume();
+
+ private:
+  bool start();
+  bool fillQueue();
+  void playToTheEnd(const Between& between);
+  void takeBack();
+  std::uint64_t toReturn() const;
+
+  const Stage& m_stage;
+  const std::uint64_t m_returnedBefore;
+  std::unique_ptr<BurstSource> m_bursts;  // one of the two
+  std::unique_ptr<Source> m_pcm;
+  Source* m_source;
+  const std::uint32_t m_rate;
+  Connection m_connection;
+  std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they go
+  std::uint64_t m_sentAgain = 0;
+};
+
+}  // namespace Player
