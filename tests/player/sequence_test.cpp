@@ -19,7 +19,7 @@ class Sequence : public Workbench {
     writeWave(path("f32.wav"), f32);
   }
 
-  /// The parts one after the other, at most a device cycle of silence between two.
+  /// The pieces one after the other, at most a device cycle of silence between two.
   static testing::AssertionResult holdsInTurn(const Wave& wave, const std::vector<Bytes>& parts) {
     constexpr std::size_t kCycleFrames = 512;
     const std::size_t cycle = kCycleFrames * wave.shape.frameBytes();
