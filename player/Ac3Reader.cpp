@@ -40,7 +40,8 @@ std::string Ac3Reader::problem() const {
     return fmt::format("it is damaged: pieces left out: {}, {}", m_damaged, m_firstFault);
   }
   const std::string damage = m_track.file->damage();
-  return damage.empty() && m_read == 0 ? "there is nothing to play in it" : damage;
+  const bool isEmpty = m_read == 0 && !m_track.cut.mayBeEmpty;
+  return damage.empty() && isEmpty ? "there is nothing to play in it" : damage;
 }
 
 /// The next undamaged AC-3 frame, which lies in the file's packet.

@@ -57,6 +57,8 @@ const char* nameOf(PlayerState state) {
       return "playing";
     case PlayerState::Paused:
       return "paused";
+    case PlayerState::Seeking:
+      return "seeking";
     case PlayerState::Stopped:
       return "stopped";
     case PlayerState::Finished:

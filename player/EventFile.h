@@ -14,6 +14,7 @@ enum class PlayerState : std::uint32_t {
   Filling,
   Playing,
   Paused,
+  Seeking,
   Stopped,
   Finished,
   Interrupted,

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "player/ExitStatus.h"
+#include "player/Keyboard.h"
 
 namespace Player::Interrupt {
 
@@ -14,6 +15,7 @@ std::atomic<bool> s_requested{false};
 
 void onSignal(int) {
   if (s_requested.exchange(true)) {
+    Keyboard::giveBack();
     _exit(static_cast<int>(ExitStatus::Interrupted));
   }
 }

@@ -21,6 +21,9 @@ constexpr const char* kFooter =
     "TIME is [[HH:]MM:]SS[.FRACTION]; --start and --length cut every file, to the sample.\n"
     "A file device runs in simulated time unless asked otherwise: as fast as it can, and the same\n"
     "on every run. Without a sound system, auto is a new WAV file in the current folder.\n"
+    "On a terminal, in real time: space pauses and resumes, left and right go 5 s back and "
+    "forward\n"
+    "within a file, q stops.\n"
     "\n"
     "Exit status: 0 everything was played; 1 playback failed; 2 usage; 3 an input could not be\n"
     "read, or not wholly (the others are played); 4 the device failed; 130 interrupted.";
@@ -42,6 +45,8 @@ struct Words {
   std::string length;
   std::string pauseAt;
   std::string pauseFor;
+  std::string seekAt;
+  std::string seekTo;
 };
 
 const std::map<std::string, PassthroughMode> kPassthroughModes = {
@@ -53,6 +58,8 @@ void declareHidden(CLI::App& app, Options& options, Words& words) {
   app.add_option("--file-drift-ppm", options.fileDriftPpm)->group("");
   auto* pauseAt = app.add_option("--pause-at", words.pauseAt)->group("")->check(timeProblem);
   app.add_option("--pause-for", words.pauseFor)->group("")->check(timeProblem)->needs(pauseAt);
+  auto* seekAt = app.add_option("--seek-at", words.seekAt)->group("")->check(timeProblem);
+  app.add_option("--seek-to", words.seekTo)->group("")->check(timeProblem)->needs(seekAt);
 }
 
 void declare(CLI::App& app, Options& options, Words& words) {
@@ -150,6 +157,10 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
   if (!words.pauseAt.empty()) {
     options.pauseAtNs = parseTime(words.pauseAt);
     options.pauseForNs = parseTime(words.pauseFor).value_or(0);
+  }
+  if (!words.seekAt.empty()) {
+    options.seekAtNs = parseTime(words.seekAt);
+    options.seekToNs = parseTime(words.seekTo).value_or(0);
   }
   return std::nullopt;
 }

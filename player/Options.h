@@ -25,6 +25,8 @@ struct Options {
   PassthroughMode passthrough = PassthroughMode::Auto;
   std::optional<std::uint64_t> pauseAtNs;  // graph time
   std::uint64_t pauseForNs = 0;            // host time
+  std::optional<std::uint64_t> seekAtNs;   // graph time
+  std::uint64_t seekToNs = 0;              // from the beginning of the part that is played
   int fileDriftPpm = 0;                    // how much faster a file device is than nominal
   bool explainPassthrough = false;
   bool listDevices = false;

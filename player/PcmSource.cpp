@@ -18,9 +18,8 @@ constexpr std::uint64_t kRetryNs = 10'000'000;
 
 PcmSource::PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
                      std::uint32_t originMs, Tavro::HostTime::Signal& wake)
-    : Source(session, format, originMs, wake),
-      m_playlist(playlist),
-      m_framesPerBuffer(std::max(1u, format.rate / kBuffersPerSecond)),
+    : Source(session, playlist, format, std::max(1u, format.rate / kBuffersPerSecond), originMs,
+             wake),
       m_pool(kPrefetch + kBuffersElsewhere, m_framesPerBuffer * format.bytesPerFrame(),
              session.ledger()),
       m_thread(Tavro::HostTime::Role::Decode, "decode", [this] { decode(); }) {}
@@ -29,13 +28,15 @@ PcmSource::~PcmSource() {
   m_stops.store(true);
   m_wanted.notify();
   m_thread.join();
-  while (Tavro::PooledBuffer* left = take()) {
-    left->release();
-  }
+  drop();
 }
 
 void PcmSource::decode() {
   while (!m_stops.load()) {
+    if (const std::optional<std::uint64_t> frame = goWhereSought()) {
+      m_track.reset();
+      m_framesMade = *frame;
+    }
     if (hasEnded() || isFull()) {
       Tavro::HostTime::waitUntil(Tavro::HostTime::kNever, m_wanted, "room for decoded buffers");
     } else if (Tavro::PooledBuffer* buffer = m_pool.acquire()) {
@@ -54,26 +55,33 @@ bool PcmSource::isFull() {
 
 void PcmSource::put(Tavro::PooledBuffer* buffer) {
   const std::lock_guard guard(m_lock);
+  if (isSought()) {
+    buffer->release();
+    return;
+  }
+  m_made.fetch_add(1, std::memory_order_release);
   m_ready[(m_first + m_count) % kPrefetch] = buffer;
   ++m_count;
 }
 
 Tavro::PooledBuffer* PcmSource::take() {
-  Tavro::PooledBuffer* buffer = nullptr;
-  bool wanted = false;
-  {
-    const std::lock_guard guard(m_lock);
-    if (m_count > 0) {
-      buffer = m_ready[m_first];
-      m_first = (m_first + 1) % kPrefetch;
-      wanted = --m_count == kLowWater;
-      m_taken.fetch_add(1, std::memory_order_release);
-    }
+  if (m_count == 0) {
+    return nullptr;
   }
-  if (wanted) {
+  Tavro::PooledBuffer* buffer = m_ready[m_first];
+  m_first = (m_first + 1) % kPrefetch;
+  m_taken.fetch_add(1, std::memory_order_release);
+  if (--m_count == kLowWater) {
     m_wanted.notify();
   }
   return buffer;
+}
+
+void PcmSource::drop() {
+  for (; m_count > 0; --m_count) {
+    m_ready[m_first]->release();
+    m_first = (m_first + 1) % kPrefetch;
+  }
 }
 
 void PcmSource::make(Tavro::PooledBuffer& buffer) {
@@ -87,7 +95,6 @@ void PcmSource::make(Tavro::PooledBuffer& buffer) {
   m_framesMade += frames;
   buffer.describe(static_cast<std::uint32_t>(frames) * m_format.bytesPerFrame(), stampMs,
                   stampOf(m_framesMade) - stampMs);
-  m_made.fetch_add(1, std::memory_order_release);
   put(&buffer);
 }
 
@@ -96,7 +103,7 @@ std::size_t PcmSource::fill(std::uint8_t* to) {
   std::size_t frames = 0;
   while (frames < m_framesPerBuffer) {
     if (!m_track) {
-      std::optional<Track> track = m_playlist.next(m_format);
+      std::optional<Track> track = nextTrack(m_framesMade + frames);
       if (!track) {
         break;
       }

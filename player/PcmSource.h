@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "player/Playlist.h"
 #include "player/Source.h"
@@ -28,25 +27,22 @@ class PcmSource final : public Source {
   bool isFull();
   void put(Tavro::PooledBuffer* buffer);
   Tavro::PooledBuffer* take() override;
+  void drop() override;
   void make(Tavro::PooledBuffer& buffer);
   std::size_t fill(std::uint8_t* to);
 
-  Playlist& m_playlist;
-  const std::uint32_t m_framesPerBuffer;
   Tavro::BufferPool m_pool;
 
   // Decode thread only.
   std::unique_ptr<TrackReader> m_track;
   std::uint64_t m_framesMade = 0;
 
-  // What is ready, a ring. The lock is held for a few instructions, never while decoding.
-  std::mutex m_lock;
+  // What is ready, a ring. With the lock held.
   std::array<Tavro::PooledBuffer*, kPrefetch> m_ready{};
   std::uint32_t m_first = 0;
   std::uint32_t m_count = 0;
 
   std::atomic<bool> m_stops{false};
-  Tavro::HostTime::Signal m_wanted;
   Tavro::HostTime::Thread m_thread;
 };
 

@@ -1,5 +1,7 @@
 #include "player/Playback.h"
 
+#include <utility>
+
 #include "player/PcmSource.h"
 #include "player/Progress.h"
 
@@ -43,6 +45,7 @@ Playback::Playback(const Stage& stage, Output& output, const StreamFormat& forma
 Playback::~Playback() {
   (m_bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) += m_source->buffers();
   m_stage.counts.sentAgain += m_sentAgain;
+  m_stage.counts.seeks += m_seeks;
 }
 
 void Playback::run(const Between& between) {
@@ -90,9 +93,9 @@ bool Playback::fillQueue() {
 void Playback::playToTheEnd(const Between& between) {
   Tavro::Ledger& ledger = m_stage.session.ledger();
   Progress progress;
-  while (!m_source->hasEnded() || ledger.returnedCount() < toReturn()) {
+  while (!m_source->hasEnded() || ledger.returnedCount() < toReturn(m_source->buffers())) {
     if (m_source->hasEnded()) {
-      ledger.notifyWhenReturned(toReturn(), m_stage.wake);
+      ledger.notifyWhenReturned(toReturn(m_source->buffers()), m_stage.wake);
     }
     m_stage.wait(watchNs());
     const Tavro::LedgerTotals totals = ledger.totals();
@@ -103,47 +106,75 @@ void Playback::playToTheEnd(const Between& between) {
   }
 }
 
-/// Of all buffers ever pulled, when this stream is over.
-std::uint64_t Playback::toReturn() const {
-  return m_returnedBefore + m_source->buffers() + m_sentAgain;
+/// Of all buffers ever pulled, when so many of this stream are done with.
+std::uint64_t Playback::toReturn(std::uint64_t ofThisStream) const {
+  return m_returnedBefore + ofThisStream + m_takenBack;
 }
 
 void Playback::pause() {
   if (m_bursts) {
-    takeBack();
+    m_toSendAgain = takeBack();
   } else {
     m_connection.stop();
     m_stage.session.clock().pause();
   }
+  m_isPaused = true;
   m_stage.enter(PlayerState::Paused);
 }
 
 void Playback::resume() {
-  if (m_bursts) {
-    m_bursts->letGo();
-  }
+  m_isPaused = false;
+  m_sentAgain += std::exchange(m_toSendAgain, 0);
+  m_source->letGo();
   start();
 }
 
-/// Everything that the device has not consumed, so that only silence follows.
-void Playback::takeBack() {
+void Playback::seek(const Seek& to) {
+  m_stage.enter(PlayerState::Seeking);
+  takeBack();
+  m_toSendAgain = 0;
+  m_source->seek(to);
+  m_stage.session.clock().set(m_source->nextStampMs());
+  ++m_seeks;
+  if (m_isPaused) {
+    m_stage.enter(PlayerState::Paused);
+  } else {
+    resume();
+  }
+}
+
+/// Everything that the device has not consumed, so that only silence follows. Answers how many
+/// buffers that were.
+std::uint64_t Playback::takeBack() {
   Tavro::Clock& clock = m_stage.session.clock();
   const Tavro::Ledger& ledger = m_stage.session.ledger();
-  m_bursts->hold();
-  const std::uint64_t deadline = Tavro::HostTime::now() + kQuietNs;
-  while (!m_bursts->isQuiet() && Tavro::HostTime::now() < deadline) {
-    m_stage.wait(kReadyCheckNs);
+  m_source->hold();
+  if (m_pcm) {
+    m_connection.stop();
+  } else if (!m_isPaused) {  // then it asks for nothing, and has nothing
+    awaitQuiet();
   }
   m_connection.flush();
   Progress progress;
-  while (ledger.returnedCount() < ledger.pulledCount()) {  // one may be on its way to the device
+  while (ledger.returnedCount() < toReturn(m_source->taken())) {  // one may still be on its way
     m_stage.wait(kReadyCheckNs);
+    m_connection.flush();
     progress.check(ledger.returnedCount());
   }
   clock.pause();
   m_timeBase.reset();
-  m_sentAgain += m_bursts->rewind();
-  clock.set(m_bursts->nextStampMs());
+  const std::uint64_t count = m_source->rewind();
+  m_takenBack += count;
+  clock.set(m_source->nextStampMs());
+  return count;
+}
+
+/// The device goes on meanwhile: what reached an emptied queue would be consumed out of turn.
+void Playback::awaitQuiet() {
+  const std::uint64_t deadline = Tavro::HostTime::now() + kQuietNs;
+  while (!m_source->isQuiet() && Tavro::HostTime::now() < deadline) {
+    m_stage.wait(kReadyCheckNs);
+  }
 }
 
 }  // namespace Player

@@ -22,6 +22,7 @@ struct StreamCounts {
   std::uint64_t pcmBuffers = 0;
   std::uint64_t bursts = 0;     // one for each AC-3 frame
   std::uint64_t sentAgain = 0;  // bursts that a pause took away
+  std::uint64_t seeks = 0;
 };
 
 /// What all streams of a run have in common.
@@ -41,6 +42,9 @@ struct Stage {
 /// Decoded sound waits in the component while the graph stands: pause stops it, resume starts it.
 /// Bursts know no start and stop, the device takes them from the first to the last: pause takes
 /// them away from it, so that it goes on with silence, and resume hands them over again.
+///
+/// A seek takes everything away that the device has not consumed, and sets the clock to where it
+/// goes on.
 class Playback {
  public:
   /// Connects and configures; throws FormatRefused.
@@ -55,16 +59,19 @@ class Playback {
   /// Until everything has been played.
   void run(const Between& between);
 
-  /// Only in Between.
+  /// Only in Between. A seek leaves it paused or playing as it was.
   void pause();
   void resume();
+  void seek(const Seek& to);
+  bool isPaused() const { return m_isPaused; }
 
  private:
   bool start();
   bool fillQueue();
   void playToTheEnd(const Between& between);
-  void takeBack();
-  std::uint64_t toReturn() const;
+  std::uint64_t takeBack();
+  void awaitQuiet();
+  std::uint64_t toReturn(std::uint64_t ofThisStream) const;
 
   const Stage& m_stage;
   const std::uint64_t m_returnedBefore;
@@ -74,7 +81,11 @@ class Playback {
   const std::uint32_t m_rate;
   Connection m_connection;
   std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they go
+  bool m_isPaused = false;
+  std::uint64_t m_takenBack = 0;  // buffers
+  std::uint64_t m_toSendAgain = 0;
   std::uint64_t m_sentAgain = 0;
+  std::uint64_t m_seeks = 0;
 };
 
 }  // namespace Player

@@ -13,7 +13,6 @@ namespace Player {
 namespace {
 
 constexpr std::uint64_t kNanosPerMs = 1'000'000;
-constexpr std::uint64_t kPauseLookNs = 20 * kNanosPerMs;
 
 void inform(const std::string& line) {
   Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s", line.c_str());
@@ -38,7 +37,9 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
               m_wake,
               m_counts,
               [this](std::uint64_t ns) { wait(ns); },
-              [this](PlayerState state) { enter(state); }} {
+              [this](PlayerState state) { enter(state); }},
+      m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
+                 [this](std::uint64_t ns) { wait(ns); }) {
   if (options.volume) {
     m_session.setSetting(Tavro::audioSetting("Output", "Volume"),
                          {Tavro::VariantType::kUInt8, *options.volume});
@@ -165,6 +166,7 @@ ExitStatus Player::finish(ExitStatus status) {
                         m_watch.callbacks(),
                         m_watch.silent(),
                         m_watch.silentBetween(),
+                        m_counts.seeks,
                         cycles,
                         m_session.events().lost(),
                         m_session.clock().currentTime(),
@@ -180,7 +182,7 @@ void Player::playStream(const StreamFormat& format) {
   const std::size_t position = m_playlist.position();
   try {
     Playback playback(m_stage, outputFor(format), format);
-    playback.run([this](Playback& playing) { return pauseIfAsked(playing); });
+    playback.run([this](Playback& playing) { return m_controls.serve(playing); });
   } catch (const FormatRefused& refused) {
     if (!format.bursts) {
       throw;
@@ -194,21 +196,6 @@ void Player::playStream(const StreamFormat& format) {
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
   }
-}
-
-bool Player::pauseIfAsked(Playback& playback) {
-  const std::uint64_t graphNs = m_session.clock().currentTime() * kNanosPerMs;
-  if (m_hasPaused || !m_options.pauseAtNs || graphNs < *m_options.pauseAtNs) {
-    return false;
-  }
-  m_hasPaused = true;
-  playback.pause();
-  const std::uint64_t end = Tavro::HostTime::now() + m_options.pauseForNs;
-  while (Tavro::HostTime::now() < end) {
-    wait(std::min(end - Tavro::HostTime::now(), kPauseLookNs));
-  }
-  playback.resume();
-  return true;
 }
 
 /// While the device is still there.

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "player/Controls.h"
 #include "player/Device.h"
 #include "player/EventFile.h"
 #include "player/ExitStatus.h"
@@ -38,7 +39,6 @@ class Player {
                      const std::string& reason) const;
   void learnLimits(const std::vector<StreamFormat>& formats);
   void playStream(const StreamFormat& format);
-  bool pauseIfAsked(Playback& playback);
   Output& outputFor(const StreamFormat& format);
   void requireAllPlayed();
   PassthroughTotals burstTotals();
@@ -62,7 +62,7 @@ class Player {
   Tavro::HostTime::Signal m_wake;  // a stream's end, and the end of all its buffers
   StreamCounts m_counts;
   const Stage m_stage;
-  bool m_hasPaused = false;
+  Controls m_controls;
 };
 
 }  // namespace Player

@@ -7,18 +7,6 @@
 
 namespace Player {
 
-namespace {
-
-constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
-
-/// To the nearest frame.
-std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
-  const auto whole = ns / kNanosPerSecond * rate;
-  return whole + (ns % kNanosPerSecond * rate + kNanosPerSecond / 2) / kNanosPerSecond;
-}
-
-}  // namespace
-
 Playlist::Playlist(const Options& options) : m_options(options) {
   for (const std::string& path : options.files) {
     if (std::unique_ptr<MediaFile> file = open(path)) {
@@ -72,10 +60,11 @@ std::optional<StreamFormat> Playlist::nextFormat() const {
 
 std::optional<Track> Playlist::next(const StreamFormat& format) {
   while (nextFormat() == format) {
-    const Entry& entry = m_entries[m_next++ % m_entries.size()];
+    const std::size_t position = m_next++;
+    const Entry& entry = m_entries[position % m_entries.size()];
     std::unique_ptr<MediaFile> file = m_first ? std::move(m_first) : open(entry.path);
     if (file) {
-      return Track{entry.path, std::move(file), cutFor(entry.format.rate)};
+      return Track{entry.path, std::move(file), cutFor(entry.format.rate), position};
     }
   }
   return std::nullopt;

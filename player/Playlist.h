@@ -50,7 +50,7 @@ class Playlist {
   /// The next input, if it goes on in `format` without a change.
   std::optional<Track> next(const StreamFormat& format);
 
-  /// Where next() is, to come back to when what it gave was not played.
+  /// Where next() is, to come back to when what it gave was not played, or is to be played again.
   std::size_t position() const { return m_next; }
   void goTo(std::size_t position) { m_next = position; }
 

@@ -1,14 +1,46 @@
 #include "player/Source.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
 #include "host/Identifiers.h"
 
 namespace Player {
+
+namespace {
+
+// More than a component and a device together keep.
+constexpr std::uint64_t kHeardWithinSeconds = 10;
+
+std::uint64_t settledCount(Tavro::Session& session) {
+  const Tavro::LedgerTotals totals = session.ledger().totals();
+  return totals.played + totals.droppedLate + totals.withoutReport;
+}
+
+}  // namespace
+
+Source::Source(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
+               std::uint32_t framesPerBuffer, std::uint32_t originMs, Tavro::HostTime::Signal& wake)
+    : m_session(session),
+      m_playlist(playlist),
+      m_format(format),
+      m_framesPerBuffer(framesPerBuffer),
+      m_originMs(originMs),
+      m_consumedBefore(settledCount(session)),
+      m_wake(wake),
+      m_tracks(kHeardWithinSeconds * format.rate) {}
 
 bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
   if (id != Tavro::PortQuery::kNextBuffer) {
     return false;
   }
-  Tavro::PooledBuffer* buffer = take();
+  Tavro::PooledBuffer* buffer = nullptr;
+  {
+    const std::lock_guard guard(m_lock);
+    buffer = m_held ? nullptr : take();
+    m_quiet.store(m_held, std::memory_order_release);
+  }
   if (buffer == nullptr) {
     return false;
   }
@@ -18,9 +50,97 @@ bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
   return true;
 }
 
+void Source::hold() {
+  const std::lock_guard guard(m_lock);
+  m_held = true;
+  m_quiet.store(false, std::memory_order_release);
+}
+
+void Source::letGo() {
+  const std::lock_guard guard(m_lock);
+  m_held = false;
+}
+
+/// They come back in their order, so their count says which.
+std::uint64_t Source::consumed() const { return settledCount(m_session) - m_consumedBefore; }
+
+std::uint64_t Source::rewind() {
+  const std::lock_guard guard(m_lock);
+  const std::uint64_t before = taken();
+  m_taken.store(consumed(), std::memory_order_release);
+  return before - taken();
+}
+
+void Source::seek(const Seek& to) {
+  {
+    const std::lock_guard guard(m_lock);
+    const std::uint64_t from = frameOf(taken());
+    const TrackMarks::Mark* track = m_tracks.at(from);
+    if (track == nullptr) {
+      return;
+    }
+    const std::uint64_t frameInTrack = targetIn(*track, from - track->begin, to);
+    m_sought = {track->position, frameInTrack, track->begin + frameInTrack};
+    m_tracks.forgetBehind(track->begin);
+    m_shift += m_sought->frame - from;
+    drop();
+    m_made.store(taken(), std::memory_order_release);
+    m_ended.store(false, std::memory_order_release);
+  }
+  m_wanted.notify();
+}
+
+/// Where bursts are cut, where it has to be a whole one.
+std::uint64_t Source::targetIn(const TrackMarks::Mark& track, std::uint64_t from,
+                               const Seek& to) const {
+  const std::uint64_t way = framesOf(static_cast<std::uint64_t>(std::abs(to.ns)), m_format.rate);
+  std::uint64_t target = way;
+  if (to.relative) {
+    target = to.ns < 0 ? from - std::min(from, way) : from + way;
+  }
+  target = std::min(target, track.length.value_or(target));
+  return m_format.bursts ? target - target % kFramesPerBurst : target;
+}
+
+std::uint32_t Source::nextStampMs() {
+  const std::lock_guard guard(m_lock);
+  return stampOf(frameOf(taken()));
+}
+
+std::optional<std::uint64_t> Source::goWhereSought() {
+  const std::lock_guard guard(m_lock);
+  if (!m_sought) {
+    return std::nullopt;
+  }
+  m_next = std::exchange(m_sought, std::nullopt);
+  m_playlist.goTo(m_next->position);
+  return m_next->frame;
+}
+
+/// The next track of the stream, which begins at its frame `begin`.
+std::optional<Track> Source::nextTrack(std::uint64_t begin) {
+  std::optional<Track> track = m_playlist.next(m_format);
+  const std::optional<Place> place = std::exchange(m_next, std::nullopt);
+  if (!track) {
+    return std::nullopt;
+  }
+  if (place && place->position == track->position) {
+    track->cut = track->cut.behind(place->frameInTrack);
+    return track;
+  }
+  const std::lock_guard guard(m_lock);
+  if (!isSought()) {
+    m_tracks.add(begin, *track);
+  }
+  return track;
+}
+
 void Source::end() {
-  m_ended.store(true, std::memory_order_release);
-  m_wake.notify();
+  const std::lock_guard guard(m_lock);
+  if (!isSought()) {
+    m_ended.store(true, std::memory_order_release);
+    m_wake.notify();
+  }
 }
 
 std::uint32_t Source::stampOf(std::uint64_t frame) const {

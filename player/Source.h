@@ -2,20 +2,34 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
+#include <optional>
 
 #include "host/PortInterface.h"
+#include "player/Playlist.h"
 #include "player/StreamFormat.h"
+#include "player/TrackMarks.h"
 #include "tavro_core/BufferPool.h"
 #include "tavro_core/Session.h"
 #include "time/HostTime.h"
 
 namespace Player {
 
+/// Where to go on within a track.
+struct Seek {
+  std::int64_t ns = 0;    // not negative unless relative
+  bool relative = false;  // to what the device took last; else to the track's beginning
+};
+
 /// The upstream port of one stream: inputs of one format, one after the other without a gap. What
 /// it hands out is made ahead, on a thread of its own, so that a component's question is answered
 /// at once, with "none now" if need be. It outlives the component's connection to it.
 ///
-/// Time stamps are computed from the count of frames; nothing accumulates.
+/// Time stamps are computed from the count of frames; nothing accumulates. A seek sets that count
+/// to where the frame lies in its track, so that time and position go together.
+///
+/// To take back what the component has: hold() → isQuiet(), if the device goes on → flush →
+/// rewind() → seek(), if wanted → letGo().
 class Source : public Tavro::PortInterface {
  public:
   bool readQuery(unsigned id, Tavro::_Variant* value) final;  // [feeder-thread]
@@ -23,36 +37,95 @@ class Source : public Tavro::PortInterface {
   bool sendEvent(unsigned, Tavro::_Variant*) final { return false; }
   bool writeQuery(unsigned, Tavro::_Variant*) final { return false; }
 
-  /// All is made; buffers() is final then. [any-thread]
+  /// All is made; buffers() is final then, but for a seek. [any-thread]
   bool hasEnded() const { return m_ended.load(std::memory_order_acquire); }
 
-  /// Buffers made so far, and how many of them the component has taken. [any-thread]
+  /// Buffers made so far, and how many of them the component has taken; neither counts those that
+  /// it lost again. [any-thread]
   std::uint64_t buffers() const { return m_made.load(std::memory_order_acquire); }
   std::uint64_t taken() const { return m_taken.load(std::memory_order_acquire); }
 
+  /// From now on there is nothing to take. [host-thread]
+  void hold();
+  void letGo();
+
+  /// The component has asked since hold(), so nothing that it took before is on its way into its
+  /// queue any more. [host-thread]
+  bool isQuiet() const { return m_quiet.load(std::memory_order_acquire); }
+
+  /// Goes back to the first buffer that the component was not done with; it has none of them any
+  /// more. Answers how many it had. [host-thread], while held
+  std::uint64_t rewind();
+
+  /// Goes on elsewhere in the track of the next buffer, with the next track behind its end.
+  /// [host-thread], after rewind()
+  void seek(const Seek& to);
+
+  /// When the next buffer is due, in graph time. [host-thread], while held
+  std::uint32_t nextStampMs();
+
  protected:
   /// `wake` is notified at the end of the stream.
-  Source(Tavro::Session& session, const StreamFormat& format, std::uint32_t originMs,
-         Tavro::HostTime::Signal& wake)
-      : m_session(session), m_format(format), m_originMs(originMs), m_wake(wake) {}
+  Source(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
+         std::uint32_t framesPerBuffer, std::uint32_t originMs, Tavro::HostTime::Signal& wake);
 
-  /// The next buffer, with one reference, counted in m_taken; null: none now. [feeder-thread]
+  /// The next buffer, with one reference, counted in m_taken; null: none now. [feeder-thread], with
+  /// the lock held
   virtual Tavro::PooledBuffer* take() = 0;
 
-  void end();  // on the thread that makes the buffers
+  /// Gives up what is made and not taken. [host-thread], with the lock held
+  virtual void drop() {}
+
+  /// Buffers that the component is done with.
+  std::uint64_t consumed() const;
+
   std::uint32_t stampOf(std::uint64_t frame) const;
+  std::uint64_t frameOf(std::uint64_t buffer) const {  // with the lock held
+    return buffer * m_framesPerBuffer + m_shift;
+  }
+
+  // On the thread that makes the buffers. What it makes while a seek waits for it is not wanted.
+  std::optional<std::uint64_t> goWhereSought();  // the frame there; the former track is over
+  std::optional<Track> nextTrack(std::uint64_t begin);
+  bool isSought() const { return m_sought.has_value(); }  // with the lock held
+  void end();
 
   Tavro::Session& m_session;
+  Playlist& m_playlist;
   const StreamFormat m_format;
+  const std::uint32_t m_framesPerBuffer;
 
-  // Counted up by whoever makes and takes buffers, after the deed (release, acquire).
+  // Held for a few instructions, never while decoding.
+  std::mutex m_lock;
+
+  // Counted by whoever makes and takes buffers, after the deed (release, acquire); the lock is held
+  // for what a seek must not come between.
   std::atomic<std::uint64_t> m_made{0};
   std::atomic<std::uint64_t> m_taken{0};
 
+  Tavro::HostTime::Signal m_wanted;  // more buffers, or others
+
  private:
+  struct Place {
+    std::size_t position;        // in the playlist
+    std::uint64_t frameInTrack;  // of the part that is played
+    std::uint64_t frame;         // of the stream
+  };
+  std::uint64_t targetIn(const TrackMarks::Mark& track, std::uint64_t from, const Seek& to) const;
+
   const std::uint32_t m_originMs;
+  const std::uint64_t m_consumedBefore;
   Tavro::HostTime::Signal& m_wake;
-  std::atomic<bool> m_ended{false};
+  std::atomic<bool> m_ended{false};  // written with the lock held
+  std::atomic<bool> m_quiet{false};
+
+  // With the lock held.
+  bool m_held = false;
+  std::uint64_t m_shift = 0;  // frames, modulo 2^64, by which seeks have moved the buffers
+  TrackMarks m_tracks;
+  std::optional<Place> m_sought;
+
+  std::optional<Place> m_next;  // making thread only: where the next track is entered
 };
 
 }  // namespace Player

@@ -25,6 +25,13 @@ constexpr std::uint32_t bitsOf(SampleType type) {
 inline constexpr std::uint32_t kFramesPerBurst = 1536;
 inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
 
+/// To the nearest frame.
+constexpr std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
+  constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
+  const std::uint64_t whole = ns / kNanosPerSecond * rate;
+  return whole + (ns % kNanosPerSecond * rate + kNanosPerSecond / 2) / kNanosPerSecond;
+}
+
 struct StreamFormat {
   SampleType type = SampleType::Int16;
   std::uint32_t rate = 0;  // frames per second

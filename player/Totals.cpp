@@ -35,6 +35,7 @@ nlohmann::ordered_json json(const Totals& totals) {
            {{"all", totals.callbacks},
             {"silent", totals.silentCallbacks},
             {"silent_between", totals.silentBetween}}},
+          {"seeks", totals.seeks},
           {"cycles",
            {{"all", totals.cycles.cycles},
             {"late", totals.cycles.lateCycles},

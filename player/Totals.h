@@ -11,7 +11,7 @@ namespace Player {
 
 /// What became of the AC-3 frames that were passed through.
 struct PassthroughTotals {
-  std::uint64_t framesRead = 0;
+  std::uint64_t framesRead = 0;        // but for those that a seek took away
   std::uint64_t burstsHandedOver = 0;  // and consumed
   std::uint64_t burstsAccepted = 0;    // by the device: given, and found right where it looks
   std::uint64_t violations = 0;
@@ -29,6 +29,7 @@ struct Totals {
   std::uint64_t callbacks = 0;
   std::uint64_t silentCallbacks = 0;
   std::uint64_t silentBetween = 0;  // between the first and the last sample
+  std::uint64_t seeks = 0;
   AudioDevices::DeviceTotals cycles;
   std::uint64_t eventsLost = 0;
   std::uint32_t graphMs = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -13,6 +15,16 @@ namespace Player {
 struct Cut {
   std::uint64_t start = 0;
   std::optional<std::uint64_t> length;  // none: to its end
+  bool mayBeEmpty = false;              // without being a fault of the file
+
+  /// What is left of it behind its first `frames`.
+  Cut behind(std::uint64_t frames) const {
+    Cut rest{start + frames, std::nullopt, mayBeEmpty || frames > 0};
+    if (length) {
+      rest.length = *length - std::min(*length, frames);
+    }
+    return rest;
+  }
 };
 
 /// An input that is about to be read.
@@ -20,6 +32,17 @@ struct Track {
   std::string path;
   std::unique_ptr<MediaFile> file;
   Cut cut;
+  std::size_t position = 0;  // in the playlist
+
+  /// Of the cut, in frames, as far as the file says.
+  std::optional<std::uint64_t> length() const {
+    const std::optional<std::uint64_t> all = file->length();
+    if (!all) {
+      return cut.length;
+    }
+    const std::uint64_t rest = *all - std::min(*all, cut.start);
+    return std::min(rest, cut.length.value_or(rest));
+  }
 };
 
 }  // namespace Player
