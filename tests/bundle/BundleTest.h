@@ -15,23 +15,22 @@
 #include "fakes/FakeUpstream.h"
 #include "fakes/Journal.h"
 
-using Lines = std::vector<std::string>;
-
 /// What one call of the render callback left behind.
 struct Rendered {
   OSStatus status;
   AudioUnitRenderActionFlags flags;
   UInt32 byteSize;
   UInt32 channels;
-  std::vector<std::uint8_t> bytes;  // the capacity; 0xEE where nothing was written
-  bool guardsIntact;                // nothing written before or beyond the capacity
+  Bytes bytes;        // the capacity; 0xEE where nothing was written
+  bool guardsIntact;  // nothing written before or beyond the capacity
 
   bool silent() const { return (flags & kAudioUnitRenderAction_OutputIsSilence) != 0; }
-  std::vector<std::uint8_t> piece(std::size_t from, std::size_t to) const;
 };
 
 /// `count` bytes that are never 0 and tell where they come from.
-std::vector<std::uint8_t> pattern(std::size_t count, unsigned start = 0);
+Bytes pattern(std::size_t count, unsigned start = 0);
+
+Bytes slice(const Bytes& bytes, std::size_t from, std::size_t to);
 
 /// One component between fakes, with its feeder parked. At the end of every test: the component
 /// is deleted, and nothing is registered with the platform, held, released twice or misused.
@@ -44,13 +43,16 @@ class BundleTest : public testing::Test {
   // The host's steps.
   void make();                                                           // component, feeder asleep
   void connect(std::uint32_t formatCode = Tavro::FormatCode::kInteger);  // made, created, connected
+  Tavro::PortInterface* connectInput();                                  // with `format`, `source`
   bool write(std::uint32_t rate, std::uint32_t channels, std::uint32_t bits,
-             std::uint32_t id = Tavro::PortQuery::kConfigurePcm);
-  bool event(std::uint32_t id);
+             std::uint32_t id = Tavro::PortQuery::kConfigurePcm) {
+    return writeTo(*port, rate, channels, bits, id);
+  }
+  bool event(std::uint32_t id) { return port->sendEvent(id, &m_none); }
   bool connectPeer(Tavro::PortInterface* peer);
-  bool ready();
-  void settingChange(const std::string& group, const std::string& name, Tavro::_Variant value,
-                     Tavro::MediaType mediaType = Tavro::MediaType::Audio);
+  bool ready() { return port->checkEvent(Tavro::PortCheck::kReady, &m_none); }
+  void announceVolume(Tavro::_Variant value);
+  void flush(bool fromAnotherThread);
   std::string info(const char* key);  // "(none)": no such entry
 
   /// connect(), PCM properties (48 kHz stereo, 16 bits unless given), and the journal emptied.
@@ -60,8 +62,12 @@ class BundleTest : public testing::Test {
   /// Destroys and deletes the component and looks what is left, for another round in one test.
   void end();
 
+  /// Makes a buffer of a pattern of its own, for upstream to deliver.
+  FakeBuffer& add(std::size_t bytes, std::uint32_t timeStampMs, std::uint32_t durationMs);
+
   /// Lets the feeder take what upstream has, up to its limit.
   void feed();
+  FakeBuffer& queue(std::size_t bytes, std::uint32_t timeStampMs, std::uint32_t durationMs);
 
   /// One call of the render callback registered with the newest graph. Capacity in bytes; default:
   /// what the frames need.
@@ -70,7 +76,7 @@ class BundleTest : public testing::Test {
   /// How many buffers are released once / ever.
   unsigned released();
 
-  Tavro::TimeBaseInterface& timeBase();
+  Tavro::TimeBaseInterface& timeBase() { return **session.clock.timeBases.begin(); }
   FakePlatform& platform = FakePlatform::instance();
   Journal& journal = Journal::instance();
   SleepGate& gate = SleepGate::instance();
@@ -79,10 +85,12 @@ class BundleTest : public testing::Test {
   FakeSession session;
   FakeSource source{77};
   FakeUpstream upstream;
-  Tavro::FormatDescriptor format{};
+  Tavro::FormatDescriptor format{Tavro::FormatCode::kInteger, 0, 0, 2, 0};
   Tavro::PortInterface* port = nullptr;
   std::optional<Component> component;
 
  private:
-  void checkNothingIsLeft();
+  void deleteAndLook();
+
+  Tavro::_Variant m_none{};
 };

@@ -11,17 +11,23 @@ Tavro::GetPluginFunction* getPluginOfBundle() {
     if (bundle == nullptr) {
       throw std::runtime_error(dlerror());
     }
-    void* symbol = dlsym(bundle, "getPlugin");
-    if (symbol == nullptr) {
-      throw std::runtime_error("no getPlugin in the bundle");
-    }
-    return reinterpret_cast<Tavro::GetPluginFunction*>(symbol);
+    return reinterpret_cast<Tavro::GetPluginFunction*>(dlsym(bundle, "getPlugin"));
   }();
   return entry;
 }
 
 Tavro::NarrowString narrow(const std::string& text) {
   return {text.c_str(), Tavro::sharedAllocator<char>()};
+}
+
+bool writeTo(Tavro::PortInterface& port, std::uint32_t rate, std::uint32_t channels,
+             std::uint32_t bits, std::uint32_t id) {
+  Tavro::AudioProperties properties;
+  properties.m_sampleRate = rate;
+  properties.m_channels = channels;
+  properties.m_bitsPerSample = bits;
+  Tavro::_Variant value = objectValue(&properties);
+  return port.writeQuery(id, &value);
 }
 
 Component::Component() {
@@ -33,9 +39,6 @@ Component::Component() {
   m_component = static_cast<Tavro::ComponentInterface*>(facet);
   lookUp("com.norvane.flowloom.interface.output", &facet);
   m_output = static_cast<Tavro::OutputInterface*>(facet);
-  if (m_component == nullptr || m_output == nullptr) {
-    throw std::runtime_error("an interface is not answered");
-  }
 }
 
 Component::~Component() {

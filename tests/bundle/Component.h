@@ -8,6 +8,16 @@ Tavro::GetPluginFunction* getPluginOfBundle();
 
 Tavro::NarrowString narrow(const std::string& text);
 
+/// `pointer` as the value of an object's variant.
+template <class T>
+Tavro::_Variant objectValue(T* pointer) {
+  return {Tavro::VariantType::kObject, reinterpret_cast<std::uintptr_t>(pointer)};
+}
+
+/// Writes stream properties to an input port.
+bool writeTo(Tavro::PortInterface& port, std::uint32_t rate, std::uint32_t channels,
+             std::uint32_t bits, std::uint32_t id = Tavro::PortQuery::kConfigurePcm);
+
 /// A component as a host holds it: got from getPlugin, asked for its facets, deleted at the end.
 class Component {
  public:

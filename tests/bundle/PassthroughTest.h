@@ -1,12 +1,10 @@
 #pragma once
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "BundleTest.h"
 
-inline constexpr AudioDeviceID kDevice = 40;
 inline constexpr UInt32 kGlobal = kAudioObjectPropertyScopeGlobal;
 inline constexpr UInt32 kAvailable = kAudioStreamPropertyAvailablePhysicalFormats;
 inline constexpr UInt32 kPhysical = kAudioStreamPropertyPhysicalFormat;
@@ -49,43 +47,34 @@ class PassthroughTest : public BundleTest {
     return physical(kAudioFormatLinearPCM, 44100, 2, stream);
   }
 
-  AudioStreamBasicDescription current(AudioStreamID stream) {
-    AudioStreamBasicDescription now{};
-    const auto bytes = platform.property(stream, kPhysical, kGlobal);
-    std::memcpy(&now, bytes.data(), std::min(bytes.size(), sizeof now));
-    return now;
+  bool has(AudioStreamID stream, const AudioStreamBasicDescription& wanted) {
+    const Bytes& now = platform.properties[{stream, kPhysical, kGlobal}];
+    return now.size() == sizeof wanted && std::memcmp(now.data(), &wanted, sizeof wanted) == 0;
   }
 
-  bool isFormer(AudioStreamID stream) {
-    const AudioStreamBasicDescription now = current(stream);
-    const AudioStreamBasicDescription former = before(stream);
-    return std::memcmp(&now, &former, sizeof now) == 0;
-  }
+  bool hasFormer(AudioStreamID stream) { return has(stream, before(stream)); }
 
   bool passthrough(std::uint32_t rate = 48000, std::uint32_t channels = 2) {
     return write(rate, channels, 16, Tavro::PortQuery::kConfigurePassthrough);
   }
 
-  void queueBursts(std::vector<std::size_t> sizes) {
+  void queueBursts(const std::vector<std::size_t>& sizes) {
     for (const std::size_t size : sizes) {
-      upstream.add(pattern(size, static_cast<unsigned>(upstream.buffers().size())), 1000, 32);
+      add(size, 1000, 32);
     }
     feed();
   }
 
   /// One device cycle with a zeroed buffer of each size; answers what the buffers hold after it.
-  std::vector<std::vector<std::uint8_t>> cycle(std::vector<std::size_t> sizes = {kBurstBytes,
-                                                                                 kBurstBytes}) {
-    std::vector<std::vector<std::uint8_t>> memory;
+  std::vector<Bytes> cycle(const std::vector<std::size_t>& sizes = {kBurstBytes, kBurstBytes}) {
+    std::vector<Bytes> memory;
     std::vector<std::uint64_t> room(1 + 2 * (sizes.size() + 1));
     auto* list = reinterpret_cast<AudioBufferList*>(room.data());
     list->mNumberBuffers = static_cast<UInt32>(sizes.size());
     for (std::size_t i = 0; i < sizes.size(); ++i) {
-      memory.emplace_back(sizes[i], 0);
-    }
-    for (std::size_t i = 0; i < sizes.size(); ++i) {
+      Bytes& bytes = memory.emplace_back(sizes[i], 0);
       list->mBuffers[i] = {2, static_cast<UInt32>(sizes[i]),
-                           memory[i].empty() ? nullptr : memory[i].data()};
+                           bytes.empty() ? nullptr : bytes.data()};
     }
     callProcedure(list);
     return memory;

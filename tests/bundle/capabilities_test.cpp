@@ -6,7 +6,6 @@ namespace {
 using Tavro::_Variant;
 using testing::ElementsAre;
 
-constexpr AudioDeviceID kDevice = 40;
 constexpr UInt32 kDefault = kAudioHardwarePropertyDefaultOutputDevice;
 constexpr UInt32 kLayout = kAudioDevicePropertyPreferredChannelLayout;
 
@@ -23,16 +22,13 @@ class CapabilitiesTest : public BundleTest {
 
   std::uintptr_t channelsOf(AudioChannelLayoutTag tag,
                             const std::vector<AudioChannelLabel>& labels = {}) {
-    platform.setLayout(kDevice, tag, labels);
+    platform.setLayout(tag, labels);
     return channels();
   }
 
-  bool formats(std::uint32_t media, std::uint32_t model, std::uint32_t type,
-               Tavro::FormatList* list) {
-    return (*component)
-        ->getSupportedFormats(nullptr, static_cast<Tavro::MediaType>(media),
-                              static_cast<Tavro::DataModel>(model),
-                              static_cast<Tavro::PortType>(type), list);
+  std::uintptr_t channelsOf(const Bytes& layout) {
+    platform.setProperty(kDevice, kLayout, kAudioDevicePropertyScopeOutput, layout);
+    return channels();
   }
 };
 
@@ -45,15 +41,12 @@ TEST_F(CapabilitiesTest, theLayoutIsReadFromTheDefaultDeviceWithoutQualifiers) {
                                           "AudioObjectGetPropertyData(40, 'srnd', 'outp', 0)"));
 }
 
-TEST_F(CapabilitiesTest, thirteenTagsAnswerTheirCount) {
+TEST_F(CapabilitiesTest, thirteenTagsAnswerTheirCountAndEveryOtherTwo) {
   for (const AudioChannelLayoutTag tag :
        {0x00640001U, 0x006C0004U, 0x006D0005U, 0x006E0006U, 0x006F0008U, 0x00760005U, 0x00790006U,
         0x007D0007U, 0x007E0008U, 0x00800008U, 0x008B0006U, 0x008C0007U, 0x00940007U}) {
     EXPECT_EQ(channelsOf(tag), tag & 0xFFFF) << std::hex << tag;
   }
-}
-
-TEST_F(CapabilitiesTest, everyOtherTagAnswersTwo) {
   for (const AudioChannelLayoutTag tag : {0x00650002U, 0x007A0006U, 0x00010000U, 0x007F0008U,
                                           0x00640008U, 0x00910000U, 0xFFFFFFFFU}) {
     EXPECT_EQ(channelsOf(tag, {1, 2, 3, 4, 5, 6}), 2U) << std::hex << tag;
@@ -68,74 +61,50 @@ TEST_F(CapabilitiesTest, descriptionsCountWhereTheyAreLabelledUpToEight) {
   EXPECT_EQ(channelsOf(0, std::vector<AudioChannelLabel>(12, 1)), 8U);
 }
 
-TEST_F(CapabilitiesTest, descriptionsBeyondTheBytesReturnedAreNotCounted) {
-  const UInt32 whole = 12 + 6 * sizeof(AudioChannelDescription);
-  platform.setLayout(kDevice, 0, {1, 2, 3, 4, 5, 6});
-  auto bytes = platform.property(kDevice, kLayout, kAudioDevicePropertyScopeOutput);
-  ASSERT_EQ(bytes.size(), whole);
-  const auto answerWith = [&](std::size_t size) {
-    std::vector<std::uint8_t> part(bytes.begin(), bytes.begin() + static_cast<long>(size));
-    platform.setProperty(kDevice, kLayout, kAudioDevicePropertyScopeOutput, part);
-    return channels();
-  };
-  EXPECT_EQ(answerWith(12 + 3 * sizeof(AudioChannelDescription)), 3U);
-  EXPECT_EQ(answerWith(12 + 3 * sizeof(AudioChannelDescription) - 1), 2U);
-  EXPECT_EQ(answerWith(12), 0U);
-  bytes[8] = bytes[9] = bytes[10] = bytes[11] = 0xFF;  // the count of descriptions
-  EXPECT_EQ(answerWith(12 + 5 * sizeof(AudioChannelDescription)), 5U);
-  // A read that answers less than was announced.
-  platform.announceSize(kLayout, whole);
-  EXPECT_EQ(answerWith(12 + 2 * sizeof(AudioChannelDescription)), 2U);
-}
-
-TEST_F(CapabilitiesTest, aLayoutCutOffBeforeItsCountIsReadNoFurther) {
+TEST_F(CapabilitiesTest, onlyWhatTheBytesReturnedHoldIsCounted) {
+  constexpr std::size_t kEach = sizeof(AudioChannelDescription);
+  platform.setLayout(0, {1, 2, 3, 4, 5, 6});
+  Bytes bytes = platform.properties[{kDevice, kLayout, kAudioDevicePropertyScopeOutput}];
+  ASSERT_EQ(bytes.size(), 12 + 6 * kEach);
+  EXPECT_EQ(channelsOf(slice(bytes, 0, 12 + 3 * kEach)), 3U);
+  EXPECT_EQ(channelsOf(slice(bytes, 0, 12 + 3 * kEach - 1)), 2U);
+  EXPECT_EQ(channelsOf(slice(bytes, 0, 12)), 0U);
   for (const std::size_t size : {1U, 4U, 8U, 11U}) {
-    platform.setProperty(kDevice, kLayout, kAudioDevicePropertyScopeOutput,
-                         std::vector<std::uint8_t>(size, 0));
-    EXPECT_LE(channels(), 2U) << size;
+    EXPECT_LE(channelsOf(Bytes(size, 0)), 2U) << size;
   }
+  bytes[8] = bytes[9] = bytes[10] = bytes[11] = 0xFF;  // the count of descriptions
+  EXPECT_EQ(channelsOf(slice(bytes, 0, 12 + 5 * kEach)), 5U);
+  platform.announcedSizes[kLayout] = static_cast<UInt32>(bytes.size());
+  EXPECT_EQ(channelsOf(slice(bytes, 0, 12 + 2 * kEach)), 2U);
 }
 
 TEST_F(CapabilitiesTest, whateverCannotBeReadAnswersTwo) {
-  platform.setLayout(kDevice, 0x006F0008);
+  platform.setLayout(0x006F0008);
   for (const UInt32 nth : {1U, 2U}) {
-    platform.fail("AudioObjectGetPropertyDataSize", kAudioHardwareBadObjectError, nth);
-    EXPECT_EQ(channels(), 2U);
-    platform.fail("AudioObjectGetPropertyData", kAudioHardwareBadObjectError, nth);
-    EXPECT_EQ(channels(), 2U);
+    for (const char* function : {"AudioObjectGetPropertyDataSize", "AudioObjectGetPropertyData"}) {
+      platform.fail(function, kAudioHardwareBadObjectError, nth);
+      EXPECT_EQ(channels(), 2U) << function;
+    }
+    AllocationWatch::refuseNth(nth);
+    EXPECT_EQ(channels(), AllocationWatch::present() ? 2U : 8U);
+    AllocationWatch::refuseNth(0);
+    EXPECT_EQ(channels(), 8U);
   }
-  EXPECT_EQ(channels(), 8U);
-  platform.removeProperty(kDevice, kLayout, kAudioDevicePropertyScopeOutput);
+  platform.properties.erase({kDevice, kLayout, kAudioDevicePropertyScopeOutput});
   EXPECT_EQ(channels(), 2U);
-  platform.removeProperty(kAudioObjectSystemObject, kDefault, kAudioObjectPropertyScopeGlobal);
+  platform.properties.erase({kAudioObjectSystemObject, kDefault, kAudioObjectPropertyScopeGlobal});
   EXPECT_EQ(channels(), 2U);
 }
 
 TEST_F(CapabilitiesTest, aReadOfNoBytesAnswersTwo) {
-  for (const bool announced : {false, true}) {
-    platform.setProperty(kDevice, kLayout, kAudioDevicePropertyScopeOutput,
-                         std::vector<std::uint8_t>{});
-    if (announced) {
-      platform.announceSize(kLayout, 100);
-    }
-    EXPECT_EQ(channels(), 2U);
-    platform.setProperty(kAudioObjectSystemObject, kDefault, kAudioObjectPropertyScopeGlobal,
-                         std::vector<std::uint8_t>{});
-    if (announced) {
-      platform.announceSize(kDefault, 4);
-    }
-    EXPECT_EQ(channels(), 2U);
-    platform.setDefaultDevice(kDevice);
-  }
-}
-
-TEST_F(CapabilitiesTest, aBlockThatCannotBeAllocatedAnswersTwo) {
-  constexpr UInt32 kOddSize = 0x01234567;
-  platform.setLayout(kDevice, 0x006F0008);
-  platform.announceSize(kLayout, kOddSize);
-  AllocationWatch::refuse(kOddSize);
-  EXPECT_EQ(channels(), AllocationWatch::present() ? 2U : 8U);
-  AllocationWatch::refuse(0);
+  EXPECT_EQ(channelsOf(Bytes{}), 2U);
+  platform.announcedSizes[kLayout] = 100;
+  EXPECT_EQ(channels(), 2U);
+  platform.setProperty(kAudioObjectSystemObject, kDefault, kAudioObjectPropertyScopeGlobal,
+                       Bytes{});
+  EXPECT_EQ(channels(), 2U);
+  platform.announcedSizes[kDefault] = 4;
+  EXPECT_EQ(channels(), 2U);
 }
 
 TEST_F(CapabilitiesTest, otherQueriesAreRefusedAndUntouched) {
@@ -147,12 +116,23 @@ TEST_F(CapabilitiesTest, otherQueriesAreRefusedAndUntouched) {
   }
 }
 
-TEST_F(CapabilitiesTest, fourFormatsAreAppendedInTheirOrder) {
+TEST_F(CapabilitiesTest, fourFormatsAreAppendedInTheirOrderForAnAudioStreamsInputAlone) {
   Tavro::StandardAllocator<Tavro::Node<Tavro::FormatDescriptor>> allocator;
   Tavro::FormatList list(&allocator);
+  const auto formats = [&](std::uint32_t media, std::uint32_t model, std::uint32_t type) {
+    return (*component)
+        ->getSupportedFormats(nullptr, static_cast<Tavro::MediaType>(media),
+                              static_cast<Tavro::DataModel>(model),
+                              static_cast<Tavro::PortType>(type), &list);
+  };
   list.append({7, 7, 7, 7, 7});
-  EXPECT_TRUE(formats(2, 2, 1, &list));
-  ASSERT_EQ(list.m_count, 5U);
+  EXPECT_FALSE(formats(2, 2, 2));
+  EXPECT_FALSE(formats(2, 1, 1));
+  EXPECT_FALSE(formats(1, 2, 1));
+  EXPECT_FALSE(formats(0, 0, 0));
+  EXPECT_EQ(list.m_count, 1U);
+  EXPECT_TRUE(formats(2, 2, 1));
+  EXPECT_EQ(list.m_count, 5U);
   std::vector<std::vector<std::uint32_t>> words;
   for (const auto* node = list.m_first; node != nullptr; node = node->next) {
     const auto& f = node->value;
@@ -161,17 +141,6 @@ TEST_F(CapabilitiesTest, fourFormatsAreAppendedInTheirOrder) {
   EXPECT_THAT(words, ElementsAre(ElementsAre(7, 7, 7, 7, 7), ElementsAre(3, 0, 0, 2, 10),
                                  ElementsAre(0x736F7774, 0, 0, 2, 20), ElementsAre(0, 0, 0, 2, 20),
                                  ElementsAre(1, 0, 0, 2, 20)));
-}
-
-TEST_F(CapabilitiesTest, otherKindsOfPortsHaveNoFormats) {
-  Tavro::StandardAllocator<Tavro::Node<Tavro::FormatDescriptor>> allocator;
-  Tavro::FormatList list(&allocator);
-  EXPECT_FALSE(formats(2, 2, 2, &list));
-  EXPECT_FALSE(formats(2, 1, 1, &list));
-  EXPECT_FALSE(formats(1, 2, 1, &list));
-  EXPECT_FALSE(formats(0, 0, 0, &list));
-  EXPECT_EQ(list.m_count, 0U);
-  EXPECT_EQ(list.m_first, nullptr);
 }
 
 }  // namespace

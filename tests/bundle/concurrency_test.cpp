@@ -2,10 +2,9 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <random>
 #include <thread>
 
-#include "BundleTest.h"
+#include "PassthroughTest.h"
 
 namespace {
 
@@ -13,32 +12,44 @@ constexpr unsigned kRounds = 400;
 
 /// Several threads at the component at once, feeder free. The record of calls is off, so that the
 /// fakes order nothing; the fakes' violations, the release counts and ThreadSanitizer judge.
-class ConcurrencyTest : public BundleTest {
+class ConcurrencyTest : public PassthroughTest {
  protected:
+  void SetUp() override {}
+
   void buildFree(unsigned buffers = 6000) {
     build();
     journal.record(false);
-    for (unsigned i = 0; i < buffers; ++i) {
-      upstream.add(pattern(240, i), 1000, 2000000000);
-    }
-    session.clock.ms = 1000;
+    addLongLasting(buffers, 240);
     gate.open();
   }
 
-  /// Waits until the feeder asks upstream, which a ready check lets it do.
-  void readyAndPulled() {
-    const unsigned before = upstream.queries();
-    while (upstream.queries() == before) {
-      ready();
+  void addLongLasting(unsigned count, std::size_t bytes) {
+    for (unsigned i = 0; i < count; ++i) {
+      upstream.add(pattern(bytes, i), 1000, 2000000000);
+    }
+    session.clock.ms = 1000;
+  }
+
+  static void await(const std::function<bool()>& met) {
+    while (!met()) {
       std::this_thread::yield();
     }
   }
 
-  void awaitSound() {
-    while (session.reportsOf(Tavro::BufferState::kPlaying) == 0) {
+  /// Waits until the feeder asks a peer, which a ready check lets it do.
+  void readyAndPulled(const FakeUpstream& peer) {
+    await([this, &peer, before = peer.queries()] {
       ready();
-      std::this_thread::yield();
-    }
+      return peer.queries() != before;
+    });
+  }
+  void readyAndPulled() { readyAndPulled(upstream); }
+
+  void awaitSound() {
+    await([this] {
+      ready();
+      return session.reportsOf[Tavro::BufferState::kPlaying] != 0;
+    });
   }
 
   void TearDown() override {
@@ -63,20 +74,24 @@ class ConcurrencyTest : public BundleTest {
 
   void meanwhileRender() {
     meanwhile([this] {
-      std::lock_guard cycle(platform.cycle());
+      std::lock_guard betweenCycles(platform.cycle());
       const FakeGraph* graph = platform.newestGraph();
       if (graph == nullptr || !graph->running) {
         return;
       }
-      std::vector<std::uint8_t> memory(64 * 16);
+      Bytes memory(64 * 16);
       AudioBufferList list{1, {{2, static_cast<UInt32>(memory.size()), memory.data()}}};
       AudioUnitRenderActionFlags flags = 0;
       const auto callback = graph->unit.callback;
       callback.inputProc(callback.inputProcRefCon, &flags, nullptr, 0, 64, &list);
-      if (std::find(memory.begin(), memory.end(), 0xDD) != memory.end()) {
-        journal.violation("released bytes were played");
-      }
+      lookForReleased(memory);
     });
+  }
+
+  void lookForReleased(const Bytes& played) {
+    if (std::find(played.begin(), played.end(), 0xDD) != played.end()) {
+      journal.violation("released bytes were played");
+    }
   }
 
   void meanwhileObserve() {
@@ -87,11 +102,27 @@ class ConcurrencyTest : public BundleTest {
     });
   }
 
+  /// Disconnects while another thread is in the middle of `call`, which makes the platform call
+  /// `function`.
+  void disconnectDuring(const char* function, const std::function<void()>& call) {
+    std::atomic<bool> inside{false};
+    platform.onCall(function, [&] {
+      inside = true;
+      for (int i = 0; i < 2000; ++i) {
+        std::this_thread::yield();
+      }
+    });
+    std::thread other(call);
+    await([&] { return inside.load(); });
+    event(Tavro::PortEvent::kDisconnect);
+    other.join();
+  }
+
   std::atomic<bool> m_done{false};
   std::vector<std::thread> m_threads;
 };
 
-TEST_F(ConcurrencyTest, flushesDuringPlaybackReleaseEachBufferOnce) {
+TEST_F(ConcurrencyTest, flushesStopsAndStartsDuringPlaybackReleaseEachBufferOnce) {
   buildFree();
   event(Tavro::PortEvent::kStart);
   meanwhileRender();
@@ -100,102 +131,57 @@ TEST_F(ConcurrencyTest, flushesDuringPlaybackReleaseEachBufferOnce) {
   for (unsigned i = 0; i < kRounds; ++i) {
     event(i % 2 == 0 ? Tavro::PortEvent::kFlush : Tavro::PortEvent::kFlushAgain);
     readyAndPulled();
+    if (i % 4 == 0) {
+      event(Tavro::PortEvent::kStop);
+      event(Tavro::PortEvent::kStart);
+    }
   }
 }
 
-TEST_F(ConcurrencyTest, startStopAndReadyChecksDuringPlayback) {
-  buildFree();
-  meanwhileRender();
-  meanwhileObserve();
-  meanwhile([this] { ready(); });
-  for (unsigned i = 0; i < kRounds; ++i) {
-    event(Tavro::PortEvent::kStart);
-    std::this_thread::yield();
-    event(Tavro::PortEvent::kStop);
-  }
-}
-
-TEST_F(ConcurrencyTest, rebuildsDuringPlaybackUnderVolumeChangesAndTimeBaseReads) {
+TEST_F(ConcurrencyTest, rebuildsDuringPlaybackUnderVolumeChangesAndTimeBaseReadsReachNoDeadUnit) {
   buildFree();
   event(Tavro::PortEvent::kStart);
   meanwhileRender();
   meanwhileObserve();
-  meanwhile([this] { settingChange("Output", "Volume", {Tavro::VariantType::kUInt8, 50}); });
+  meanwhile([this] { announceVolume({Tavro::VariantType::kUInt8, 50}); });
   awaitSound();
   for (unsigned i = 0; i < kRounds; ++i) {
     readyAndPulled();
-    EXPECT_TRUE(write(i % 2 == 0 ? 44100 : 48000, 1 + i % 4, 16));
-  }
-}
-
-TEST_F(ConcurrencyTest, volumeChangesDuringFailingBuildsReachNoDeadUnit) {
-  buildFree();
-  meanwhile([this] { settingChange("Output", "Volume", {Tavro::VariantType::kUInt8, 50}); });
-  meanwhileObserve();
-  for (unsigned i = 0; i < kRounds; ++i) {
-    if (i % 2 == 0) {
-      platform.fail("AudioUnitSetProperty", -1, 1 + i % 4 / 2);
+    const bool fails = i % 4 == 3;
+    if (fails) {
+      platform.fail("AudioUnitSetProperty", -1, 1 + i % 8 / 4);
     }
-    EXPECT_EQ(write(i % 2 == 0 ? 44100 : 48000, 2, 16), i % 2 != 0);
+    EXPECT_EQ(write(i % 2 == 0 ? 44100 : 48000, 1 + i % 4, 16), !fails);
+    event(Tavro::PortEvent::kStart);
   }
 }
 
-TEST_F(ConcurrencyTest, connectAndDisconnectWhileTheFeederPulls) {
+TEST_F(ConcurrencyTest, connectAndDisconnectReturnOnlyWhenNoPullFromTheFormerPeerIsUnderWay) {
   buildFree();
-  meanwhile([this] { ready(); });
-  meanwhileObserve();
   FakeUpstream other;
-  for (unsigned i = 0; i < kRounds; ++i) {
-    connectPeer(i % 2 == 0 ? &other : &upstream);
-    std::this_thread::yield();
-    event(Tavro::PortEvent::kDisconnect);
-  }
-  m_done = true;
-  const unsigned queries = upstream.queries() + other.queries();
-  for (int i = 0; i < 200; ++i) {
-    std::this_thread::yield();
-  }
-  EXPECT_EQ(upstream.queries() + other.queries(), queries) << "asked after the disconnect";
-}
-
-TEST_F(ConcurrencyTest, aDisconnectReturnsOnlyWhenNoPullIsUnderWay) {
-  buildFree();
   std::atomic<bool> connected{true};
-  upstream.onQuery = [&] {
-    if (!connected) {
-      journal.violation("the peer was asked after the disconnect");
-    }
-    std::this_thread::yield();
-    if (!connected) {
-      journal.violation("the disconnect did not wait for the pull under way");
-    }
+  std::atomic<bool> otherConnected{false};
+  const auto watch = [this](FakeUpstream& peer, const std::atomic<bool>& mayBeAsked) {
+    peer.onQuery = [this, &mayBeAsked] {
+      const bool askedLate = !mayBeAsked;
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+      if (askedLate || !mayBeAsked) {
+        journal.violation("a former peer is asked");
+      }
+    };
   };
-  for (unsigned i = 0; i < kRounds; ++i) {
+  watch(upstream, connected);
+  watch(other, otherConnected);
+  for (unsigned i = 0; i < kRounds / 2; ++i) {
     connected = true;
     connectPeer(&upstream);
     readyAndPulled();
-    event(Tavro::PortEvent::kDisconnect);
-    connected = false;
-  }
-}
-
-TEST_F(ConcurrencyTest, aNewPeerIsTakenOnlyWhenNoPullFromTheFormerIsUnderWay) {
-  buildFree();
-  FakeUpstream other;
-  std::atomic<bool> replaced{false};
-  upstream.onQuery = [&] {
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-    if (replaced) {
-      journal.violation("the connect did not wait for the pull under way");
-    }
-  };
-  for (unsigned i = 0; i < kRounds / 4; ++i) {
-    replaced = false;
-    connectPeer(&upstream);
-    readyAndPulled();
+    otherConnected = true;
     connectPeer(&other);
-    replaced = true;
-    std::this_thread::sleep_for(std::chrono::microseconds(400));
+    connected = false;
+    readyAndPulled(other);
+    event(Tavro::PortEvent::kDisconnect);
+    otherConnected = false;
   }
 }
 
@@ -235,66 +221,27 @@ TEST_F(ConcurrencyTest, informationIsReadWhileItIsReplaced) {
   }
 }
 
-TEST_F(ConcurrencyTest, theVolumeCallUnderWayHoldsBackTheEndOfTheUnit) {
+TEST_F(ConcurrencyTest, aCallUnderWayHoldsBackTheEndOfWhatItUses) {
   build();
-  std::atomic<bool> inside{false};
-  platform.onCall("AudioUnitSetParameter", [&] {
-    inside = true;
-    for (int i = 0; i < 2000; ++i) {
-      std::this_thread::yield();
-    }
+  disconnectDuring("AudioUnitSetParameter", [this] {
+    announceVolume({Tavro::VariantType::kUInt8, 50});
   });
-  std::thread announcer([this] {
-    settingChange("Output", "Volume", {Tavro::VariantType::kUInt8, 50});
-  });
-  while (!inside) {
-    std::this_thread::yield();
-  }
-  event(Tavro::PortEvent::kDisconnect);
-  announcer.join();
-}
-
-TEST_F(ConcurrencyTest, theRunningTestUnderWayHoldsBackTheEndOfTheGraph) {
+  end();
+  platform.reset();
   build();
-  std::atomic<bool> inside{false};
-  platform.onCall("AUGraphIsRunning", [&] {
-    inside = true;
-    for (int i = 0; i < 2000; ++i) {
-      std::this_thread::yield();
-    }
-  });
-  std::thread reader([this] { timeBase().isRunning(); });
-  while (!inside) {
-    std::this_thread::yield();
-  }
-  event(Tavro::PortEvent::kDisconnect);
-  reader.join();
+  disconnectDuring("AUGraphIsRunning", [this] { timeBase().isRunning(); });
 }
 
 TEST_F(ConcurrencyTest, burstsAreFlushedAndTornDownWhileTheDeviceRuns) {
-  connect();
+  PassthroughTest::SetUp();
   journal.record(false);
   gate.open();
-  const AudioStreamBasicDescription burst{48000, kAudioFormatAC3, 0, 4, 1, 4, 2, 16, 0};
-  platform.setProperty(40, kAudioDevicePropertyStreams, kAudioDevicePropertyScopeOutput,
-                       std::vector<AudioStreamID>{51});
-  platform.setProperty(51, kAudioStreamPropertyAvailablePhysicalFormats,
-                       kAudioObjectPropertyScopeGlobal,
-                       std::vector<AudioStreamRangedDescription>{{burst, {}}});
-  for (unsigned i = 0; i < 2000; ++i) {
-    upstream.add(pattern(6144, i), 1000, 2000000000);
-  }
+  addLongLasting(2000, kBurstBytes);
   meanwhile([this] {
-    std::lock_guard cycle(platform.cycle());
+    std::lock_guard betweenCycles(platform.cycle());
     const FakeIOProc* proc = platform.ioProc();
-    if (proc == nullptr || !proc->running) {
-      return;
-    }
-    std::vector<std::uint8_t> memory(6144);
-    AudioBufferList list{1, {{2, 6144, memory.data()}}};
-    proc->procedure(40, nullptr, nullptr, nullptr, &list, nullptr, proc->clientData);
-    if (std::find(memory.begin(), memory.end(), 0xDD) != memory.end()) {
-      journal.violation("released bytes were played");
+    if (proc != nullptr && proc->running) {
+      lookForReleased(cycle()[1]);
     }
   });
   for (unsigned i = 0; i < kRounds; ++i) {
@@ -323,42 +270,31 @@ TEST_F(ConcurrencyTest, componentsAreDeletedWhileTheirGraphPlays) {
 TEST_F(ConcurrencyTest, componentsComeAndGoBesideEachOther) {
   gate.open();
   journal.record(false);
-  const auto live = [this](unsigned seed) {
+  const auto live = [this] {
     FakeSession own;
     FakeUpstream peer;
-    FakeSource stream(seed);
-    const Tavro::FormatDescriptor descriptor{1, 0, 0, 2, 0};
-    for (unsigned i = 0; i < 40 && !m_done; ++i) {
+    for (unsigned i = 0; i < 40; ++i) {
       Component one;
       one->create(&own);
       Tavro::PortInterface* in =
-          one.output().connectInput(Tavro::MediaType::Audio, &descriptor, &stream);
-      Tavro::_Variant connection{
-          Tavro::VariantType::kObject,
-          reinterpret_cast<std::uintptr_t>(static_cast<Tavro::PortInterface*>(&peer))};
+          one.output().connectInput(Tavro::MediaType::Audio, &format, &source);
+      Tavro::_Variant connection = objectValue(static_cast<Tavro::PortInterface*>(&peer));
       in->sendEvent(Tavro::PortEvent::kConnect, &connection);
-      Tavro::AudioProperties properties;
-      properties.m_sampleRate = 48000;
-      properties.m_channels = 2;
-      properties.m_bitsPerSample = 16;
-      Tavro::_Variant value{Tavro::VariantType::kObject,
-                            reinterpret_cast<std::uintptr_t>(&properties)};
-      EXPECT_TRUE(in->writeQuery(Tavro::PortQuery::kConfigurePcm, &value));
-      FakeBuffer& buffer = peer.add(pattern(400, i), 1000, 10);
-      in->checkEvent(Tavro::PortCheck::kReady, &value);
+      EXPECT_TRUE(writeTo(*in, 48000, 2, 16));
+      peer.add(pattern(400, i), 1000, 10);
+      in->checkEvent(Tavro::PortCheck::kReady, nullptr);
       if (i % 2 == 0) {
-        in->sendEvent(Tavro::PortEvent::kDisconnect, &value);
+        in->sendEvent(Tavro::PortEvent::kDisconnect, nullptr);
         one.output().disconnectInput(in);
       }
       one->destroy();
-      static_cast<void>(buffer);
     }
     for (const FakeBuffer* buffer : peer.buffers()) {
       EXPECT_EQ(buffer->releases(), buffer->delivered() ? 1U : 0U);
     }
   };
-  std::thread first(live, 1);
-  std::thread second(live, 2);
+  std::thread first(live);
+  std::thread second(live);
   first.join();
   second.join();
 }

@@ -1,4 +1,6 @@
-#include <thread>
+#include <functional>
+#include <tuple>
+#include <utility>
 
 #include "PassthroughTest.h"
 
@@ -7,14 +9,22 @@ namespace {
 using testing::Each;
 using testing::IsEmpty;
 
-class PassthroughCycleTest : public PassthroughTest {};
+class PassthroughCycleTest : public PassthroughTest {
+ protected:
+  void SetUp() override {
+    PassthroughTest::SetUp();
+    ASSERT_TRUE(passthrough());
+  }
+};
 
-TEST_F(PassthroughCycleTest, burstsReachTheChosenStreamInOrderOneACycle) {
-  ASSERT_TRUE(passthrough());
-  queueBursts({kBurstBytes, kBurstBytes, kBurstBytes});
+TEST_F(PassthroughCycleTest, burstsReachTheChosenStreamInOrderOneACycleOutsideAnyClock) {
+  queueBursts({kBurstBytes, kBurstBytes});
+  EXPECT_FALSE(ready());
+  queueBursts({kBurstBytes});
   EXPECT_TRUE(ready());
   const auto buffers = upstream.buffers();
   for (std::size_t i = 0; i < 3; ++i) {
+    wall.ms += 100;
     const auto memory = cycle();
     EXPECT_THAT(memory[0], Each(0));
     EXPECT_TRUE(memory[1] == buffers[i]->content());
@@ -22,42 +32,36 @@ TEST_F(PassthroughCycleTest, burstsReachTheChosenStreamInOrderOneACycle) {
   }
   EXPECT_THAT(cycle()[1], Each(0));
   EXPECT_THAT(session.takeReports(), IsEmpty());
+  EXPECT_EQ(timeBase().currentTime(), 0U);
+  EXPECT_FALSE(timeBase().isRunning());
 }
 
-TEST_F(PassthroughCycleTest, recordsOfAnotherSizeAreConsumedWithoutOutput) {
-  ASSERT_TRUE(passthrough());
-  queueBursts({4096, kBurstBytes, 8192, 0, kBurstBytes - 1});
+TEST_F(PassthroughCycleTest, recordsAndDeviceBuffersOfAnotherSizeConsumeWithoutOutput) {
+  queueBursts({4096, kBurstBytes, 8192, 0, kBurstBytes - 1, kBurstBytes, kBurstBytes});
   EXPECT_THAT(cycle()[1], Each(0));
   EXPECT_TRUE(cycle()[1] == upstream.buffers()[1]->content());
   for (unsigned i = 3; i <= 5; ++i) {
     EXPECT_THAT(cycle()[1], Each(0));
     EXPECT_EQ(released(), i);
   }
-}
-
-TEST_F(PassthroughCycleTest, aDeviceBufferOfAnotherSizeConsumesWithoutOutput) {
-  ASSERT_TRUE(passthrough());
-  queueBursts({kBurstBytes, kBurstBytes});
   EXPECT_THAT(cycle({kBurstBytes, 8192})[1], Each(0));
   EXPECT_THAT(cycle({kBurstBytes, 512})[1], Each(0));
-  EXPECT_EQ(released(), 2U);
+  EXPECT_EQ(released(), 7U);
 }
 
 TEST_F(PassthroughCycleTest, nothingIsConsumedWithoutABufferForTheStream) {
-  ASSERT_TRUE(passthrough());
   queueBursts({kBurstBytes, kBurstBytes});
   callProcedure(nullptr);
   EXPECT_THAT(cycle({kBurstBytes})[0], Each(0));
   cycle({});
   cycle({kBurstBytes, 0});
   EXPECT_EQ(released(), 0U);
-  const FakeIOProc* proc = platform.ioProc();
   AudioBufferList list{0, {{0, 0, nullptr}}};
-  EXPECT_EQ(proc->procedure(kDevice, nullptr, nullptr, nullptr, &list, nullptr, nullptr), 0);
+  const auto procedure = platform.ioProc()->procedure;
+  EXPECT_EQ(procedure(kDevice, nullptr, nullptr, nullptr, &list, nullptr, nullptr), 0);
 }
 
 TEST_F(PassthroughCycleTest, stopAndStartChangeNothingAndAFlushEmptiesTheQueue) {
-  ASSERT_TRUE(passthrough());
   queueBursts({kBurstBytes, kBurstBytes, kBurstBytes});
   journal.take();
   EXPECT_TRUE(event(Tavro::PortEvent::kStop));
@@ -73,58 +77,26 @@ TEST_F(PassthroughCycleTest, stopAndStartChangeNothingAndAFlushEmptiesTheQueue) 
   EXPECT_EQ(upstream.queries(), queries);
 }
 
-TEST_F(PassthroughCycleTest, theReadyCheckNeedsThreeBursts) {
-  ASSERT_TRUE(passthrough());
+class PassthroughFlushTest : public PassthroughCycleTest,
+                             public testing::WithParamInterface<std::tuple<int, bool>> {};
+
+TEST_P(PassthroughFlushTest, inTheMiddleOfACycleReleasesTheBurstOnceAndLosesNoFreshOne) {
+  const auto [moment, otherThread] = GetParam();
   queueBursts({kBurstBytes, kBurstBytes});
-  EXPECT_FALSE(ready());
-  queueBursts({kBurstBytes});
-  EXPECT_TRUE(ready());
-}
-
-TEST_F(PassthroughCycleTest, thePlayingTimeStandsStillAndTheTimeBaseDoesNotRun) {
-  ASSERT_TRUE(passthrough());
-  queueBursts({kBurstBytes});
-  wall.ms += 100;
-  cycle();
-  wall.ms += 100;
-  EXPECT_EQ(timeBase().currentTime(), 0U);
-  EXPECT_FALSE(timeBase().isRunning());
-}
-
-TEST_F(PassthroughCycleTest, aFlushInTheMiddleOfACycleReleasesTheBurstOnce) {
-  for (const bool otherThread : {false, true}) {
-    for (int moment = 0; moment < 3; ++moment) {
-      SCOPED_TRACE(moment);
-      SetUp();
-      ASSERT_TRUE(passthrough());
-      queueBursts({kBurstBytes, kBurstBytes});
-      FakeBuffer* first = upstream.buffers()[0];
-      bool done = false;
-      const auto flush = [&] {
-        if (done) {
-          return;
-        }
-        done = true;
-        if (otherThread) {
-          std::thread([this] { event(Tavro::PortEvent::kFlush); }).join();
-        } else {
-          event(Tavro::PortEvent::kFlush);
-        }
-        upstream.add(pattern(kBurstBytes, 9), 1000, 32);  // queued before the cycle goes on
-        if (moment != 2) {
-          feed();
-        }
-      };
-      (moment == 0 ? first->onLock : moment == 1 ? first->onUnlock : first->onRelease) = flush;
-      cycle();
-      first->onLock = first->onUnlock = first->onRelease = nullptr;
-      EXPECT_EQ(released(), 2U);
-      feed();
-      EXPECT_TRUE(cycle()[1] == upstream.buffers()[2]->content()) << "the fresh burst was lost";
-      end();
+  FakeBuffer* first = upstream.buffers()[0];
+  const std::function<void()> flushOnce = [&, done = false, fromThread = otherThread]() mutable {
+    if (!std::exchange(done, true)) {
+      flush(fromThread);
+      queueBursts({kBurstBytes});  // before the cycle goes on
     }
-  }
-  SetUp();
+  };
+  (moment == 0 ? first->onLock : moment == 1 ? first->onUnlock : first->onRelease) = flushOnce;
+  cycle();
+  EXPECT_EQ(released(), 2U);
+  EXPECT_TRUE(cycle()[1] == upstream.buffers()[2]->content()) << "the fresh burst was lost";
 }
+
+INSTANTIATE_TEST_SUITE_P(AtLockUnlockOrRelease, PassthroughFlushTest,
+                         testing::Combine(testing::Range(0, 3), testing::Bool()));
 
 }  // namespace

@@ -1,37 +1,74 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <host/TavroCore.h>
 #include <memory>
+#include <utility>
 #include <vector>
 
-/// A media buffer that notices every wrong use: bytes are overwritten at its release, so that a
-/// later read shows in the sound (and as a race); a second release, an access after release and a
-/// release of locked bytes are violations.
+#include "Journal.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// A media buffer that notices every wrong use: bytes are overwritten with 0xDD at its release, so
+/// that a later read shows in the sound (and as a race); a second release, an access after release
+/// and a release of locked bytes are violations.
 class FakeBuffer : public Tavro::MediaBuffer {
  public:
-  FakeBuffer(std::vector<std::uint8_t> bytes, std::uint32_t timeStampMs, std::uint32_t durationMs);
+  FakeBuffer(Bytes bytes, std::uint32_t timeStampMs, std::uint32_t durationMs)
+      : MediaBuffer(static_cast<std::uint32_t>(bytes.size()), 1, timeStampMs, durationMs),
+        m_content(std::move(bytes)),
+        m_bytes(new std::uint8_t[m_content.size()]) {
+    std::copy(m_content.begin(), m_content.end(), m_bytes.get());
+  }
 
-  void release() override;
-  std::uint8_t* lockData() override;
-  void unlockData() override;
+  void release() override {
+    begin("release of a buffer that is not held", onRelease);
+    violationIf(m_open != 0, "release of a buffer whose bytes are locked");
+    ++m_releases;
+    std::fill_n(m_bytes.get(), m_content.size(), std::uint8_t{0xDD});
+  }
+
+  std::uint8_t* lockData() override {
+    begin("lockData of a buffer that is not held", onLock);
+    ++m_locks;
+    ++m_open;
+    return m_bytes.get();
+  }
+
+  void unlockData() override {
+    begin("unlockData of a buffer that is not held", onUnlock);
+    violationIf(m_open-- <= 0, "unlockData of bytes that are not locked");
+  }
 
   void deliver() { m_delivered = true; }  // upstream hands its one reference over
   bool delivered() const { return m_delivered; }
   unsigned releases() const { return m_releases; }
   unsigned locks() const { return m_locks; }
   bool bytesLocked() const { return m_open != 0; }
-  const std::vector<std::uint8_t>& content() const { return m_content; }  // as it was made
+  const Bytes& content() const { return m_content; }  // as it was made
 
-  // Run in the middle of the operation, before it takes effect.
+  // Run at the beginning of the operation, before it takes effect.
   std::function<void()> onLock, onUnlock, onRelease;
 
  private:
-  void usable(const char* operation);
+  void begin(const char* unlessHeld, const std::function<void()>& hook) {
+    if (hook) {
+      hook();
+    }
+    violationIf(!m_delivered || m_releases != 0, unlessHeld);
+  }
 
-  const std::vector<std::uint8_t> m_content;
+  static void violationIf(bool wrong, const char* what) {
+    if (wrong) {
+      Journal::instance().violation(what);
+    }
+  }
+
+  const Bytes m_content;
   std::unique_ptr<std::uint8_t[]> m_bytes;
   std::atomic<bool> m_delivered{false};
   std::atomic<unsigned> m_releases{0};

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <host/TavroCore.h>
+#include <string>
 #include <thread>
-#include <utility>
 
 #include "AllocationWatch.h"
 #include "Journal.h"
@@ -15,53 +15,11 @@ namespace {
 constexpr std::chrono::seconds kPatience{60};
 }
 
-SleepGate& SleepGate::instance() {
-  static SleepGate gate;
-  return gate;
-}
-
-void SleepGate::park() {
-  std::lock_guard lock(m_lock);
-  m_open = false;
-  m_durations.clear();
-}
-
-void SleepGate::open() {
-  std::lock_guard lock(m_lock);
-  m_open = true;
-  m_changed.notify_all();
-}
-
-void SleepGate::await(const char* what, std::unique_lock<std::mutex>& lock,
-                      bool (SleepGate::*met)()) {
-  if (!m_changed.wait_for(lock, kPatience, [&] { return (this->*met)(); })) {
-    std::fprintf(stderr, "the feeder never %s\n", what);
+void SleepGate::await(std::unique_lock<std::mutex>& lock, const std::function<bool()>& met) {
+  if (!m_changed.wait_for(lock, kPatience, met)) {
+    std::fputs("the feeder never slept\n", stderr);
     std::abort();
   }
-}
-
-void SleepGate::awaitSleeper() {
-  std::unique_lock lock(m_lock);
-  await("slept", lock, &SleepGate::sleeperHere);
-}
-
-void SleepGate::release() {
-  std::lock_guard lock(m_lock);
-  m_granted = m_arrivals;
-  m_changed.notify_all();
-}
-
-void SleepGate::step() {
-  std::unique_lock lock(m_lock);
-  await("slept", lock, &SleepGate::sleeperHere);
-  m_granted = m_arrivals;
-  m_changed.notify_all();
-  await("slept again", lock, &SleepGate::sleeperBack);
-}
-
-std::vector<unsigned long long> SleepGate::takeDurations() {
-  std::lock_guard lock(m_lock);
-  return std::exchange(m_durations, {});
 }
 
 void SleepGate::sleep(unsigned long long ms) {
@@ -74,15 +32,10 @@ void SleepGate::sleep(unsigned long long ms) {
   }
   const std::uint64_t ticket = ++m_arrivals;
   ++m_asleep;
-  m_durations.push_back(ms);
+  lastPauseMs = ms;
   m_changed.notify_all();
   m_changed.wait(lock, [&] { return m_open || m_granted >= ticket; });
   --m_asleep;
-}
-
-FakeWallClock& FakeWallClock::instance() {
-  static FakeWallClock clock;
-  return clock;
 }
 
 namespace Tavro {

@@ -3,8 +3,8 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
-#include <vector>
 
 /// The host's sleep and millisecond clock in a test's hand.
 
@@ -12,28 +12,43 @@
 /// what it does next; open, sleepers return by themselves.
 class SleepGate {
  public:
-  static SleepGate& instance();
+  static SleepGate& instance() {
+    static SleepGate gate;
+    return gate;
+  }
 
-  void park();
-  void open();
+  void park() {
+    std::lock_guard lock(m_lock);
+    m_open = false;
+  }
+
+  void open() {
+    std::lock_guard lock(m_lock);
+    m_open = true;
+    m_changed.notify_all();
+  }
 
   /// Waits until a thread sleeps here; a thread that never comes ends the process with a message.
-  void awaitSleeper();
+  void awaitSleeper() {
+    std::unique_lock lock(m_lock);
+    await(lock, [this] { return m_asleep > 0; });
+  }
 
   /// Lets the sleeper go and waits until it sleeps again. Parked only.
-  void step();
-
-  /// Lets the sleeper go and does not wait.
-  void release();
-
-  std::vector<unsigned long long> takeDurations();  // milliseconds asked for, in order
+  void step() {
+    std::unique_lock lock(m_lock);
+    await(lock, [this] { return m_asleep > 0; });
+    m_granted = m_arrivals;
+    m_changed.notify_all();
+    await(lock, [this] { return m_arrivals > m_granted; });
+  }
 
   void sleep(unsigned long long ms);  // SleepMS
 
+  std::atomic<unsigned long long> lastPauseMs{0};  // what a parked sleeper asked for
+
  private:
-  void await(const char* what, std::unique_lock<std::mutex>& lock, bool (SleepGate::*met)());
-  bool sleeperHere() { return m_asleep > 0; }
-  bool sleeperBack() { return m_arrivals > m_granted; }
+  void await(std::unique_lock<std::mutex>& lock, const std::function<bool()>& met);
 
   std::mutex m_lock;
   std::condition_variable m_changed;
@@ -41,12 +56,14 @@ class SleepGate {
   unsigned m_asleep = 0;
   std::uint64_t m_arrivals = 0;
   std::uint64_t m_granted = 0;  // arrivals up to this one may go on
-  std::vector<unsigned long long> m_durations;
 };
 
 /// GetTimeMS.
 struct FakeWallClock {
-  static FakeWallClock& instance();
+  static FakeWallClock& instance() {
+    static FakeWallClock clock;
+    return clock;
+  }
   std::atomic<std::uint64_t> ms{1};
   std::atomic<unsigned> reads{0};
 };

@@ -1,22 +1,44 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "AllocationWatch.h"
+
+using Lines = std::vector<std::string>;
 
 /// One ordered record of what the bundle asked of its surroundings, in the words of a test, and of
 /// what it did that no program may do. [any-thread]
 class Journal {
  public:
-  static Journal& instance();
+  static Journal& instance() {
+    static Journal journal;
+    return journal;
+  }
 
-  void add(std::string line);
-  void violation(std::string what);  // kept even while lines are not
+  void add(std::string line) {
+    if (recording()) {
+      append(m_lines, std::move(line));
+    }
+  }
 
-  /// The lines since the last take.
-  std::vector<std::string> take();
-  std::vector<std::string> takeViolations();
+  /// Kept even while lines are not.
+  void violation(std::string what) { append(m_violations, std::move(what)); }
+
+  /// The lines since the last take; of them those that begin with one of the prefixes, in order.
+  Lines take(const Lines& prefixes = {""}) {
+    Lines lines = exchange(m_lines);
+    std::erase_if(lines, [&](const std::string& line) {
+      return std::ranges::none_of(prefixes, [&](const auto& p) { return line.starts_with(p); });
+    });
+    return lines;
+  }
+
+  Lines takeViolations() { return exchange(m_violations); }
 
   /// Off: lines are dropped without a lock, so that the record orders no threads that the bundle
   /// leaves unordered.
@@ -24,12 +46,19 @@ class Journal {
   bool recording() const { return m_recording.load(std::memory_order_relaxed); }
 
  private:
+  void append(Lines& lines, std::string line) {
+    AllocationWatch::Pause pause;
+    std::lock_guard lock(m_lock);
+    lines.push_back(std::move(line));
+  }
+
+  Lines exchange(Lines& lines) {
+    std::lock_guard lock(m_lock);
+    return std::exchange(lines, {});
+  }
+
   std::atomic<bool> m_recording{true};
   std::mutex m_lock;
-  std::vector<std::string> m_lines;
-  std::vector<std::string> m_violations;
+  Lines m_lines;
+  Lines m_violations;
 };
-
-/// The lines that begin with one of the prefixes, in order.
-std::vector<std::string> only(const std::vector<std::string>& lines,
-                              const std::vector<std::string>& prefixes);

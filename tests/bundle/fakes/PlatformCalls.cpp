@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "AllocationWatch.h"
 #include "FakePlatform.h"
@@ -18,73 +20,94 @@ void violation(const std::string& what) { Journal::instance().violation(what); }
 FakeGraph* in(AUGraph graph) { return reinterpret_cast<FakeGraph*>(graph); }
 FakeUnit* in(AudioUnit unit) { return reinterpret_cast<FakeUnit*>(unit); }
 
-std::string text(AUGraph graph) { return graph != nullptr ? in(graph)->name : "no graph"; }
-std::string text(AudioUnit unit) { return unit != nullptr ? in(unit)->name : "no unit"; }
+template <class... Args>
+std::string text(const Args&... arguments) {
+  std::ostringstream out;
+  const char* separator = "";
+  ((out << std::exchange(separator, ", ") << arguments), ...);
+  return out.str();
+}
 
-std::string list() { return ""; }
-template <class First, class... Rest>
-std::string list(const First& first, const Rest&... rest) {
-  std::string head;
-  if constexpr (std::is_arithmetic_v<First>) {
-    head = std::to_string(first);
-  } else {
-    head = first;
+/// 'dOut' and the like.
+std::string codeText(UInt32 code) {
+  std::string letters = "'....'";
+  for (std::size_t i = 0; i < 4; ++i) {
+    letters[4 - i] = static_cast<char>((code >> (8 * i)) & 0xFF);
   }
-  return sizeof...(rest) == 0 ? head : head + ", " + list(rest...);
+  return letters;
 }
 
 /// Marks a call under way on a graph or unit, and widens the window in which another thread can
 /// end it wrongly.
-template <class Object>
 class Inside {
  public:
-  explicit Inside(Object* object) : m_object(object) {
-    if (m_object != nullptr) {
-      ++m_object->callsInside;
-      std::this_thread::yield();
-    }
+  explicit Inside(std::atomic<int>& calls) : m_calls(calls) {
+    ++m_calls;
+    std::this_thread::yield();
   }
-  ~Inside() {
-    if (m_object != nullptr) {
-      --m_object->callsInside;
-    }
-  }
+  ~Inside() { --m_calls; }
   Inside(const Inside&) = delete;
   Inside& operator=(const Inside&) = delete;
 
  private:
-  Object* m_object;
+  std::atomic<int>& m_calls;
 };
 
-bool usable(AUGraph graph, const char* function) {
-  const bool good = graph != nullptr && !in(graph)->disposed && !in(graph)->closed;
-  if (!good) {
-    violation(std::string(function) + " on a graph that is not there");
+void nothing() {}
+
+/// One call on a graph or a unit: its effect takes place unless it is scripted to fail, and must
+/// be on something that is there.
+template <class Handle, class Effect, class... Args>
+OSStatus use(const char* function, Handle handle, Effect effect, const Args&... arguments) {
+  AllocationWatch::Pause pause;
+  if (handle == nullptr) {
+    violation(std::string(function) + " on null");
+    return kAudioUnitErr_InvalidElement;
   }
-  return good;
-}
-
-bool usable(AudioUnit unit, const char* function) {
-  const bool good = unit != nullptr && in(unit)->alive;
-  if (!good) {
-    violation(std::string(function) + " on a unit that is not there");
+  Inside inside(in(handle)->callsInside);
+  const OSStatus status = platform().enter(function, text(in(handle)->name, arguments...));
+  if (!in(handle)->alive) {
+    violation(std::string(function) + " on a graph or unit that is not there");
+    return kAudioUnitErr_InvalidElement;
   }
-  return good;
+  if (status == noErr) {
+    effect();
+  }
+  return status;
 }
 
-OSStatus simpleGraphCall(AUGraph graph, const char* function) {
-  Inside<FakeGraph> inside(in(graph));
-  const OSStatus status = platform().enter(function, text(graph));
-  return usable(graph, function) ? status : kAUGraphErr_NodeNotFound;
-}
-
-std::string addressText(AudioObjectID object, const AudioObjectPropertyAddress* address) {
-  return list(object, codeText(address->mSelector), codeText(address->mScope), address->mElement);
-}
-
-void qualifierMustBeEmpty(UInt32 bytes, const void* data) {
-  if (bytes != 0 || data != nullptr) {
+template <class... Args>
+OSStatus enterProperty(const char* function, AudioObjectID object,
+                       const AudioObjectPropertyAddress* address, UInt32 qualifierBytes,
+                       const void* qualifier, const Args&... arguments) {
+  if (qualifierBytes != 0 || qualifier != nullptr) {
     violation("a property call with a qualifier");
+  }
+  return platform().enter(function,
+                          text(object, codeText(address->mSelector), codeText(address->mScope),
+                               address->mElement, arguments...));
+}
+
+/// One call on a registered I/O procedure, between two cycles.
+template <class Effect>
+OSStatus useProc(const char* function, AudioObjectID device, AudioDeviceIOProcID id,
+                 Effect effect) {
+  AllocationWatch::Pause pause;
+  const OSStatus status = platform().enter(function, text(device));
+  auto* proc = reinterpret_cast<FakeIOProc*>(id);
+  if (proc == nullptr || proc->destroyed || proc->device != device) {
+    violation(std::string(function) + " of a procedure that is not there");
+    return kAudioHardwareBadObjectError;
+  }
+  std::lock_guard cycle(platform().cycle());
+  effect(*proc, status);
+  return status;
+}
+
+void copyOut(const void* source, std::size_t held, void* target, UInt32* ioSize) {
+  *ioSize = static_cast<UInt32>(std::min<std::size_t>(*ioSize, held));
+  if (*ioSize != 0) {
+    std::memcpy(target, source, *ioSize);
   }
 }
 
@@ -93,6 +116,7 @@ void qualifierMustBeEmpty(UInt32 bytes, const void* data) {
 extern "C" {
 
 OSStatus NewAUGraph(AUGraph* outGraph) {
+  AllocationWatch::Pause pause;
   const OSStatus status = platform().enter("NewAUGraph", "");
   if (status == noErr) {
     *outGraph = reinterpret_cast<AUGraph>(platform().makeGraph());
@@ -101,214 +125,129 @@ OSStatus NewAUGraph(AUGraph* outGraph) {
 }
 
 OSStatus DisposeAUGraph(AUGraph graph) {
-  const OSStatus status = platform().enter("DisposeAUGraph", text(graph));
-  if (graph == nullptr || in(graph)->disposed) {
-    violation("DisposeAUGraph of a graph that is not there");
-    return kAUGraphErr_NodeNotFound;
-  }
+  AllocationWatch::Pause pause;
+  const OSStatus status = platform().enter("DisposeAUGraph", in(graph)->name);
   std::lock_guard cycle(platform().cycle());
-  if (in(graph)->callsInside != 0) {
-    violation("DisposeAUGraph while another call uses the graph");
+  if (in(graph)->disposed.exchange(true) || in(graph)->callsInside != 0) {
+    violation("DisposeAUGraph of a graph that is not there or in use");
   }
-  in(graph)->running = false;
-  in(graph)->unit.alive = false;
-  in(graph)->disposed = true;
+  in(graph)->alive = in(graph)->unit.alive = in(graph)->running = false;
   return status;
 }
 
 OSStatus AUGraphAddNode(AUGraph graph, const AudioComponentDescription* description,
                         AUNode* outNode) {
-  const OSStatus status = platform().enter(
-      "AUGraphAddNode",
-      list(text(graph), codeText(description->componentType),
-           codeText(description->componentSubType), codeText(description->componentManufacturer),
-           description->componentFlags, description->componentFlagsMask));
-  if (!usable(graph, "AUGraphAddNode")) {
-    return kAUGraphErr_NodeNotFound;
-  }
-  if (status == noErr) {
-    *outNode = 5;
-  }
-  return status;
+  return use(
+      "AUGraphAddNode", graph, [&] { *outNode = 5; }, codeText(description->componentType),
+      codeText(description->componentSubType), codeText(description->componentManufacturer),
+      description->componentFlags, description->componentFlagsMask);
 }
 
 OSStatus AUGraphOpen(AUGraph graph) {
-  const OSStatus status = simpleGraphCall(graph, "AUGraphOpen");
-  if (status == noErr) {
-    in(graph)->unit.alive = true;
-  }
-  return status;
+  return use("AUGraphOpen", graph, [&] { in(graph)->unit.alive = true; });
 }
 
 OSStatus AUGraphNodeInfo(AUGraph graph, AUNode node, AudioComponentDescription* description,
                          AudioUnit* outUnit) {
-  const OSStatus status = platform().enter(
-      "AUGraphNodeInfo", list(text(graph), node, description == nullptr ? "null" : "description"));
-  if (!usable(graph, "AUGraphNodeInfo")) {
-    return kAUGraphErr_NodeNotFound;
-  }
-  if (status == noErr) {
-    *outUnit = reinterpret_cast<AudioUnit>(&in(graph)->unit);
-  }
-  return status;
+  return use(
+      "AUGraphNodeInfo", graph, [&] { *outUnit = reinterpret_cast<AudioUnit>(&in(graph)->unit); },
+      node, description == nullptr ? "null" : "description");
 }
 
-OSStatus AUGraphInitialize(AUGraph graph) { return simpleGraphCall(graph, "AUGraphInitialize"); }
+OSStatus AUGraphInitialize(AUGraph graph) { return use("AUGraphInitialize", graph, nothing); }
 
 OSStatus AUGraphStart(AUGraph graph) {
-  const OSStatus status = simpleGraphCall(graph, "AUGraphStart");
-  if (status == noErr) {
-    in(graph)->running = true;
-  }
-  return status;
+  return use("AUGraphStart", graph, [&] { in(graph)->running = true; });
 }
 
 OSStatus AUGraphStop(AUGraph graph) {
-  const OSStatus status = simpleGraphCall(graph, "AUGraphStop");
+  const OSStatus status = use("AUGraphStop", graph, nothing);
   std::lock_guard cycle(platform().cycle());
-  if (graph != nullptr) {
-    in(graph)->running = false;
-  }
+  in(graph)->running = false;
   return status;
 }
 
 OSStatus AUGraphIsRunning(AUGraph graph, Boolean* outIsRunning) {
-  const OSStatus status = simpleGraphCall(graph, "AUGraphIsRunning");
-  if (status == noErr) {
-    *outIsRunning = in(graph)->running ? 1 : 0;
-  }
-  return status;
+  return use("AUGraphIsRunning", graph, [&] { *outIsRunning = in(graph)->running ? 1 : 0; });
 }
 
 OSStatus AUGraphClose(AUGraph graph) {
-  const OSStatus status = platform().enter("AUGraphClose", text(graph));
-  if (!usable(graph, "AUGraphClose")) {
-    return kAUGraphErr_NodeNotFound;
-  }
+  const OSStatus status = use("AUGraphClose", graph, nothing);
   std::lock_guard cycle(platform().cycle());
   if (in(graph)->callsInside != 0 || in(graph)->unit.callsInside != 0) {
     violation("AUGraphClose while another call uses the graph or its unit");
   }
-  in(graph)->running = false;
-  in(graph)->unit.alive = false;
-  in(graph)->closed = true;
+  in(graph)->alive = in(graph)->unit.alive = in(graph)->running = false;
   return status;
 }
 
 OSStatus AudioUnitGetPropertyInfo(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope,
-                                  AudioUnitElement element, UInt32* outSize, Boolean* outWritable) {
-  Inside<FakeUnit> inside(in(unit));
-  const OSStatus status =
-      platform().enter("AudioUnitGetPropertyInfo", list(text(unit), id, scope, element));
-  if (!usable(unit, "AudioUnitGetPropertyInfo")) {
-    return kAudioUnitErr_InvalidElement;
-  }
-  if (status == noErr && outSize != nullptr) {
+                                  AudioUnitElement element, UInt32* outSize, Boolean*) {
+  const auto effect = [&] {
     *outSize = static_cast<UInt32>(in(unit)->channelMap.size() * sizeof(SInt32));
-  }
-  if (outWritable != nullptr) {
-    *outWritable = 1;
-  }
-  return status;
+  };
+  return use("AudioUnitGetPropertyInfo", unit, effect, id, scope, element);
 }
 
 OSStatus AudioUnitGetProperty(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope,
                               AudioUnitElement element, void* outData, UInt32* ioSize) {
-  Inside<FakeUnit> inside(in(unit));
-  const OSStatus status =
-      platform().enter("AudioUnitGetProperty", list(text(unit), id, scope, element, *ioSize));
-  if (!usable(unit, "AudioUnitGetProperty")) {
-    return kAudioUnitErr_InvalidElement;
-  }
-  if (status != noErr) {
-    return status;
-  }
-  const auto& map = in(unit)->channelMap;
-  const void* source = map.data();
-  std::size_t bytes = map.size() * sizeof(SInt32);
-  if (id == kAudioOutputUnitProperty_CurrentDevice) {
-    source = platform().currentDevice.data();
-    bytes = platform().currentDevice.size();
-  }
-  *ioSize = static_cast<UInt32>(std::min<std::size_t>(*ioSize, bytes));
-  if (*ioSize != 0) {
-    std::memcpy(outData, source, *ioSize);
-  }
-  return noErr;
+  const auto effect = [&] {
+    const auto& map = in(unit)->channelMap;
+    const auto& device = platform().currentDevice;
+    if (id == kAudioOutputUnitProperty_CurrentDevice) {
+      copyOut(device.data(), device.size(), outData, ioSize);
+    } else {
+      copyOut(map.data(), map.size() * sizeof(SInt32), outData, ioSize);
+    }
+  };
+  return use("AudioUnitGetProperty", unit, effect, id, scope, element, *ioSize);
 }
 
 OSStatus AudioUnitSetProperty(AudioUnit unit, AudioUnitPropertyID id, AudioUnitScope scope,
                               AudioUnitElement element, const void* data, UInt32 bytes) {
-  Inside<FakeUnit> inside(in(unit));
-  OSStatus status =
-      platform().enter("AudioUnitSetProperty", list(text(unit), id, scope, element, bytes));
-  if (!usable(unit, "AudioUnitSetProperty")) {
-    return kAudioUnitErr_InvalidElement;
-  }
-  if (status == noErr && id == kAudioOutputUnitProperty_ChannelMap) {
-    status = platform().channelMapWriteStatus;
-  }
-  if (status != noErr) {
-    return status;
-  }
-  if (id == kAudioUnitProperty_StreamFormat && bytes == sizeof(AudioStreamBasicDescription)) {
-    std::memcpy(&in(unit)->streamFormat, data, bytes);
-  } else if (id == kAudioUnitProperty_SetRenderCallback &&
-             bytes == sizeof(AURenderCallbackStruct)) {
-    std::memcpy(&in(unit)->callback, data, bytes);
-  } else if (id == kAudioOutputUnitProperty_ChannelMap) {
-    in(unit)->channelMap.resize(bytes / sizeof(SInt32));
-    std::memcpy(in(unit)->channelMap.data(), data, bytes);
-  } else {
-    return kAudioUnitErr_InvalidProperty;
-  }
-  return noErr;
-}
-
-OSStatus AudioUnitGetParameter(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope,
-                               AudioUnitElement element, AudioUnitParameterValue* outValue) {
-  Inside<FakeUnit> inside(in(unit));
-  const OSStatus status =
-      platform().enter("AudioUnitGetParameter", list(text(unit), id, scope, element));
-  if (usable(unit, "AudioUnitGetParameter") && status == noErr) {
-    *outValue = in(unit)->volume;
-  }
-  return status;
+  const auto effect = [&] {
+    if (id == kAudioUnitProperty_StreamFormat && bytes == sizeof in(unit)->streamFormat) {
+      std::memcpy(&in(unit)->streamFormat, data, bytes);
+    } else if (id == kAudioUnitProperty_SetRenderCallback && bytes == sizeof in(unit)->callback) {
+      std::memcpy(&in(unit)->callback, data, bytes);
+    } else if (id == kAudioOutputUnitProperty_ChannelMap) {
+      in(unit)->channelMap.resize(bytes / sizeof(SInt32));
+      std::memcpy(in(unit)->channelMap.data(), data, bytes);
+    } else {
+      violation("a property of the unit that is unknown or of a wrong size is set");
+    }
+  };
+  return use("AudioUnitSetProperty", unit, effect, id, scope, element, bytes);
 }
 
 OSStatus AudioUnitSetParameter(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope,
                                AudioUnitElement element, AudioUnitParameterValue value,
                                UInt32 offsetFrames) {
-  Inside<FakeUnit> inside(in(unit));
-  const OSStatus status = platform().enter(
-      "AudioUnitSetParameter", list(text(unit), id, scope, element, value, offsetFrames));
-  if (usable(unit, "AudioUnitSetParameter") && status == noErr) {
-    in(unit)->volume = value;
-  }
-  return status;
+  const auto effect = [&] { in(unit)->volume = value; };
+  return use("AudioUnitSetParameter", unit, effect, id, scope, element, value, offsetFrames);
 }
 
 OSStatus AudioUnitReset(AudioUnit unit, AudioUnitScope scope, AudioUnitElement element) {
-  Inside<FakeUnit> inside(in(unit));
-  const OSStatus status = platform().enter("AudioUnitReset", list(text(unit), scope, element));
-  usable(unit, "AudioUnitReset");
-  return status;
+  return use("AudioUnitReset", unit, nothing, scope, element);
 }
 
 OSStatus AudioObjectGetPropertyDataSize(AudioObjectID object,
                                         const AudioObjectPropertyAddress* address,
                                         UInt32 qualifierBytes, const void* qualifier,
                                         UInt32* outSize) {
-  const OSStatus status =
-      platform().enter("AudioObjectGetPropertyDataSize", addressText(object, address));
-  qualifierMustBeEmpty(qualifierBytes, qualifier);
   AllocationWatch::Pause pause;
-  if (!platform().hasProperty(object, address->mSelector, address->mScope)) {
+  const OSStatus status =
+      enterProperty("AudioObjectGetPropertyDataSize", object, address, qualifierBytes, qualifier);
+  const auto& properties = platform().properties;
+  const auto property = properties.find({object, address->mSelector, address->mScope});
+  if (property == properties.end()) {
     return kAudioHardwareUnknownPropertyError;
   }
   if (status == noErr) {
-    const auto value = platform().property(object, address->mSelector, address->mScope);
-    *outSize = platform().announcedSize(address->mSelector, static_cast<UInt32>(value.size()));
+    const auto& announced = platform().announcedSizes;
+    const auto told = announced.find(address->mSelector);
+    *outSize =
+        told != announced.end() ? told->second : static_cast<UInt32>(property->second.size());
   }
   return status;
 }
@@ -316,79 +255,57 @@ OSStatus AudioObjectGetPropertyDataSize(AudioObjectID object,
 OSStatus AudioObjectGetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress* address,
                                     UInt32 qualifierBytes, const void* qualifier, UInt32* ioSize,
                                     void* outData) {
+  AllocationWatch::Pause pause;
   AllocationWatch::follow(outData);
   const OSStatus status =
-      platform().enter("AudioObjectGetPropertyData", addressText(object, address));
-  qualifierMustBeEmpty(qualifierBytes, qualifier);
-  AllocationWatch::Pause pause;
-  if (status != noErr) {
-    return status;
+      enterProperty("AudioObjectGetPropertyData", object, address, qualifierBytes, qualifier);
+  if (status == noErr) {
+    const Bytes& value = platform().properties[{object, address->mSelector, address->mScope}];
+    copyOut(value.data(), value.size(), outData, ioSize);
   }
-  const auto value = platform().property(object, address->mSelector, address->mScope);
-  *ioSize = static_cast<UInt32>(std::min<std::size_t>(*ioSize, value.size()));
-  if (*ioSize != 0) {
-    std::memcpy(outData, value.data(), *ioSize);
-  }
-  return noErr;
+  return status;
 }
 
 OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress* address,
                                     UInt32 qualifierBytes, const void* qualifier, UInt32 bytes,
                                     const void* data) {
-  const OSStatus status = platform().enter("AudioObjectSetPropertyData",
-                                           addressText(object, address) + ", " + list(bytes));
-  qualifierMustBeEmpty(qualifierBytes, qualifier);
+  AllocationWatch::Pause pause;
+  const OSStatus status = enterProperty("AudioObjectSetPropertyData", object, address,
+                                        qualifierBytes, qualifier, bytes);
   if (status == noErr) {
-    platform().setProperty(object, address->mSelector, address->mScope, data, bytes);
+    const auto* first = static_cast<const std::uint8_t*>(data);
+    platform().properties[{object, address->mSelector, address->mScope}].assign(first,
+                                                                                first + bytes);
   }
   return status;
 }
 
 OSStatus AudioDeviceCreateIOProcID(AudioObjectID device, AudioDeviceIOProc procedure,
                                    void* clientData, AudioDeviceIOProcID* outId) {
-  const OSStatus status = platform().enter("AudioDeviceCreateIOProcID", list(device));
+  AllocationWatch::Pause pause;
+  const OSStatus status = platform().enter("AudioDeviceCreateIOProcID", text(device));
   if (status == noErr) {
-    const UInt32 number = platform().addIOProc({device, procedure, clientData});
-    *outId = reinterpret_cast<AudioDeviceIOProcID>(std::uintptr_t{number} * 16);
+    *outId = reinterpret_cast<AudioDeviceIOProcID>(
+        platform().addIOProc({device, procedure, clientData}));
   }
   return status;
 }
 
 OSStatus AudioDeviceDestroyIOProcID(AudioObjectID device, AudioDeviceIOProcID id) {
-  const OSStatus status = platform().enter("AudioDeviceDestroyIOProcID", list(device));
-  FakeIOProc* proc = platform().findIOProc(id);
-  if (proc == nullptr || proc->destroyed || proc->device != device) {
-    violation("AudioDeviceDestroyIOProcID of a procedure that is not there");
-    return kAudioHardwareBadObjectError;
-  }
-  std::lock_guard cycle(platform().cycle());
-  proc->running = false;
-  proc->destroyed = true;
-  return status;
+  return useProc("AudioDeviceDestroyIOProcID", device, id, [](FakeIOProc& proc, OSStatus) {
+    proc.running = false;
+    proc.destroyed = true;
+  });
 }
 
 OSStatus AudioDeviceStart(AudioObjectID device, AudioDeviceIOProcID id) {
-  const OSStatus status = platform().enter("AudioDeviceStart", list(device));
-  FakeIOProc* proc = platform().findIOProc(id);
-  if (proc == nullptr || proc->destroyed || proc->device != device) {
-    violation("AudioDeviceStart of a procedure that is not there");
-    return kAudioHardwareBadObjectError;
-  }
-  std::lock_guard cycle(platform().cycle());
-  proc->running = status == noErr;
-  return status;
+  return useProc("AudioDeviceStart", device, id,
+                 [](FakeIOProc& proc, OSStatus status) { proc.running = status == noErr; });
 }
 
 OSStatus AudioDeviceStop(AudioObjectID device, AudioDeviceIOProcID id) {
-  const OSStatus status = platform().enter("AudioDeviceStop", list(device));
-  FakeIOProc* proc = platform().findIOProc(id);
-  if (proc == nullptr || proc->destroyed || proc->device != device) {
-    violation("AudioDeviceStop of a procedure that is not there");
-    return kAudioHardwareBadObjectError;
-  }
-  std::lock_guard cycle(platform().cycle());
-  proc->running = false;
-  return status;
+  return useProc("AudioDeviceStop", device, id,
+                 [](FakeIOProc& proc, OSStatus) { proc.running = false; });
 }
 
 }  // extern "C"
