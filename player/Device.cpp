@@ -46,6 +46,16 @@ AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
   return {selector, scope, kAudioObjectPropertyElementMaster};
 }
 
+AudioDeviceID defaultDevice() {
+  const AudioObjectPropertyAddress where =
+      address(kAudioHardwarePropertyDefaultOutputDevice, kAudioObjectPropertyScopeGlobal);
+  AudioDeviceID id = kAudioObjectUnknown;
+  UInt32 size = sizeof(id);
+  const OSStatus status =
+      AudioObjectGetPropertyData(kAudioObjectSystemObject, &where, 0, nullptr, &size, &id);
+  return status == noErr ? id : AudioDeviceID{kAudioObjectUnknown};
+}
+
 std::uint32_t framesOf(AudioDeviceID device, AudioObjectPropertySelector selector) {
   const AudioObjectPropertyAddress where = address(selector, kAudioDevicePropertyScopeOutput);
   UInt32 frames = 0;
@@ -83,25 +93,29 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
 
 }  // namespace
 
-std::string soundingDevice() {
-  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list();
+std::string soundingDevice(std::string& reason) {
+  AudioDevices::Failure noServer;
+  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list(&noServer);
   const auto chosen =
       std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
   if (chosen != devices.end()) {
     return chosen->identifier;
   }
-  return devices.empty() ? "" : devices.front().identifier;
+  reason = noServer ? noServer.message : "the sound server has no default sink";
+  return "";
 }
 
 DeviceChoice chooseDevice(const Options& options) {
   DeviceChoice choice{.identifier = options.device, .isFile = isFileIdentifier(options.device)};
   if (options.device == "auto") {
-    choice.identifier = soundingDevice();
+    std::string noServer;
+    choice.identifier = soundingDevice(noServer);
     choice.isFile = choice.identifier.empty();
+    choice.followsDefault = !choice.isFile;
     if (choice.isFile) {
       const std::string name = freeName(options.files.front());
       choice.identifier = std::string(kFilePrefix) + name;
-      Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "no sound system: writing %s",
+      Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s; writing %s", noServer.c_str(),
                      name.c_str());
     }
   }
@@ -127,8 +141,17 @@ StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Optio
 }
 
 Device::Device(const DeviceChoice& choice) : m_choice(choice) {
+  if (choice.followsDefault) {
+    m_id = defaultDevice();
+  } else {
+    attach();
+  }
+  m_streams = describe().streams;
+}
+
+void Device::attach() {
   AudioDevices::Failure failure;
-  m_id = AudioDevices::attach(choice.identifier, &failure, choice.attach);
+  m_id = AudioDevices::attach(m_choice.identifier, &failure, m_choice.attach);
   if (m_id == kAudioObjectUnknown) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }
@@ -138,16 +161,23 @@ Device::Device(const DeviceChoice& choice) : m_choice(choice) {
       AudioObjectSetPropertyData(kAudioObjectSystemObject, &where, 0, nullptr, sizeof(m_id), &m_id);
   if (status != noErr) {
     AudioDevices::detach(m_id);
-    throw PlayerError(ExitStatus::DeviceFailed, choice.identifier + " cannot be made the output: " +
-                                                    AudioDevices::statusText(status));
+    throw PlayerError(
+        ExitStatus::DeviceFailed,
+        m_choice.identifier + " cannot be made the output: " + AudioDevices::statusText(status));
   }
-  m_streams = describe().streams;
 }
 
 Device::~Device() {
-  if (m_id != kAudioObjectUnknown) {
+  if (m_id != kAudioObjectUnknown && !m_choice.followsDefault) {
     AudioDevices::detach(m_id);
   }
+}
+
+/// With no device left it is the one that was, which tells what happened.
+AudioDeviceID Device::current() const {
+  const AudioDeviceID now =
+      m_choice.followsDefault ? defaultDevice() : AudioDeviceID{kAudioObjectUnknown};
+  return now != kAudioObjectUnknown ? now : m_id;
 }
 
 void Device::setFileFormat(const StreamFormat& format) {
@@ -181,7 +211,7 @@ void Device::restoreFormats() const {
 }
 
 void Device::check() const {
-  if (const AudioDevices::Failure failure = AudioDevices::failureOf(m_id)) {
+  if (const AudioDevices::Failure failure = AudioDevices::failureOf(current())) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }
 }
@@ -190,21 +220,33 @@ std::uint64_t Device::latencyNs() const {
   if (m_choice.isFile) {
     return 0;
   }
+  const AudioDeviceID device = current();
   const AudioObjectPropertyAddress where =
       address(kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal);
   Float64 rate = 0;
   UInt32 size = sizeof(rate);
-  if (AudioObjectGetPropertyData(m_id, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
+  if (AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
     return 0;
   }
-  const std::uint32_t frames = framesOf(m_id, kAudioDevicePropertyLatency) +
-                               framesOf(m_id, kAudioDevicePropertyBufferFrameSize);
+  const std::uint32_t frames = framesOf(device, kAudioDevicePropertyLatency) +
+                               framesOf(device, kAudioDevicePropertyBufferFrameSize);
   return static_cast<std::uint64_t>(frames / rate * 1e9);
+}
+
+/// The cycle under way is not counted yet.
+std::uint64_t Device::framesToHear() const {
+  const AudioDeviceID device = current();
+  return m_choice.isFile ? 0
+                         : AudioDevices::totalsOf(device).framesPlayed +
+                               framesOf(device, kAudioDevicePropertyBufferFrameSize);
 }
 
 void Device::close() {
   const AudioDeviceID device = m_id;
   m_id = kAudioObjectUnknown;
+  if (m_choice.followsDefault) {
+    return;
+  }
   if (const AudioDevices::Failure failure = AudioDevices::detach(device)) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }

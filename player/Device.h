@@ -18,6 +18,7 @@ struct DeviceChoice {
   bool simulated = false;
   bool isBurstFile = false;  // it takes nothing else
   AudioDevices::AttachOptions attach{};
+  bool followsDefault = false;  // plays on whatever the default output device is at the moment
 };
 
 /// Throws PlayerError (usage) for what makes no sense: an input as the output, simulated time on a
@@ -27,10 +28,11 @@ DeviceChoice chooseDevice(const Options& options);
 /// The shape in which a file holds all the streams: exactly, as far as one shape can.
 StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options);
 
-/// The device that sound goes to when none is named; empty: there is none.
-std::string soundingDevice();
+/// The device that sound goes to when none is named; empty, and why: there is none.
+std::string soundingDevice(std::string& reason);
 
-/// The attached device, which is the default output device while it lives. All operations throw
+/// The attached device, which is the default output device while it lives; or the default output
+/// device as it is, which may become another one on the way. All operations throw
 /// PlayerError when the device has failed. [host-thread]
 class Device {
  public:
@@ -53,16 +55,23 @@ class Device {
   /// How long what was handed over last takes until it is heard.
   std::uint64_t latencyNs() const;
 
-  AudioDevices::DeviceTotals totals() const { return AudioDevices::totalsOf(m_id); }
+  AudioDevices::DeviceTotals totals() const { return AudioDevices::totalsOf(current()); }
   AudioDevices::BurstReport burstReport() const { return AudioDevices::burstsOf(m_id); }
 
   /// That it has been given so far. [any-thread]
   std::uint64_t bursts() const { return AudioDevices::totalsOf(m_id).bursts; }
 
+  /// How many frames will have been heard when all that was handed over by now has been; 0: this is
+  /// not a device that sounds.
+  std::uint64_t framesToHear() const;
+
   /// Completes a file.
   void close();
 
  private:
+  AudioDeviceID current() const;
+  void attach();
+
   const DeviceChoice m_choice;
   AudioDeviceID m_id = kAudioObjectUnknown;
   std::vector<AudioDevices::StreamDescription> m_streams;  // as they were at first

@@ -93,9 +93,10 @@ Json formatJson(const AudioStreamRangedDescription& offer) {
 }
 
 std::string headline(const DeviceDescription& device) {
-  return fmt::format("{} {}  {}  ({} Hz, {}, {} channels)\n", device.isDefault ? '*' : ' ',
-                     device.identifier, device.name, device.sampleRate, layoutText(device),
-                     device.labels.size());
+  return fmt::format("{} {}  {}  ({} Hz, {}, {} channels, latency {} frames)\n",
+                     device.isDefault ? '*' : ' ', device.identifier, device.name,
+                     device.sampleRate, layoutText(device), device.labels.size(),
+                     device.latencyFrames);
 }
 
 Json deviceJson(const DeviceDescription& device) {
@@ -103,9 +104,13 @@ Json deviceJson(const DeviceDescription& device) {
   for (const AudioChannelLabel label : device.labels) {
     layout.push_back(shortName(label));
   }
-  return {
-      {"identifier", device.identifier}, {"name", device.name}, {"default", device.isDefault},
-      {"rate", device.sampleRate},       {"layout", layout},    {"channels", device.labels.size()}};
+  return {{"identifier", device.identifier},
+          {"name", device.name},
+          {"default", device.isDefault},
+          {"rate", device.sampleRate},
+          {"layout", layout},
+          {"channels", device.labels.size()},
+          {"latency_frames", device.latencyFrames}};
 }
 
 /// What a stream's format is at the moment, in the form of what it could be.
@@ -151,8 +156,8 @@ DeviceDescription describeFile(DeviceChoice choice) {
 }
 
 /// The devices that are there, and the file that was named.
-std::vector<DeviceDescription> devicesOf(const Options& options) {
-  std::vector<DeviceDescription> devices = AudioDevices::list();
+std::vector<DeviceDescription> devicesOf(const Options& options, AudioDevices::Failure& noServer) {
+  std::vector<DeviceDescription> devices = AudioDevices::list(&noServer);
   if (options.device != "auto") {
     const DeviceChoice choice = chooseDevice(options);
     if (choice.isFile) {
@@ -163,9 +168,9 @@ std::vector<DeviceDescription> devicesOf(const Options& options) {
 }
 
 DeviceDescription deviceOf(const Options& options) {
-  if (options.device == "auto" && soundingDevice().empty()) {
-    throw PlayerError(ExitStatus::DeviceFailed,
-                      "no sound system; --device file:PATH is for a file");
+  std::string noServer;
+  if (options.device == "auto" && soundingDevice(noServer).empty()) {
+    throw PlayerError(ExitStatus::DeviceFailed, noServer + "; --device file:PATH is for a file");
   }
   const DeviceChoice choice = chooseDevice(options);
   return choice.isFile ? describeFile(choice) : Device(choice).describe();
@@ -216,7 +221,8 @@ std::string deliver(const std::string& text, const Json& json, const Options& op
 std::string reportDevices(const Options& options) {
   std::string text;
   Json json = {{"version", PLAYER_VERSION}, {"devices", Json::array()}};
-  for (const DeviceDescription& device : devicesOf(options)) {
+  AudioDevices::Failure noServer;
+  for (const DeviceDescription& device : devicesOf(options, noServer)) {
     text += headline(device);
     Json entry = deviceJson(device);
     entry["streams"] = Json::array();
@@ -232,7 +238,11 @@ std::string reportDevices(const Options& options) {
     }
     json["devices"].push_back(entry);
   }
-  return deliver(text.empty() ? "no sound system; file:PATH writes a file\n" : text, json, options);
+  json["no_server"] = noServer ? Json(noServer.message) : Json();
+  if (noServer) {
+    text += noServer.message + "; file:PATH writes a file\n";
+  }
+  return deliver(text, json, options);
 }
 
 std::string reportPassthrough(const Options& options) {

@@ -20,6 +20,8 @@ constexpr std::uint64_t kReadyCheckNs = 5 * kNanosPerMs;
 constexpr std::uint64_t kWatchRealNs = 20 * kNanosPerMs;
 constexpr std::uint64_t kWatchSimulatedNs = 200 * kNanosPerMs;
 
+constexpr std::uint64_t kHearingPatienceNs = 1'000 * kNanosPerMs;
+
 // A component with a full queue asks again when the device has taken a burst.
 constexpr std::uint64_t kQuietNs = 200 * kNanosPerMs;
 
@@ -55,7 +57,7 @@ void Playback::run(const Between& between) {
     return;
   }
   playToTheEnd(between);
-  m_stage.wait(m_stage.device.latencyNs());
+  waitUntilHeard();
   m_connection.stop();
   m_stage.enter(PlayerState::Stopped);
 }
@@ -103,6 +105,16 @@ void Playback::playToTheEnd(const Between& between) {
     if (between(*this)) {
       progress = {};
     }
+  }
+}
+
+/// All that was handed over; not for ever, as a device may stand still.
+void Playback::waitUntilHeard() {
+  const Device& device = m_stage.device;
+  const std::uint64_t frames = device.framesToHear();
+  const std::uint64_t deadline = Tavro::HostTime::now() + device.latencyNs() + kHearingPatienceNs;
+  while (device.totals().framesHeard < frames && Tavro::HostTime::now() < deadline) {
+    m_stage.wait(kReadyCheckNs);
   }
 }
 

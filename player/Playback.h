@@ -69,6 +69,7 @@ class Playback {
   bool start();
   bool fillQueue();
   void playToTheEnd(const Between& between);
+  void waitUntilHeard();
   std::uint64_t takeBack();
   void awaitQuiet();
   std::uint64_t toReturn(std::uint64_t ofThisStream) const;

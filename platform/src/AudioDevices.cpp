@@ -9,6 +9,7 @@
 
 #include "FileDriver.h"
 #include "Registry.h"
+#include "ServerDevices.h"
 
 namespace AudioDevices {
 namespace {
@@ -25,6 +26,7 @@ DeviceDescription describe(const Platform::Device& device, bool isDefault) {
                                 .name = device.name(),
                                 .isDefault = isDefault,
                                 .sampleRate = state.sampleRate(),
+                                .latencyFrames = device.latencyFrames(),
                                 .labels = state.description.labels,
                                 .streams = {}};
   for (std::size_t i = 0; i < state.description.streams.size(); ++i) {
@@ -66,7 +68,11 @@ AudioDeviceID attachFile(const std::string& identifier, const AttachOptions& opt
 
 }  // namespace
 
-std::vector<DeviceDescription> list() {
+std::vector<DeviceDescription> list(Failure* noServer) {
+  Failure found = Platform::ServerDevices::instance().update();
+  if (noServer != nullptr) {
+    *noServer = std::move(found);
+  }
   std::vector<DeviceDescription> descriptions;
   const auto defaultDevice = Registry::instance().defaultDevice();
   for (const auto& device : Registry::instance().devices()) {
@@ -80,8 +86,14 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
   Failure found;
   const std::string full = fullIdentifier(identifier);
   AudioDeviceID id = kAudioObjectUnknown;
+  if (full.starts_with(Platform::kServerPrefix)) {
+    found = Platform::ServerDevices::instance().update();
+  }
   if (const auto known = Registry::instance().device(full)) {
     id = known->id();
+    found = {};
+  } else if (found) {
+    found.message = "there is no device '" + identifier + "': " + found.message;
   } else if (full.starts_with(kFilePrefix)) {
     id = attachFile(full, options, found);
   } else {

@@ -219,11 +219,35 @@ void Device::endAtExit() {
   m_driver->finish();
 }
 
+void Device::lose(const AudioDevices::Failure& loss) {
+  if (isAlive()) {
+    const std::lock_guard model(modelLock());
+    m_loss = loss;
+  }
+  end();
+}
+
+AudioDevices::Failure Device::failure() const {
+  {
+    const std::lock_guard model(modelLock());
+    if (m_loss) {
+      return m_loss;
+    }
+  }
+  return m_driver->failure();
+}
+
 AudioDevices::DeviceTotals Device::totals() const {
+  // In this order: a cycle in between makes what was heard less, never more than it was.
+  const std::uint64_t played = m_framesPlayed.load();
+  const std::uint64_t pending = hasClients() ? m_driver->latencyFrames() : 0;
   return {.cycles = m_cycles.load(),
-          .framesPlayed = m_framesPlayed.load(),
+          .framesPlayed = played,
+          .framesHeard = played - std::min(played, pending),
           .framesWritten = m_driver->framesWritten(),
           .lateCycles = m_lateCycles.load(),
+          .underruns = m_driver->underruns(),
+          .latencyFrames = m_driver->latencyFrames(),
           .burstCycles = m_burstCycles.load(),
           .bursts = m_bursts.load()};
 }

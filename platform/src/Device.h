@@ -86,8 +86,11 @@ class Device final : public CycleSource {
   /// The same at process exit, when the cycle's thread can no longer be joined.
   void endAtExit();
   bool isAlive() const { return !m_ended.load(); }
+  /// The same for a device that is there no more: failure() tells why. Nothing once it has ended.
+  void lose(const AudioDevices::Failure& loss);
 
-  AudioDevices::Failure failure() const { return m_driver->failure(); }
+  AudioDevices::Failure failure() const;  // [any-thread]
+  std::uint32_t latencyFrames() const { return m_driver->latencyFrames(); }
   AudioDevices::DeviceTotals totals() const;  // [any-thread]
   AudioDevices::BurstReport burstReport() const { return m_driver->burstReport(); }
 
@@ -119,7 +122,8 @@ class Device final : public CycleSource {
   std::mutex m_control;
   mutable std::recursive_mutex m_io;
 
-  DeviceState m_state;  // written under m_io and model, read under either
+  DeviceState m_state;           // written under m_io and model, read under either
+  AudioDevices::Failure m_loss;  // guarded by model
 
   // Guarded by m_io
   std::vector<std::shared_ptr<Client>> m_clients;  // null: taken out inside a cycle

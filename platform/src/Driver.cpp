@@ -15,9 +15,13 @@ OSStatus Driver::offerFormat(const PcmFormat& /*format*/, bool /*running*/) { re
 
 void Driver::finish() {}
 
+std::uint32_t Driver::latencyFrames() const { return 0; }
+
 AudioDevices::Failure Driver::failure() const { return {}; }
 
 std::uint64_t Driver::framesWritten() const { return 0; }
+
+std::uint64_t Driver::underruns() const { return 0; }
 
 AudioDevices::BurstReport Driver::burstReport() const { return {}; }
 

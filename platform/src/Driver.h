@@ -28,7 +28,6 @@ struct DriverDescription {
   std::vector<DriverStream> streams;
   Labels labels;                    // one per channel of all streams, in order
   std::uint32_t cycleFrames = 512;  // usual; a stream in a burst format makes it one burst
-  std::uint32_t latencyFrames = 0;
 };
 
 /// What a driver runs cycles on; the device implements it.
@@ -80,8 +79,12 @@ class Driver {
   /// [host-thread]
   virtual void finish();
 
+  /// From being delivered to being heard, at the moment. [any-thread]
+  virtual std::uint32_t latencyFrames() const;
+
   virtual AudioDevices::Failure failure() const;          // the first one; [any-thread]
   virtual std::uint64_t framesWritten() const;            // [any-thread]
+  virtual std::uint64_t underruns() const;                // [any-thread]
   virtual AudioDevices::BurstReport burstReport() const;  // [any-thread]
 };
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <utility>
+#include <vector>
 
 #include "Registry.h"
 
@@ -28,6 +29,13 @@ class HandleTable {
   std::shared_ptr<Object> remove(Handle handle) {
     auto node = m_objects.extract(handle);
     return node ? std::move(node.mapped()) : nullptr;
+  }
+  std::vector<std::shared_ptr<Object>> all() const {
+    std::vector<std::shared_ptr<Object>> objects;
+    for (const auto& [handle, object] : m_objects) {
+      objects.push_back(object);
+    }
+    return objects;
   }
   std::size_t size() const { return m_objects.size(); }
 
@@ -78,6 +86,24 @@ bool disposeGraph(AUGraph handle) {
   graph->close();
   const std::lock_guard model(modelLock());
   return handles().graphs.remove(handle) != nullptr;
+}
+
+void followDefaultDevice() {
+  const auto target = Registry::instance().defaultDevice();
+  if (!target) {
+    return;
+  }
+  std::vector<std::shared_ptr<OutputUnit>> units;
+  {
+    const std::lock_guard model(modelLock());
+    units = handles().units.all();
+  }
+  for (const auto& unit : units) {
+    const auto current = unit->device();
+    if (current != target && !(current && current->inCycle())) {
+      unit->followDefault(target);
+    }
+  }
 }
 
 HandleCounts handleCounts() {

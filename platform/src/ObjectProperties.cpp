@@ -5,6 +5,7 @@
 
 #include "ChannelLayout.h"
 #include "Device.h"
+#include "Graph.h"
 #include "Registry.h"
 
 namespace Platform {
@@ -54,7 +55,7 @@ PropertyValue readOutputSide(const Device& device, AudioObjectPropertySelector s
     case kAudioDevicePropertyPreferredChannelLayout:
       return {.bytes = layoutRecord(device.state().description.labels)};
     case kAudioDevicePropertyLatency:
-      return valueOf(UInt32{device.state().description.latencyFrames});
+      return valueOf(UInt32{device.latencyFrames()});
     default:
       return failed(kAudioHardwareUnknownPropertyError);
   }
@@ -113,8 +114,11 @@ OSStatus writeSystem(const AudioObjectPropertyAddress& address, std::span<const 
   if (!id) {
     return kAudioHardwareBadPropertySizeError;
   }
-  return Registry::instance().setDefaultDevice(*id) ? OSStatus{noErr}
-                                                    : OSStatus{kAudioHardwareBadDeviceError};
+  if (!Registry::instance().setDefaultDevice(*id)) {
+    return kAudioHardwareBadDeviceError;
+  }
+  followDefaultDevice();
+  return noErr;
 }
 
 OSStatus writeDevice(Device& device, const AudioObjectPropertyAddress& address,

@@ -99,22 +99,37 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
     return kAudioUnitErr_CannotDoInCurrentContext;
   }
   const std::lock_guard lock(m_change);
-  const bool wasRunning = isRunning();
-  if (device == this->device()) {
-    return noErr;
-  }
   Configuration changed = configuration();
-  changed.device = device;
-  changed.channelMap.clear();
-  if (const OSStatus refused = offered(changed); refused != noErr) {
-    return refused;
+  changed.followsDefault = false;
+  if (device != changed.device) {
+    changed.channelMap.clear();
   }
-  stop();
+  changed.device = device;
+  return moveTo(std::move(changed), isRunning());
+}
+
+void OutputUnit::followDefault(const std::shared_ptr<Device>& device) {
+  const std::lock_guard lock(m_change);
+  Configuration changed = configuration();
+  if (changed.followsDefault && !isRetired()) {
+    changed.device = device;
+    moveTo(std::move(changed), isStarted());
+  }
+}
+
+OSStatus OutputUnit::moveTo(Configuration changed, bool plays) {
+  const bool isElsewhere = changed.device != device();
+  if (isElsewhere) {
+    if (const OSStatus refused = offered(changed); refused != noErr) {
+      return refused;
+    }
+    stop();
+  }
   {
     const std::lock_guard model(modelLock());
     std::swap(m_configuration, changed);  // the former device is let go of after the lock
   }
-  return wasRunning ? start() : OSStatus{noErr};
+  return isElsewhere && plays ? start() : OSStatus{noErr};
 }
 
 OSStatus OutputUnit::setChannelMap(std::span<const SInt32> map) {
@@ -224,6 +239,11 @@ OSStatus OutputUnit::start() {
 void OutputUnit::markStarted(bool started) {
   const std::lock_guard model(modelLock());
   m_started = started;
+}
+
+bool OutputUnit::isStarted() const {
+  const std::lock_guard model(modelLock());
+  return m_started;
 }
 
 bool OutputUnit::isRetired() const {

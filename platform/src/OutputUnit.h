@@ -29,7 +29,10 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
 
   OSStatus setFormat(const AudioStreamBasicDescription& description);
   OSStatus setCallback(const AURenderCallbackStruct& callback);
-  OSStatus setDevice(const std::shared_ptr<Device>& device);
+  OSStatus setDevice(const std::shared_ptr<Device>& device);  // from now on this one
+  /// The default output device is another one: plays there, unless setDevice() chose. Not inside a
+  /// cycle.
+  void followDefault(const std::shared_ptr<Device>& device);
   OSStatus setChannelMap(std::span<const SInt32> map);  // exactly one entry per device channel
   OSStatus reset();
 
@@ -55,6 +58,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
     AURenderCallbackStruct callback{};
     std::shared_ptr<Device> device;
     std::vector<SInt32> channelMap;  // of another size than the device's channels: identity
+    bool followsDefault = true;
   };
   struct Prepared {
     std::unique_ptr<UnitRenderer> renderer;
@@ -66,7 +70,9 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   static OSStatus offered(const Configuration& configuration);
   Prepared prepare(const Configuration& configuration) const;
   OSStatus renew(const Configuration& configuration);
+  OSStatus moveTo(Configuration changed, bool plays);
   void markStarted(bool started);
+  bool isStarted() const;  // on a device that may have ended meanwhile
   bool isRetired() const;
 
   std::recursive_mutex m_change;

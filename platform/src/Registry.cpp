@@ -19,8 +19,8 @@ Registry& Registry::instance() {
   return *registry;
 }
 
-std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
-                                      std::unique_ptr<Driver> driver) {
+std::shared_ptr<Device> Registry::make(std::string identifier, std::string name,
+                                       std::unique_ptr<Driver> driver) {
   std::vector<AudioStreamID> streamIds(driver->describe().streams.size());
   AudioDeviceID id = kAudioObjectUnknown;
   {
@@ -28,9 +28,23 @@ std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
     id = ++m_lastId;
     std::ranges::generate(streamIds, [this] { return ++m_lastId; });
   }
-  auto device = std::make_shared<Device>(id, std::move(streamIds), std::move(identifier),
-                                         std::move(name), std::move(driver));
+  return std::make_shared<Device>(id, std::move(streamIds), std::move(identifier), std::move(name),
+                                  std::move(driver));
+}
+
+std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
+                                      std::unique_ptr<Driver> driver) {
+  auto device = make(std::move(identifier), std::move(name), std::move(driver));
   const std::lock_guard model(modelLock());
+  m_devices.push_back(device);
+  return device;
+}
+
+std::shared_ptr<Device> Registry::addServerDevice(std::string identifier, std::string name,
+                                                  std::unique_ptr<Driver> driver) {
+  auto device = make(std::move(identifier), std::move(name), std::move(driver));
+  const std::lock_guard model(modelLock());
+  m_serverDevices.insert(device->id());
   m_devices.push_back(device);
   return device;
 }
@@ -39,6 +53,7 @@ void Registry::remove(const std::shared_ptr<Device>& device) {
   {
     const std::lock_guard model(modelLock());
     std::erase(m_devices, device);
+    m_serverDevices.erase(device->id());
     if (m_chosenDefault == device->id()) {
       m_chosenDefault = kAudioObjectUnknown;
     }
@@ -48,7 +63,10 @@ void Registry::remove(const std::shared_ptr<Device>& device) {
 
 std::vector<std::shared_ptr<Device>> Registry::devices() const {
   const std::lock_guard model(modelLock());
-  return m_devices;
+  std::vector<std::shared_ptr<Device>> alive;
+  std::ranges::copy_if(m_devices, std::back_inserter(alive), &Device::isAlive,
+                       [](const auto& each) -> const Device& { return *each; });
+  return alive;
 }
 
 std::shared_ptr<Device> Registry::device(AudioObjectID id) const {
@@ -59,8 +77,9 @@ std::shared_ptr<Device> Registry::device(AudioObjectID id) const {
 
 std::shared_ptr<Device> Registry::device(const std::string& identifier) const {
   const std::lock_guard model(modelLock());
-  const auto found =
-      std::ranges::find(m_devices, identifier, [](const auto& each) { return each->identifier(); });
+  const auto found = std::ranges::find_if(m_devices, [&](const auto& each) {
+    return each->isAlive() && each->identifier() == identifier;
+  });
   return found == m_devices.end() ? nullptr : *found;
 }
 
@@ -78,12 +97,18 @@ std::pair<std::shared_ptr<Device>, std::size_t> Registry::stream(AudioObjectID i
 
 std::shared_ptr<Device> Registry::defaultDevice() const {
   const std::lock_guard model(modelLock());
-  const auto chosen =
-      std::ranges::find(m_devices, m_chosenDefault, [](const auto& each) { return each->id(); });
-  if (chosen != m_devices.end()) {
-    return *chosen;
+  const auto isDefault = [this](const std::shared_ptr<Device>& each) {
+    if (m_chosenDefault != kAudioObjectUnknown) {
+      return each->id() == m_chosenDefault;
+    }
+    return !m_serverDevices.contains(each->id());
+  };
+  auto found = std::ranges::find_if(m_devices, isDefault);
+  if (found == m_devices.end()) {
+    found =
+        std::ranges::find(m_devices, m_serverDefault, [](const auto& each) { return each->id(); });
   }
-  return m_devices.empty() ? nullptr : m_devices.front();
+  return found != m_devices.end() && (*found)->isAlive() ? *found : nullptr;
 }
 
 bool Registry::setDefaultDevice(AudioObjectID id) {
@@ -94,6 +119,11 @@ bool Registry::setDefaultDevice(AudioObjectID id) {
     m_chosenDefault = id;
   }
   return known;
+}
+
+void Registry::setServerDefault(AudioObjectID id) {
+  const std::lock_guard model(modelLock());
+  m_serverDefault = id;
 }
 
 void Registry::endAtExit() {

@@ -44,8 +44,7 @@ std::uint32_t ScriptedDriver::channels() const {
 DriverDescription ScriptedDriver::describe() const {
   return {.streams = m_streams,
           .labels = m_labels.empty() ? usualLabels(channels()) : m_labels,
-          .cycleFrames = m_cycleFrames,
-          .latencyFrames = m_latencyFrames};
+          .cycleFrames = m_cycleFrames};
 }
 
 OSStatus ScriptedDriver::setFormat(std::size_t stream, const AudioStreamBasicDescription& format,

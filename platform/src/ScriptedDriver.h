@@ -23,6 +23,7 @@ class ScriptedDriver final : public Driver {
   OSStatus setLayout(const Labels& labels, bool running) override;
   OSStatus start(CycleSource& source) override;
   void stop() override { m_clock.stop(); }
+  std::uint32_t latencyFrames() const override { return m_latencyFrames; }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
 
   // Between cycles only

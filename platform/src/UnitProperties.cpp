@@ -66,8 +66,8 @@ Float64 latencySeconds(const OutputUnit& unit) {
   if (!device) {
     return 0;
   }
-  const DeviceState state = device->state();
-  return state.sampleRate() > 0 ? state.description.latencyFrames / state.sampleRate() : 0;
+  const Float64 rate = device->sampleRate();
+  return rate > 0 ? device->latencyFrames() / rate : 0;
 }
 
 template <class T>

@@ -6,7 +6,15 @@
 ///
 /// Everything that plays on one device at the same time is added up, clipped at full scale in
 /// integer formats. A unit leaves streams in AC-3 formats alone. The default output device is the
-/// one that was set, while it is there, else the one attached first.
+/// one that was set, while it is there, else the one attached first, else what the sound server has
+/// for its default at the moment; units move with it unless their device was set. Setting it is
+/// local to the process: the server is not changed.
+///
+/// A sink of a sound server (PulseAudio, PipeWire) is the device `pulse:NAME`. The server's library
+/// is loaded by the first list(), or attach() of such a name, and sinks are known from then on.
+/// They play in real time only. A device that is gone (its sink removed, its stream ended by the
+/// server, the server gone) is not alive, its units are silent, and failureOf() tells why until
+/// detach().
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -39,12 +47,14 @@ struct DeviceDescription {
   std::string name;
   bool isDefault;
   double sampleRate;
+  std::uint32_t latencyFrames;            // from being handed over to being heard, at the moment
   std::vector<AudioChannelLabel> labels;  // one per channel, in device order
   std::vector<StreamDescription> streams;
 };
 
-/// All devices known now, the attached ones included.
-std::vector<DeviceDescription> list();
+/// All devices that are there now: the sound server's, and the attached ones. Waits for the server
+/// for 2 s at most. `*noServer`: why there is none, in one line.
+std::vector<DeviceDescription> list(Failure* noServer = nullptr);
 
 /// What a file device is to be, besides its path.
 struct AttachOptions {
@@ -83,8 +93,11 @@ Failure failureOf(AudioDeviceID device);
 struct DeviceTotals {
   std::uint64_t cycles = 0;
   std::uint64_t framesPlayed = 0;   // handed to the driver, silence included
+  std::uint64_t framesHeard = 0;    // of these, by now; at least so many
   std::uint64_t framesWritten = 0;  // a file's frames so far; 0 on other devices
   std::uint64_t lateCycles = 0;     // began more than a cycle after they were due
+  std::uint64_t underruns = 0;      // times when a sound server had nothing left to play
+  std::uint32_t latencyFrames = 0;  // from being handed over to being heard, by the last cycles
   std::uint64_t burstCycles = 0;    // with a stream in an AC-3 format: 1536 frames each
   std::uint64_t bursts = 0;         // of these, the ones that were given more than zeros
 };

@@ -1,0 +1,120 @@
+#include "PulseSink.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+namespace Platform {
+namespace {
+
+struct Channel {
+  pa_channel_position_t position;
+  AudioChannelLabel label;
+};
+
+// In the layer's order.
+constexpr std::array kChannels = {
+    Channel{PA_CHANNEL_POSITION_MONO, kAudioChannelLabel_Mono},
+    Channel{PA_CHANNEL_POSITION_FRONT_LEFT, kAudioChannelLabel_Left},
+    Channel{PA_CHANNEL_POSITION_FRONT_RIGHT, kAudioChannelLabel_Right},
+    Channel{PA_CHANNEL_POSITION_FRONT_CENTER, kAudioChannelLabel_Center},
+    Channel{PA_CHANNEL_POSITION_LFE, kAudioChannelLabel_LFEScreen},
+    Channel{PA_CHANNEL_POSITION_REAR_CENTER, kAudioChannelLabel_CenterSurround},
+    Channel{PA_CHANNEL_POSITION_SIDE_LEFT, kAudioChannelLabel_LeftSurround},
+    Channel{PA_CHANNEL_POSITION_SIDE_RIGHT, kAudioChannelLabel_RightSurround},
+    Channel{PA_CHANNEL_POSITION_REAR_LEFT, kAudioChannelLabel_RearSurroundLeft},
+    Channel{PA_CHANNEL_POSITION_REAR_RIGHT, kAudioChannelLabel_RearSurroundRight},
+    Channel{PA_CHANNEL_POSITION_FRONT_LEFT_OF_CENTER, kAudioChannelLabel_LeftCenter},
+    Channel{PA_CHANNEL_POSITION_FRONT_RIGHT_OF_CENTER, kAudioChannelLabel_RightCenter},
+};
+constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
+
+std::size_t rankOf(int position) {
+  const auto found = std::ranges::find(kChannels, position, &Channel::position);
+  return static_cast<std::size_t>(found - kChannels.begin());
+}
+
+/// A lone pair behind is the surround pair.
+Labels labelsOf(const std::vector<int>& positions) {
+  const bool hasSides =
+      std::ranges::find(positions, PA_CHANNEL_POSITION_SIDE_LEFT) != positions.end();
+  Labels labels;
+  for (const int position : positions) {
+    if (!hasSides && position == PA_CHANNEL_POSITION_REAR_LEFT) {
+      labels.push_back(kAudioChannelLabel_LeftSurround);
+    } else if (!hasSides && position == PA_CHANNEL_POSITION_REAR_RIGHT) {
+      labels.push_back(kAudioChannelLabel_RightSurround);
+    } else {
+      const std::size_t rank = rankOf(position);
+      labels.push_back(rank < kChannels.size() ? kChannels[rank].label
+                                               : AudioChannelLabel{kAudioChannelLabel_Unknown});
+    }
+  }
+  return labels;
+}
+
+std::vector<std::uint32_t> burstRatesOf(const pa_sink_info& info) {
+  std::vector<std::uint32_t> rates;
+  for (const std::uint32_t rate : kBurstRates) {
+    const FormatInfo wanted = burstFormat(rate);
+    const std::span offered(info.formats, info.n_formats);
+    if (std::ranges::any_of(offered, [&](const pa_format_info* each) {
+          return pa_format_info_is_compatible(each, wanted.get()) != 0;
+        })) {
+      rates.push_back(rate);
+    }
+  }
+  return rates;
+}
+
+}  // namespace
+
+Sink sinkOf(const pa_sink_info& info) {
+  Sink sink{.name = info.name,
+            .index = info.index,
+            .description = info.description != nullptr ? info.description : info.name,
+            .rate = info.sample_spec.rate,
+            .positions = {info.channel_map.map, info.channel_map.map + info.channel_map.channels},
+            .burstRates = burstRatesOf(info)};
+  std::ranges::stable_sort(sink.positions, {}, rankOf);
+  sink.labels = labelsOf(sink.positions);
+  return sink;
+}
+
+pa_channel_map channelMapOf(const Sink& sink) {
+  pa_channel_map map{};
+  map.channels = static_cast<std::uint8_t>(sink.positions.size());
+  std::ranges::transform(sink.positions, map.map,
+                         [](int position) { return static_cast<pa_channel_position_t>(position); });
+  return map;
+}
+
+pa_sample_spec sampleSpecOf(const PcmFormat& format) {
+  pa_sample_spec spec{.format = PA_SAMPLE_S16LE,
+                      .rate = format.rate,
+                      .channels = static_cast<std::uint8_t>(format.channels)};
+  switch (format.sample.type) {
+    case SampleType::S24:
+      spec.format = PA_SAMPLE_S24LE;
+      break;
+    case SampleType::S32:
+      spec.format = PA_SAMPLE_S32LE;
+      break;
+    case SampleType::F32:
+      spec.format = PA_SAMPLE_FLOAT32LE;
+      break;
+    default:
+      break;
+  }
+  return spec;
+}
+
+FormatInfo burstFormat(std::uint32_t rate) {
+  FormatInfo format(pa_format_info_new());
+  format->encoding = PA_ENCODING_AC3_IEC61937;
+  pa_format_info_set_rate(format.get(), static_cast<int>(rate));
+  pa_format_info_set_channels(format.get(), 2);
+  return format;
+}
+
+}  // namespace Platform

@@ -1,0 +1,227 @@
+#include "PulseStream.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "time/HostTime.h"
+
+namespace Platform {
+namespace {
+
+constexpr std::uint32_t kBufferMs = 80;
+constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
+constexpr std::uint32_t kCyclesAtATime = 2;
+
+constexpr auto kFlags =
+    static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
+
+void letGo(pa_operation*& operation) {
+  if (operation != nullptr) {
+    pa_operation_cancel(operation);
+    pa_operation_unref(std::exchange(operation, nullptr));
+  }
+}
+
+OSStatus statusOf(int error) {
+  switch (error) {
+    case PA_ERR_BUSY:
+      return kAudioDevicePermissionsError;
+    case PA_ERR_NOTSUPPORTED:
+      return kAudioDeviceUnsupportedFormatError;
+    case PA_ERR_NOENTITY:
+    case PA_ERR_KILLED:
+    case PA_ERR_CONNECTIONTERMINATED:
+      return kAudioHardwareBadDeviceError;
+    default:
+      return kAudioHardwareUnspecifiedError;
+  }
+}
+
+}  // namespace
+
+std::uint32_t PulseStream::bufferFrames(const StreamPlan& plan) {
+  const std::uint32_t wanted = plan.spec.rate / 1000 * kBufferMs;
+  const std::uint32_t cycles = (wanted + plan.cycleFrames - 1) / plan.cycleFrames;
+  return std::max(cycles, kLeastCycles) * plan.cycleFrames;
+}
+
+PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
+                         CycleSource& source, StreamFigures& figures)
+    : m_connection(std::move(connection)),
+      m_plan(plan),
+      m_source(source),
+      m_frameBytes(pa_frame_size(&m_plan.spec)),
+      m_figures(figures) {
+  m_figures.latencyFrames.store(bufferFrames(m_plan));
+  m_figures.endedAt.store(0);
+}
+
+void PulseStream::close() {
+  const PulseConnection::Hold hold(*m_connection);
+  if (m_later != nullptr) {
+    m_connection->api()->time_free(std::exchange(m_later, nullptr));
+  }
+  letGo(m_timing);
+  if (m_stream != nullptr) {
+    pa_stream_set_state_callback(m_stream, nullptr, nullptr);
+    pa_stream_set_write_callback(m_stream, nullptr, nullptr);
+    pa_stream_set_underflow_callback(m_stream, nullptr, nullptr);
+    pa_stream_disconnect(m_stream);
+    pa_stream_unref(std::exchange(m_stream, nullptr));
+  }
+}
+
+OSStatus PulseStream::open() {
+  const PulseConnection::Hold hold(*m_connection);
+  if (!connect()) {
+    return failed(pa_context_errno(m_connection->context()));
+  }
+  const bool answered = m_connection->waitUntil(
+      [this] { return pa_stream_get_state(m_stream) != PA_STREAM_CREATING; });
+  if (!answered) {
+    return failed(PA_ERR_TIMEOUT);
+  }
+  return m_isReady ? OSStatus{noErr} : failed(pa_context_errno(m_connection->context()));
+}
+
+bool PulseStream::connect() {
+  pa_context* const context = m_connection->context();
+  if (m_plan.bursts) {
+    const FormatInfo format = burstFormat(m_plan.spec.rate);
+    std::array offered = {format.get()};
+    m_stream = pa_stream_new_extended(context, "AC-3", offered.data(), 1, nullptr);
+  } else {
+    m_stream = pa_stream_new(context, "Sound", &m_plan.spec, &m_plan.map);
+  }
+  if (m_stream == nullptr) {
+    return false;
+  }
+  pa_stream_set_state_callback(m_stream, onState, this);
+  pa_stream_set_write_callback(m_stream, onRoom, this);
+  pa_stream_set_underflow_callback(m_stream, onUnderrun, this);
+  const auto bytes = static_cast<std::uint32_t>(bufferFrames(m_plan) * m_frameBytes);
+  const auto cycleBytes = static_cast<std::uint32_t>(m_plan.cycleFrames * m_frameBytes);
+  const pa_buffer_attr attributes{.maxlength = UINT32_MAX,
+                                  .tlength = bytes,
+                                  .prebuf = bytes / 2,
+                                  .minreq = cycleBytes,
+                                  .fragsize = UINT32_MAX};
+  return pa_stream_connect_playback(m_stream, m_plan.sink.c_str(), &attributes, kFlags, nullptr,
+                                    nullptr) == 0;
+}
+
+OSStatus PulseStream::failed(int error) {
+  m_reason = pa_strerror(error);
+  return statusOf(error);
+}
+
+/// Why the server ends a stream shows in a look at it taken now. Without a server there is nothing
+/// to look at.
+void PulseStream::onState(pa_stream* stream, void* self) {
+  auto& one = *static_cast<PulseStream*>(self);
+  const pa_stream_state_t state = pa_stream_get_state(stream);
+  if (state == PA_STREAM_READY) {
+    one.m_isReady = true;
+  } else if (state == PA_STREAM_FAILED && one.m_isReady &&
+             PA_CONTEXT_IS_GOOD(pa_context_get_state(one.m_connection->context()))) {
+    one.m_figures.endedAt.store(one.m_connection->look());
+  }
+  one.m_connection->signal();
+}
+
+void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void* self) {
+  auto& one = *static_cast<PulseStream*>(self);
+  const bool first = !std::exchange(one.m_hasStarted, true);
+  one.fill(first ? bufferFrames(one.m_plan) / one.m_plan.cycleFrames / 2 : kCyclesAtATime);
+}
+
+/// The server asks once for what it lacks: the rest is written without being asked again.
+void PulseStream::onLater(pa_mainloop_api* api, pa_time_event* event, const timeval* /*time*/,
+                          void* self) {
+  auto& one = *static_cast<PulseStream*>(self);
+  api->time_free(event);
+  one.m_later = nullptr;
+  one.fill(kCyclesAtATime);
+}
+
+void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
+  static_cast<PulseStream*>(self)->m_figures.underruns.fetch_add(1, std::memory_order_relaxed);
+}
+
+void PulseStream::fill(std::uint32_t mostCycles) {
+  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom(); ++i) {
+    m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
+  }
+  if (m_nobodyPlays) {
+    return;  // who plays next has another stream
+  }
+  readTiming();
+  askForTiming();
+  if (hasRoom()) {
+    fillLater();
+  }
+}
+
+bool PulseStream::hasRoom() const {
+  const std::size_t room = pa_stream_writable_size(m_stream);
+  return room != static_cast<std::size_t>(-1) && room >= m_plan.cycleFrames * m_frameBytes;
+}
+
+void PulseStream::fillLater() {
+  if (m_later == nullptr) {
+    const pa_usec_t cycleUs = std::uint64_t{m_plan.cycleFrames} * 1'000'000 / m_plan.spec.rate;
+    m_later =
+        pa_context_rttime_new(m_connection->context(), pa_rtclock_now() + cycleUs, onLater, this);
+  }
+}
+
+void PulseStream::write(const void* bytes, std::size_t byteCount) {
+  const auto* from = static_cast<const std::byte*>(bytes);
+  while (byteCount != 0) {
+    void* room = nullptr;
+    std::size_t roomBytes = byteCount;
+    if (pa_stream_begin_write(m_stream, &room, &roomBytes) < 0 || room == nullptr) {
+      return;  // the stream has ended
+    }
+    roomBytes = std::min(roomBytes, byteCount);
+    std::memcpy(room, from, roomBytes);
+    if (pa_stream_write(m_stream, room, roomBytes, nullptr, 0, PA_SEEK_RELATIVE) < 0) {
+      return;
+    }
+    from += roomBytes;
+    byteCount -= roomBytes;
+  }
+}
+
+void PulseStream::askForTiming() {
+  if (m_timing == nullptr) {
+    m_timing = pa_stream_update_timing_info(m_stream, onTiming, this);
+  }
+}
+
+void PulseStream::onTiming(pa_stream* /*stream*/, int /*success*/, void* self) {
+  auto& one = *static_cast<PulseStream*>(self);
+  if (one.m_timing != nullptr) {
+    pa_operation_unref(std::exchange(one.m_timing, nullptr));
+  }
+  one.readTiming();
+}
+
+/// By the last answer as it stands, not carried on by a clock: what the server has not said to be
+/// heard may not be.
+void PulseStream::readTiming() {
+  const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
+  if (timing == nullptr || timing->write_index_corrupt != 0 || timing->read_index_corrupt != 0) {
+    return;
+  }
+  const std::int64_t queued = std::max<std::int64_t>(timing->write_index - timing->read_index, 0);
+  const pa_usec_t sinkUs =
+      timing->sink_usec != 0 ? timing->sink_usec : timing->configured_sink_usec;
+  const std::uint64_t beyond = (sinkUs + timing->transport_usec) * m_plan.spec.rate / 1'000'000;
+  m_figures.latencyFrames.store(
+      static_cast<std::uint32_t>(static_cast<std::uint64_t>(queued) / m_frameBytes + beyond));
+}
+
+}  // namespace Platform

@@ -1,0 +1,83 @@
+#pragma once
+
+/// One stream on one sink, from its connection to its end: never moved by the server, filled on
+/// libpulse's thread whenever there is room.
+///
+/// It fills by and by: a start of half the buffer, then up to two cycles at a time, so that whoever
+/// plays, and has a queue of its own, is not asked for all of it at once.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <pulse/pulseaudio.h>
+
+#include "PulseConnection.h"
+#include "PulseSink.h"
+
+namespace Platform {
+
+struct StreamPlan {
+  std::string sink;
+  pa_sample_spec spec{};
+  pa_channel_map map{};
+  bool bursts = false;
+  std::uint32_t cycleFrames = 0;
+};
+
+/// What is known of the present stream, or of the last one; each stands for itself. [any-thread]
+struct StreamFigures {
+  std::atomic<std::uint32_t> latencyFrames{0};
+  std::atomic<std::uint64_t> underruns{0};  // of all streams
+  std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
+};
+
+class PulseStream {
+ public:
+  PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
+              CycleSource& source, StreamFigures& figures);
+  ~PulseStream() { close(); }
+  PulseStream(const PulseStream&) = delete;
+  PulseStream& operator=(const PulseStream&) = delete;
+
+  /// Connects, and waits until the server has agreed; cycles may begin before that. Once. Neither
+  /// this nor close() with a device's I/O lock held. [host-thread]
+  OSStatus open();
+  void close();  // no cycle is under way or comes after the return
+  const std::string& reason() const { return m_reason; }  // of a failure
+
+  void write(const void* bytes, std::size_t byteCount);  // inside a cycle; [io-thread]
+
+  static std::uint32_t bufferFrames(const StreamPlan& plan);
+
+ private:
+  static void onState(pa_stream* stream, void* self);
+  static void onRoom(pa_stream* stream, std::size_t byteCount, void* self);
+  static void onLater(pa_mainloop_api* api, pa_time_event* event, const timeval* time, void* self);
+  static void onTiming(pa_stream* stream, int success, void* self);
+  static void onUnderrun(pa_stream* stream, void* self);
+
+  bool connect();
+  OSStatus failed(int error);
+  void fill(std::uint32_t mostCycles);
+  bool hasRoom() const;
+  void fillLater();
+  void askForTiming();
+  void readTiming();
+
+  const std::shared_ptr<PulseConnection> m_connection;
+  const StreamPlan m_plan;
+  CycleSource& m_source;
+  const std::size_t m_frameBytes;
+  StreamFigures& m_figures;
+  std::string m_reason;
+
+  // Under libpulse's lock
+  pa_stream* m_stream = nullptr;
+  pa_time_event* m_later = nullptr;
+  pa_operation* m_timing = nullptr;  // asked for
+  bool m_isReady = false;
+  bool m_hasStarted = false;
+  bool m_nobodyPlays = false;
+};
+
+}  // namespace Platform

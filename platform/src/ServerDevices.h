@@ -1,0 +1,63 @@
+#pragma once
+
+/// The sound server's sinks as devices. Connects on demand; from then on a thread of its own keeps
+/// the registry in step with the server: sinks that come and go, and the default output device,
+/// which is the server's default sink while nobody chose another. The server itself is never
+/// changed.
+///
+/// One a process, never destroyed. m_lock is held while devices are added, moved to and ended, and
+/// comes before every lock of theirs; the server is waited for under it, for 2 s at most.
+
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "Device.h"
+#include "SoundServer.h"
+
+namespace Platform {
+
+inline constexpr const char* kServerPrefix = "pulse:";
+
+class ServerDevices final : private SoundServerListener {
+ public:
+  static ServerDevices& instance();
+
+  /// Brings the registry up to date, connecting first where there is no connection. Sinks whose
+  /// device was lost or detached get a new one. Answers why there is no server. [host-thread], not
+  /// inside a cycle
+  AudioDevices::Failure update();
+
+ private:
+  enum class Lost { StayLost, GetANewDevice };
+  struct Entry {
+    Sink sink;
+    std::shared_ptr<Device> device;
+    SinkDriver* driver;  // owned by the device
+  };
+
+  ServerDevices() = default;
+  void serverChanged() override;
+  AudioDevices::Failure connect();
+  void watch();
+  void synchronise(Lost lost);
+  void takeOver(const Sink& sink, Lost lost);
+  Entry makeDevice(const Sink& sink);
+  void loseDevices(const ServerState& state);
+
+  std::mutex m_lock;
+
+  // Guarded by m_lock
+  std::unique_ptr<SoundServer> m_server;
+  std::map<std::string, Entry> m_entries;  // by the sink's name
+  bool m_watched = false;
+
+  // For the watching thread; m_changeLock is a leaf
+  std::mutex m_changeLock;
+  std::condition_variable m_change;
+  bool m_changed = false;
+};
+
+}  // namespace Platform

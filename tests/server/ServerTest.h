@@ -1,0 +1,65 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "tests/player/Wave.h"
+#include "tests/player/Workbench.h"
+
+/// What parec takes for the samples of a shape.
+std::string sampleName(const WaveShape& shape);
+
+/// A null sink that renders nothing ahead, so that its monitor gets exactly what is played.
+struct NullSink {
+  std::string name;
+  WaveShape shape{};
+  std::string positions{};  // the server's channel map, comma-separated; empty: its default
+  std::string formats{};    // empty: pcm
+};
+
+/// A real PulseAudio daemon for each test, with nothing of the machine's own: started in the test's
+/// folder, stopped with it, and the server for every program that the test runs.
+class ServerTest : public Workbench {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  void startServer(const std::vector<NullSink>& sinks);
+  void signalServer(int number) const;
+  void killServer();
+
+  /// The answer of pactl; fails the test when pactl does.
+  std::string pactl(const Words& arguments) const;
+  /// What pactl has no word for, in the words of the server's command line.
+  void command(const std::string& line) const;
+  void unload(const std::string& sink);
+  std::string defaultSink() const { return pactl({"get-default-sink"}); }
+
+  /// Begins to record what the sink plays, and returns when the recording runs.
+  void record(const NullSink& sink);
+  /// Ends it when it holds more than `expectedBytes`, or does not grow to that.
+  Bytes recorded(const NullSink& sink, std::size_t expectedBytes);
+  void forgetRecordings();
+  /// So far.
+  Bytes recordedYet(const NullSink& sink) const { return readFile(recordingOf(sink)); }
+
+  /// Bounded; false: not in time.
+  static bool eventually(const std::function<bool()>& isSo);
+
+ private:
+  std::filesystem::path recordingOf(const NullSink& sink) const {
+    return folder / (sink.name + ".raw");
+  }
+  pid_t spawn(const Words& command, const std::string& log) const;
+
+  pid_t m_server = 0;
+  std::vector<std::pair<std::string, pid_t>> m_recorders;  // by sink
+};
+
+/// `part` lies in `whole` at a frame, and nothing but silence around it.
+testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size_t frameBytes);
+
+/// Somewhere, whatever is around it.
+bool contains(const Bytes& whole, const Bytes& part);

@@ -1,0 +1,70 @@
+// Which devices there are, and what is said where there is no server.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/server/ServerTest.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class DevicesOfAServer : public ServerTest {};
+
+TEST_F(DevicesOfAServer, areItsSinksAndTheDefaultOneIsMarked) {
+  startServer({{"one", {16, false, 2, 44100}}, {"two", {16, false, 6, 48000}}});
+  pactl({"set-default-sink", "two"});
+  const Result result = play({"--list-devices"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("  pulse:one"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("* pulse:two"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("44100 Hz, 2 channels"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("48000 Hz, 6 channels"), std::string::npos) << result.out;
+}
+
+TEST_F(DevicesOfAServer, playInRealTimeOnly) {
+  startServer({{"one"}});
+  writeWave(path("in.wav"), noise({16, false, 2, 48000}, 4800));
+  for (const Words& device : {Words{}, Words{"--device", "pulse:one"}}) {
+    Words arguments = device;
+    arguments.insert(arguments.end(), {"--simulate", "in.wav"});
+    const Result result = play(arguments);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_NE(result.err.find("simulated time is for file devices"), std::string::npos)
+        << result.err;
+  }
+}
+
+TEST_F(DevicesOfAServer, anUnknownNameIsToldWithOrWithoutAServer) {
+  writeWave(path("in.wav"), noise({16, false, 2, 48000}, 4800));
+  const Result without = play({"--device", "pulse:nowhere", "in.wav"});
+  EXPECT_EQ(without.status, 4);
+  EXPECT_NE(without.err.find("no sound server"), std::string::npos) << without.err;
+  startServer({{"one"}});
+  const Result with = play({"--device", "pulse:nowhere", "in.wav"});
+  EXPECT_EQ(with.status, 4);
+  EXPECT_NE(with.err.find("there is no device 'pulse:nowhere'"), std::string::npos) << with.err;
+}
+
+/// As on a machine without the server's library: everything but its module.
+TEST_F(DevicesOfAServer, withoutTheModuleTheRestStartsAndTheListSaysSo) {
+  const fs::path built = fs::path(PLAYER).parent_path();
+  for (const char* name : {"tavro-play", "CoreAudioOutput.so", "libCoreAudio.so",
+                           "libTavro_Core.so", "libTavro_Time.so"}) {
+    fs::copy(built / name, folder / name);
+  }
+  startServer({{"one"}});
+  const Result list = run(path("tavro-play"), {"--list-devices"});
+  EXPECT_EQ(list.status, 0) << list.err;
+  EXPECT_EQ(std::ranges::count(list.out, '\n'), 1) << list.out;
+  EXPECT_NE(list.out.find("no sound server: libCoreAudio_Pulse.so"), std::string::npos) << list.out;
+
+  const Wave in = noise({16, false, 2, 48000}, 4800);
+  writeWave(path("song.wav"), in);
+  const Result played = run(path("tavro-play"), {"--device", "file:out.wav", "song.wav"});
+  EXPECT_EQ(played.status, 0) << played.err;
+  EXPECT_TRUE(isExactly(readWave(path("out.wav")), in.data));
+}
+
+}  // namespace
