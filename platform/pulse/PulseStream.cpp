@@ -10,9 +10,11 @@
 namespace Platform {
 namespace {
 
-constexpr std::uint32_t kBufferMs = 80;
+constexpr std::uint32_t kBufferMs =
+    160;  // a busy machine keeps a thread waiting for longer than 80
+constexpr std::uint32_t kFirstMs = 40;
 constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
-constexpr std::uint32_t kCyclesAtATime = 2;
+constexpr std::uint32_t kCyclesAtATime = 3;
 
 constexpr auto kFlags =
     static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
@@ -22,6 +24,11 @@ void letGo(pa_operation*& operation) {
     pa_operation_cancel(operation);
     pa_operation_unref(std::exchange(operation, nullptr));
   }
+}
+
+/// That last so long at least.
+std::uint32_t cyclesOf(const StreamPlan& plan, std::uint32_t milliseconds) {
+  return (plan.spec.rate / 1000 * milliseconds + plan.cycleFrames - 1) / plan.cycleFrames;
 }
 
 OSStatus statusOf(int error) {
@@ -42,9 +49,7 @@ OSStatus statusOf(int error) {
 }  // namespace
 
 std::uint32_t PulseStream::bufferFrames(const StreamPlan& plan) {
-  const std::uint32_t wanted = plan.spec.rate / 1000 * kBufferMs;
-  const std::uint32_t cycles = (wanted + plan.cycleFrames - 1) / plan.cycleFrames;
-  return std::max(cycles, kLeastCycles) * plan.cycleFrames;
+  return std::max(cyclesOf(plan, kBufferMs), kLeastCycles) * plan.cycleFrames;
 }
 
 PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
@@ -105,7 +110,7 @@ bool PulseStream::connect() {
   const auto cycleBytes = static_cast<std::uint32_t>(m_plan.cycleFrames * m_frameBytes);
   const pa_buffer_attr attributes{.maxlength = UINT32_MAX,
                                   .tlength = bytes,
-                                  .prebuf = bytes / 2,
+                                  .prebuf = bytes - cycleBytes,
                                   .minreq = cycleBytes,
                                   .fragsize = UINT32_MAX};
   return pa_stream_connect_playback(m_stream, m_plan.sink.c_str(), &attributes, kFlags, nullptr,
@@ -134,7 +139,7 @@ void PulseStream::onState(pa_stream* stream, void* self) {
 void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void* self) {
   auto& one = *static_cast<PulseStream*>(self);
   const bool first = !std::exchange(one.m_hasStarted, true);
-  one.fill(first ? bufferFrames(one.m_plan) / one.m_plan.cycleFrames / 2 : kCyclesAtATime);
+  one.fill(first ? cyclesOf(one.m_plan, kFirstMs) : kCyclesAtATime);
 }
 
 /// The server asks once for what it lacks: the rest is written without being asked again.

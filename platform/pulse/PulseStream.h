@@ -3,8 +3,9 @@
 /// One stream on one sink, from its connection to its end: never moved by the server, filled on
 /// libpulse's thread whenever there is room.
 ///
-/// It fills by and by: a start of half the buffer, then up to two cycles at a time, so that whoever
-/// plays, and has a queue of its own, is not asked for all of it at once.
+/// It fills by and by: 40 ms at first, then up to three cycles at a time, so that whoever plays,
+/// and has a queue of its own, is not asked for the whole buffer at once. The server begins to play
+/// when it is full.
 
 #include <atomic>
 #include <cstdint>

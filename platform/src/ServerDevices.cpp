@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <dlfcn.h>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -12,9 +13,17 @@
 namespace Platform {
 namespace {
 
+/// Beside this library, wherever that lies.
+std::string modulePath() {
+  Dl_info self{};
+  ::dladdr(reinterpret_cast<const void*>(&ServerDevices::instance), &self);
+  const std::filesystem::path library(self.dli_fname != nullptr ? self.dli_fname : "");
+  return (library.parent_path() / kSoundServerModule).string();
+}
+
 /// Loaded once and for good. Null, with the reason, where the server's library is not there.
 ConnectSoundServer* loadModule(AudioDevices::Failure& failure) {
-  void* module = ::dlopen(kSoundServerModule, RTLD_NOW | RTLD_LOCAL);
+  void* module = ::dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL);
   void* entry = module != nullptr ? ::dlsym(module, kSoundServerEntry) : nullptr;
   if (entry == nullptr) {
     failure = {.status = kAudioHardwareUnspecifiedError,

@@ -27,6 +27,10 @@ class ServerTest : public Workbench {
   void TearDown() override;
 
   void startServer(const std::vector<NullSink>& sinks);
+  /// With a sink "digital" that takes AC-3, too, and whose every byte goes to a file. Its clock is
+  /// another daemon's null sink.
+  void startDigitalServer();
+  std::filesystem::path digitalCapture() const { return folder / "digital.raw"; }
   void signalServer(int number) const;
   void killServer();
 
@@ -53,8 +57,10 @@ class ServerTest : public Workbench {
     return folder / (sink.name + ".raw");
   }
   pid_t spawn(const Words& command, const std::string& log) const;
+  pid_t startDaemon(const std::string& socket, const std::vector<NullSink>& sinks) const;
 
   pid_t m_server = 0;
+  pid_t m_clock = 0;                                       // the digital sink's
   std::vector<std::pair<std::string, pid_t>> m_recorders;  // by sink
 };
 
