@@ -1,6 +1,7 @@
 #include "Registry.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Platform {
 namespace {
