@@ -157,7 +157,10 @@ TEST_F(EventsOnAServer, aServerThatStandsStillAtTheStartIsNotWaitedFor) {
   EXPECT_EQ(chosen.errorLines(), 1U) << chosen.err;
 }
 
+/// Each move leaves behind what is in the buffer, so there has to be enough to play.
 TEST_F(EventsOnAServer, defaultsThatChangeBackAndForthAreFollowed) {
+  m_in = noise({16, false, 2, 48000}, 14 * kSecond);
+  writeWave(path("in.wav"), m_in);
   record(kTwo);
   const pid_t player = beginOn(kOne, {"in.wav"});
   for (int i = 0; i < 50; ++i) {
