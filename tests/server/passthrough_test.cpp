@@ -1,5 +1,5 @@
-// AC-3 untouched to a digital sink, taken exclusively: through the layer's own calls, in this
-// process.
+// AC-3 untouched to a digital sink, taken exclusively: by the player, and by the layer's own calls
+// in this process.
 
 #include <gtest/gtest.h>
 
@@ -58,6 +58,16 @@ TEST_F(PassthroughOnAServer, burstsArriveUntouchedAtEveryRate) {
     ASSERT_EQ(setPhysicalFormat(stream.id, stream.currentFormat), noErr);
   }
   EXPECT_FALSE(AudioDevices::detach(device));
+}
+
+TEST_F(PassthroughOnAServer, thePlayersAc3ArrivesAsTheBurstsOfTheFile) {
+  startDigitalServer();
+  ffmpeg({"-f", "lavfi", "-i", "anoisesrc=seed=1:amplitude=0.3:r=48000", "-t", "1.5", "-ac", "2",
+          "-c:a", "ac3", "-b:a", "192k", "in.ac3"});
+  ffmpeg({"-i", "in.ac3", "-c:a", "copy", "-f", "spdif", "in.spdif"});
+  const Result result = play({"--device", "pulse:digital", "--passthrough", "on", "in.ac3"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(contains(readFile(digitalCapture()), readFile(path("in.spdif"))));
 }
 
 TEST_F(PassthroughOnAServer, pcmPlaysOnTheSameSinkAfterwards) {
