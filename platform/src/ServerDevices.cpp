@@ -1,36 +1,16 @@
 #include "ServerDevices.h"
 
 #include <algorithm>
-#include <dlfcn.h>
-#include <filesystem>
 #include <thread>
 #include <utility>
 
 #include "Graph.h"
+#include "Module.h"
 #include "Registry.h"
 #include "time/HostTime.h"
 
 namespace Platform {
 namespace {
-
-/// Beside this library, wherever that lies.
-std::string modulePath() {
-  Dl_info self{};
-  ::dladdr(reinterpret_cast<const void*>(&ServerDevices::instance), &self);
-  const std::filesystem::path library(self.dli_fname != nullptr ? self.dli_fname : "");
-  return (library.parent_path() / kSoundServerModule).string();
-}
-
-/// Loaded once and for good. Null, with the reason, where the server's library is not there.
-ConnectSoundServer* loadModule(AudioDevices::Failure& failure) {
-  void* module = ::dlopen(modulePath().c_str(), RTLD_NOW | RTLD_LOCAL);
-  void* entry = module != nullptr ? ::dlsym(module, kSoundServerEntry) : nullptr;
-  if (entry == nullptr) {
-    failure = {.status = kAudioHardwareUnspecifiedError,
-               .message = std::string("no sound server: ") + ::dlerror()};
-  }
-  return reinterpret_cast<ConnectSoundServer*>(entry);
-}
 
 const Sink* find(const ServerState& state, const std::string& name) {
   const auto found = std::ranges::find(state.sinks, name, &Sink::name);
@@ -67,10 +47,13 @@ AudioDevices::Failure ServerDevices::update() {
 
 AudioDevices::Failure ServerDevices::connect() {
   AudioDevices::Failure failure;
-  if (ConnectSoundServer* const connectTo = loadModule(failure)) {
-    if (SoundServer* const connected = connectTo(*this, failure)) {
-      m_server.reset(connected);
-    }
+  const auto connectTo = loadEntry<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry);
+  if (!connectTo) {
+    return {.status = kAudioHardwareUnspecifiedError,
+            .message = "no sound server: " + connectTo.reason};
+  }
+  if (SoundServer* const connected = connectTo.entry(*this, failure)) {
+    m_server.reset(connected);
   }
   if (m_server && !std::exchange(m_watched, true)) {
     std::thread([this] { watch(); }).detach();

@@ -1,0 +1,28 @@
+#include "Module.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+
+namespace Platform {
+namespace {
+
+/// Beside this library, wherever that lies.
+std::string modulePath(const char* module) {
+  Dl_info self{};
+  ::dladdr(reinterpret_cast<const void*>(&findEntry), &self);
+  const std::filesystem::path library(self.dli_fname != nullptr ? self.dli_fname : "");
+  return (library.parent_path() / module).string();
+}
+
+}  // namespace
+
+void* findEntry(const char* module, const char* name, std::string& reason) {
+  void* const loaded = ::dlopen(modulePath(module).c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* const entry = loaded != nullptr ? ::dlsym(loaded, name) : nullptr;
+  if (entry == nullptr) {
+    reason = ::dlerror();
+  }
+  return entry;
+}
+
+}  // namespace Platform

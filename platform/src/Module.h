@@ -1,0 +1,26 @@
+#pragma once
+
+/// Modules that stand beside this library and are loaded when they are first needed, so that the
+/// libraries they are linked to need not be on the machine. Loaded once and for good.
+
+#include <string>
+
+namespace Platform {
+
+template <class Function>
+struct ModuleEntry {
+  Function* entry = nullptr;
+  std::string reason;  // why there is none
+  explicit operator bool() const { return entry != nullptr; }
+};
+
+void* findEntry(const char* module, const char* name, std::string& reason);
+
+template <class Function>
+ModuleEntry<Function> loadEntry(const char* module, const char* name) {
+  ModuleEntry<Function> found;
+  found.entry = reinterpret_cast<Function*>(findEntry(module, name, found.reason));
+  return found;
+}
+
+}  // namespace Platform
