@@ -134,6 +134,12 @@ std::uint64_t PulseConnection::look() {
   return m_looks;
 }
 
+bool PulseConnection::answers() {
+  const Hold hold(*this);
+  const std::uint64_t wanted = look();
+  return waitUntil([&] { return state().generation >= wanted; }) && state().connected;
+}
+
 /// Answered in this order, the sinks one by one.
 void PulseConnection::ask() {
   m_isLooking = true;

@@ -55,6 +55,8 @@ class PulseConnection {
 
   /// Has the picture renewed, and answers the generation that it will have.
   std::uint64_t look();
+  /// Has it renewed, and waits for that.
+  bool answers();
 
  private:
   static void onContextState(pa_context* context, void* connection);

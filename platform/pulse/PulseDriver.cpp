@@ -33,6 +33,7 @@ PulseDriver::PulseDriver(std::shared_ptr<PulseConnection> connection, const Sink
 
 void PulseDriver::update(const Sink& sink, bool running) {
   m_sink = sink;
+  m_figures.suspended.store(sink.suspended);
   if (!running) {
     adaptToSink();
   }
@@ -63,7 +64,8 @@ DriverDescription PulseDriver::describe() const {
   }
   return {.streams = {std::move(stream)},
           .labels = m_sink.labels,
-          .cycleFrames = cycleFramesAt(m_pcm.rate)};
+          .cycleFrames = cycleFramesAt(m_pcm.rate),
+          .nominalRate = static_cast<double>(m_sink.rate)};
 }
 
 /// A former format can be gone back to whatever rate the sink has meanwhile.
@@ -119,21 +121,29 @@ StreamPlan PulseDriver::plan() const {
           .cycleFrames = kBurstFrames};
 }
 
-/// A unit's start is often not checked, so a failure is kept for failure(). Whoever plays bursts
-/// goes by the status, and may play PCM instead.
 OSStatus PulseDriver::start(CycleSource& source) {
-  m_stream = std::make_unique<PulseStream>(m_connection, plan(), source, m_figures);
+  StreamListener& listener = *this;
+  m_stream = std::make_unique<PulseStream>(m_connection, plan(), source, m_figures, listener);
   const OSStatus status = m_stream->open();
   if (status != noErr) {
-    if (!m_burstRate) {
-      const std::lock_guard lock(m_failureLock);
-      m_failure = {.status = status,
-                   .message = "the sound server does not play on '" + m_sink.name +
-                              "': " + m_stream->reason()};
-    }
     stop();
   }
   return status;
+}
+
+void PulseDriver::begun() {
+  const std::lock_guard lock(m_failureLock);
+  m_failure = {};
+}
+
+/// Kept for failure(). Whoever plays bursts goes by the status of the start, and may play PCM
+/// instead.
+void PulseDriver::refused(OSStatus status, const std::string& reason) {
+  if (!m_burstRate) {
+    const std::lock_guard lock(m_failureLock);
+    m_failure = {.status = status,
+                 .message = "the sound server does not play on '" + m_sink.name + "': " + reason};
+  }
 }
 
 void PulseDriver::stop() {

@@ -13,7 +13,7 @@
 
 namespace Platform {
 
-class PulseDriver final : public SinkDriver {
+class PulseDriver final : public SinkDriver, private StreamListener {
  public:
   PulseDriver(std::shared_ptr<PulseConnection> connection, const Sink& sink);
 
@@ -26,12 +26,17 @@ class PulseDriver final : public SinkDriver {
   OSStatus offerFormat(const PcmFormat& format, bool running) override;
   OSStatus start(CycleSource& source) override;
   void stop() override;
+  bool isSounding() const override { return true; }
+  bool isSuspended() const override { return m_figures.suspended.load(); }
+  bool answers() override { return m_connection->answers(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures.latencyFrames.load(); }
   AudioDevices::Failure failure() const override;
   std::uint64_t underruns() const override { return m_figures.underruns.load(); }
 
  private:
+  void begun() override;
+  void refused(OSStatus status, const std::string& reason) override;
   StreamPlan plan() const;
   void adaptToSink();
 

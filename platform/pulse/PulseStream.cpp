@@ -53,12 +53,13 @@ std::uint32_t PulseStream::bufferFrames(const StreamPlan& plan) {
 }
 
 PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
-                         CycleSource& source, StreamFigures& figures)
+                         CycleSource& source, StreamFigures& figures, StreamListener& listener)
     : m_connection(std::move(connection)),
       m_plan(plan),
       m_source(source),
       m_frameBytes(pa_frame_size(&m_plan.spec)),
-      m_figures(figures) {
+      m_figures(figures),
+      m_listener(listener) {
   m_figures.latencyFrames.store(bufferFrames(m_plan));
   m_figures.endedAt.store(0);
 }
@@ -81,14 +82,17 @@ void PulseStream::close() {
 OSStatus PulseStream::open() {
   const PulseConnection::Hold hold(*m_connection);
   if (!connect()) {
-    return failed(pa_context_errno(m_connection->context()));
+    return refused(pa_context_errno(m_connection->context()));
+  }
+  if (!m_plan.bursts) {
+    return noErr;
   }
   const bool answered = m_connection->waitUntil(
       [this] { return pa_stream_get_state(m_stream) != PA_STREAM_CREATING; });
   if (!answered) {
-    return failed(PA_ERR_TIMEOUT);
+    return refused(PA_ERR_TIMEOUT);
   }
-  return m_isReady ? OSStatus{noErr} : failed(pa_context_errno(m_connection->context()));
+  return m_isReady ? OSStatus{noErr} : statusOf(pa_context_errno(m_connection->context()));
 }
 
 bool PulseStream::connect() {
@@ -117,23 +121,37 @@ bool PulseStream::connect() {
                                     nullptr) == 0;
 }
 
-OSStatus PulseStream::failed(int error) {
-  m_reason = pa_strerror(error);
-  return statusOf(error);
+OSStatus PulseStream::refused(int error) {
+  const OSStatus status = statusOf(error);
+  m_listener.refused(status, pa_strerror(error));
+  return status;
 }
 
-/// Why the server ends a stream shows in a look at it taken now. Without a server there is nothing
-/// to look at.
 void PulseStream::onState(pa_stream* stream, void* self) {
   auto& one = *static_cast<PulseStream*>(self);
   const pa_stream_state_t state = pa_stream_get_state(stream);
   if (state == PA_STREAM_READY) {
     one.m_isReady = true;
-  } else if (state == PA_STREAM_FAILED && one.m_isReady &&
-             PA_CONTEXT_IS_GOOD(pa_context_get_state(one.m_connection->context()))) {
-    one.m_figures.endedAt.store(one.m_connection->look());
+    one.m_listener.begun();
+  } else if (state == PA_STREAM_FAILED) {
+    one.ended();
   }
   one.m_connection->signal();
+}
+
+/// Why the server ends a stream, or knows no such sink, shows in a look at it taken now. Without a
+/// server there is nothing to look at.
+void PulseStream::ended() {
+  pa_context* const context = m_connection->context();
+  if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(context))) {
+    return;
+  }
+  const int error = pa_context_errno(context);
+  if (m_isReady || error == PA_ERR_NOENTITY) {
+    m_figures.endedAt.store(m_connection->look());
+  } else {
+    refused(error);
+  }
 }
 
 void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void* self) {

@@ -30,21 +30,31 @@ struct StreamFigures {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
   std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
+  std::atomic<bool> suspended{false};       // the sink is
+};
+
+/// Hears of how a stream begins. On libpulse's thread, or inside open().
+class StreamListener {
+ public:
+  virtual void begun() = 0;
+  virtual void refused(OSStatus status, const std::string& reason) = 0;
+
+ protected:
+  ~StreamListener() = default;
 };
 
 class PulseStream {
  public:
   PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
-              CycleSource& source, StreamFigures& figures);
+              CycleSource& source, StreamFigures& figures, StreamListener& listener);
   ~PulseStream() { close(); }
   PulseStream(const PulseStream&) = delete;
   PulseStream& operator=(const PulseStream&) = delete;
 
-  /// Connects, and waits until the server has agreed; cycles may begin before that. Once. Neither
-  /// this nor close() with a device's I/O lock held. [host-thread]
+  /// Connects; PCM does not wait for what the server says to it, bursts do, as they may be played
+  /// otherwise. Once. Neither this nor close() with a device's I/O lock held. [host-thread]
   OSStatus open();
   void close();  // no cycle is under way or comes after the return
-  const std::string& reason() const { return m_reason; }  // of a failure
 
   void write(const void* bytes, std::size_t byteCount);  // inside a cycle; [io-thread]
 
@@ -58,7 +68,8 @@ class PulseStream {
   static void onUnderrun(pa_stream* stream, void* self);
 
   bool connect();
-  OSStatus failed(int error);
+  OSStatus refused(int error);
+  void ended();
   void fill(std::uint32_t mostCycles);
   bool hasRoom() const;
   void fillLater();
@@ -70,7 +81,7 @@ class PulseStream {
   CycleSource& m_source;
   const std::size_t m_frameBytes;
   StreamFigures& m_figures;
-  std::string m_reason;
+  StreamListener& m_listener;
 
   // Under libpulse's lock
   pa_stream* m_stream = nullptr;

@@ -19,12 +19,12 @@ using Platform::Registry;
 constexpr std::string_view kFilePrefix = "file:";
 constexpr int kMostPartsPerMillion = 100'000;
 
-DeviceDescription describe(const Platform::Device& device, bool isDefault) {
+DeviceDescription describeIt(const Platform::Device& device) {
   const Platform::DeviceState state = device.state();
   DeviceDescription description{.id = device.id(),
                                 .identifier = device.identifier(),
                                 .name = device.name(),
-                                .isDefault = isDefault,
+                                .isDefault = Registry::instance().defaultDevice().get() == &device,
                                 .sampleRate = state.sampleRate(),
                                 .latencyFrames = device.latencyFrames(),
                                 .labels = state.description.labels,
@@ -74,11 +74,15 @@ std::vector<DeviceDescription> list(Failure* noServer) {
     *noServer = std::move(found);
   }
   std::vector<DeviceDescription> descriptions;
-  const auto defaultDevice = Registry::instance().defaultDevice();
   for (const auto& device : Registry::instance().devices()) {
-    descriptions.push_back(describe(*device, device == defaultDevice));
+    descriptions.push_back(describeIt(*device));
   }
   return descriptions;
+}
+
+DeviceDescription describe(AudioDeviceID id) {
+  const auto device = Registry::instance().device(id);
+  return device ? describeIt(*device) : DeviceDescription{};
 }
 
 AudioDeviceID attach(const std::string& identifier, Failure* failure,
@@ -115,7 +119,7 @@ Failure detach(AudioDeviceID id) {
     return {.status = kAudioHardwareIllegalOperationError,
             .message = "a device cannot be detached from inside its own cycle"};
   }
-  Registry::instance().remove(device);
+  Registry::instance().detach(device);
   return device->failure();
 }
 

@@ -10,6 +10,7 @@
 #include "CallScript.h"
 #include "IoProcedure.h"
 #include "ObjectProperties.h"
+#include "PropertyListeners.h"
 
 using Platform::CallData;
 using Platform::exported;
@@ -53,6 +54,16 @@ OSStatus dataOf(AudioObjectID object, const AudioObjectPropertyAddress& address,
   }
   std::copy_n(value.bytes.begin(), count, static_cast<std::byte*>(data));
   size = static_cast<UInt32>(count);
+  return noErr;
+}
+
+OSStatus withListener(AudioObjectID object, const AudioObjectPropertyAddress* address,
+                      AudioObjectPropertyListenerProc procedure, void* clientData,
+                      void (*apply)(const Platform::PropertyListener&)) {
+  if (address == nullptr || procedure == nullptr) {
+    return kAudioHardwareIllegalOperationError;
+  }
+  apply({object, address->mSelector, procedure, clientData});
   return noErr;
 }
 
@@ -104,6 +115,31 @@ OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,
   return exported("AudioObjectSetPropertyData", OnFailure::DoNothing,
                   CallData{.bytes = inData, .count = inDataSize}, work, inObjectID,
                   address.mSelector, address.mScope, address.mElement, inDataSize);
+}
+
+OSStatus AudioObjectAddPropertyListener(AudioObjectID inObjectID,
+                                        const AudioObjectPropertyAddress* inAddress,
+                                        AudioObjectPropertyListenerProc inListener,
+                                        void* inClientData) {
+  return exported(
+      "AudioObjectAddPropertyListener", OnFailure::DoNothing, {},
+      [&] {
+        return withListener(inObjectID, inAddress, inListener, inClientData, Platform::addListener);
+      },
+      inObjectID, orNone(inAddress).mSelector, inListener, inClientData);
+}
+
+OSStatus AudioObjectRemovePropertyListener(AudioObjectID inObjectID,
+                                           const AudioObjectPropertyAddress* inAddress,
+                                           AudioObjectPropertyListenerProc inListener,
+                                           void* inClientData) {
+  return exported(
+      "AudioObjectRemovePropertyListener", OnFailure::WorkFirst, {},
+      [&] {
+        return withListener(inObjectID, inAddress, inListener, inClientData,
+                            Platform::removeListener);
+      },
+      inObjectID, orNone(inAddress).mSelector, inListener, inClientData);
 }
 
 OSStatus AudioDeviceCreateIOProcID(AudioObjectID inDevice, AudioDeviceIOProc inProc,

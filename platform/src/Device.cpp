@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "DeviceWatch.h"
 #include "Silence.h"
 #include "time/HostTime.h"
 
@@ -30,6 +31,10 @@ double DeviceState::sampleRate() const {
   const auto bursts = std::ranges::find_if(streams, isBurstFormat, &DriverStream::format);
   const auto leading = bursts != streams.end() ? bursts : streams.begin();
   return leading != streams.end() ? leading->format.mSampleRate : 0.0;
+}
+
+double DeviceState::nominalRate() const {
+  return description.nominalRate > 0 ? description.nominalRate : sampleRate();
 }
 
 std::uint32_t DeviceState::channels() const {
@@ -137,7 +142,7 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
   bool first = false;
   {
     const std::lock_guard io(m_io);
-    if (m_ended.load()) {
+    if (!isAlive()) {
       return kAudioHardwareBadDeviceError;
     }
     if (!(m_state.sampleRate() > 0)) {
@@ -152,6 +157,9 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
   }
   if (!first) {
     return noErr;
+  }
+  if (m_driver->isSounding()) {
+    watchCycles();
   }
   m_driver->stop();  // a thread that ended by itself is still to be joined
   const OSStatus status = m_driver->start(*this);
@@ -219,12 +227,33 @@ void Device::endAtExit() {
   m_driver->finish();
 }
 
-void Device::lose(const AudioDevices::Failure& loss) {
+void Device::markLost(const AudioDevices::Failure& loss) {
   if (isAlive()) {
     const std::lock_guard model(modelLock());
     m_loss = loss;
+    m_lost = true;
   }
-  end();
+}
+
+CycleWatchdog::Finding Device::look(std::uint64_t nowNs) {
+  const bool plays = isAlive() && hasClients() && m_driver->isSounding() && !isSuspended();
+  const DeviceState present = state();
+  const auto cycleNs =
+      plays ? static_cast<std::uint64_t>(present.cycleFrames() * 1e9 / present.sampleRate()) : 0;
+  const auto finding = m_watchdog.look(nowNs, plays, m_cycles.load(), cycleNs);
+  m_stands = m_watchdog.stands();
+  return finding;
+}
+
+void Device::openAnew() {
+  if (!m_driver->answers()) {
+    return;
+  }
+  const std::lock_guard control(m_control);
+  if (hasClients() && isAlive()) {
+    m_driver->stop();
+    m_driver->start(*this);
+  }
 }
 
 AudioDevices::Failure Device::failure() const {

@@ -22,6 +22,7 @@
 #include <thread>
 #include <vector>
 
+#include "CycleWatchdog.h"
 #include "Driver.h"
 
 namespace Platform {
@@ -48,6 +49,7 @@ struct DeviceState {
   std::uint64_t generation = 0;  // grows with each change
 
   double sampleRate() const;       // of the stream of bursts, if there is one, else of the first
+  double nominalRate() const;      // the device's own, where streams are converted on the way
   std::uint32_t channels() const;  // of the PCM streams
   std::uint32_t cycleFrames() const;
 };
@@ -85,9 +87,18 @@ class Device final : public CycleSource {
   void end();
   /// The same at process exit, when the cycle's thread can no longer be joined.
   void endAtExit();
-  bool isAlive() const { return !m_ended.load(); }
-  /// The same for a device that is there no more: failure() tells why. Nothing once it has ended.
-  void lose(const AudioDevices::Failure& loss);
+  /// It is there no more, and is about to be ended: failure() tells why. Nothing once it has ended.
+  void markLost(const AudioDevices::Failure& loss);
+  bool isAlive() const { return !m_ended.load() && !m_lost.load(); }
+
+  /// Plays, and runs no cycle for too long; as found by the last look. [any-thread]
+  bool stands() const { return m_stands.load(); }
+  bool isSuspended() const { return m_driver->isSuspended(); }
+  /// What the watch over cycles finds now. [device watch]
+  CycleWatchdog::Finding look(std::uint64_t nowNs);
+  /// Has the driver begin anew, if it is of use; waits for a server, with no lock held, for whether
+  /// that answers at all. [device watch]
+  void openAnew();
 
   AudioDevices::Failure failure() const;  // [any-thread]
   std::uint32_t latencyFrames() const { return m_driver->latencyFrames(); }
@@ -131,9 +142,13 @@ class Device final : public CycleSource {
   std::vector<std::byte> m_list;                   // an AudioBufferList of that many
   std::uint64_t m_framesSinceStart = 0;
 
+  CycleWatchdog m_watchdog;  // the watch's alone
+
   // Atomic: each stands for itself
   std::atomic<std::size_t> m_clientCount{0};
   std::atomic<bool> m_ended{false};
+  std::atomic<bool> m_lost{false};
+  std::atomic<bool> m_stands{false};
   std::atomic<std::thread::id> m_cycleThread{};
   std::atomic<std::uint64_t> m_cycles{0};
   std::atomic<std::uint64_t> m_framesPlayed{0};

@@ -13,6 +13,12 @@ OSStatus Driver::setLayout(const Labels& /*labels*/, bool /*running*/) {
 
 OSStatus Driver::offerFormat(const PcmFormat& /*format*/, bool /*running*/) { return noErr; }
 
+bool Driver::isSounding() const { return false; }
+
+bool Driver::isSuspended() const { return false; }
+
+bool Driver::answers() { return true; }
+
 void Driver::finish() {}
 
 std::uint32_t Driver::latencyFrames() const { return 0; }

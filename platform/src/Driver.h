@@ -28,6 +28,7 @@ struct DriverDescription {
   std::vector<DriverStream> streams;
   Labels labels;                    // one per channel of all streams, in order
   std::uint32_t cycleFrames = 512;  // usual; a stream in a burst format makes it one burst
+  double nominalRate = 0;           // where it is another one than that of the streams
 };
 
 /// What a driver runs cycles on; the device implements it.
@@ -70,6 +71,14 @@ class Driver {
   /// called from within a cycle. [host-thread]
   virtual OSStatus start(CycleSource& source) = 0;
   virtual void stop() = 0;
+
+  /// Plays by a clock that is not ours, so that its cycles may stay away. [any-thread]
+  virtual bool isSounding() const;
+  /// Somebody else has stopped it for a while. [any-thread]
+  virtual bool isSuspended() const;
+  /// Whether stop() and start() could help one whose cycles stay away; may wait for a server, for 2
+  /// s at most. With no lock held.
+  virtual bool answers();
 
   /// The cycle's buffers, one per stream; valid only during the call. `silent`: nobody had anything
   /// to play. May copy, may not wait. [io-thread]

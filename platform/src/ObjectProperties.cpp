@@ -5,7 +5,6 @@
 
 #include "ChannelLayout.h"
 #include "Device.h"
-#include "Graph.h"
 #include "Registry.h"
 
 namespace Platform {
@@ -43,6 +42,8 @@ PropertyValue readSystem(const AudioObjectPropertyAddress& address) {
       const auto device = registry.defaultDevice();
       return device ? valueOf(device->id()) : failed(kAudioHardwareUnspecifiedError);
     }
+    case kAudioHardwarePropertyServiceRestarted:
+      return valueOf(UInt32{0});
     default:
       return failed(kAudioHardwareUnknownPropertyError);
   }
@@ -64,13 +65,15 @@ PropertyValue readOutputSide(const Device& device, AudioObjectPropertySelector s
 PropertyValue readDevice(const Device& device, const AudioObjectPropertyAddress& address) {
   switch (address.mSelector) {
     case kAudioDevicePropertyNominalSampleRate:
-      return valueOf(Float64{device.state().sampleRate()});
+      return valueOf(Float64{device.state().nominalRate()});
     case kAudioDevicePropertyBufferFrameSize:
       return valueOf(UInt32{device.state().cycleFrames()});
     case kAudioDevicePropertyDeviceIsRunning:
       return valueOf(UInt32{device.hasClients()});
     case kAudioDevicePropertyDeviceIsAlive:
       return valueOf(UInt32{device.isAlive()});
+    case kAudioDevicePropertyIOStoppedAbnormally:
+      return valueOf(UInt32{device.stands() || (device.hasClients() && device.isSuspended())});
     case kAudioDevicePropertyStreams:
       if (address.mScope == kAudioDevicePropertyScopeInput) {
         return arrayOf(std::vector<AudioStreamID>());
@@ -114,11 +117,8 @@ OSStatus writeSystem(const AudioObjectPropertyAddress& address, std::span<const 
   if (!id) {
     return kAudioHardwareBadPropertySizeError;
   }
-  if (!Registry::instance().setDefaultDevice(*id)) {
-    return kAudioHardwareBadDeviceError;
-  }
-  followDefaultDevice();
-  return noErr;
+  return Registry::instance().choose(*id) ? OSStatus{noErr}
+                                          : OSStatus{kAudioHardwareBadDeviceError};
 }
 
 OSStatus writeDevice(Device& device, const AudioObjectPropertyAddress& address,

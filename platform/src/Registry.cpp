@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
+
+#include "Graph.h"
+#include "PropertyListeners.h"
 
 namespace Platform {
 namespace {
@@ -34,20 +38,40 @@ std::shared_ptr<Device> Registry::make(std::string identifier, std::string name,
 }
 
 std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
-                                      std::unique_ptr<Driver> driver) {
+                                      std::unique_ptr<Driver> driver, Origin origin) {
   auto device = make(std::move(identifier), std::move(name), std::move(driver));
-  const std::lock_guard model(modelLock());
-  m_devices.push_back(device);
+  {
+    const std::lock_guard model(modelLock());
+    forgetLost(device->identifier());
+    if (origin == Origin::Server) {
+      m_serverDevices.insert(device->id());
+    }
+    m_devices.push_back(device);
+    apply(Change::DeviceBack, device.get());
+  }
+  notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+  followDefaultDevice();
   return device;
 }
 
-std::shared_ptr<Device> Registry::addServerDevice(std::string identifier, std::string name,
-                                                  std::unique_ptr<Driver> driver) {
-  auto device = make(std::move(identifier), std::move(name), std::move(driver));
-  const std::lock_guard model(modelLock());
-  m_serverDevices.insert(device->id());
-  m_devices.push_back(device);
-  return device;
+/// But for the last one, whose failure and totals may still be asked for.
+void Registry::forgetLost(const std::string& identifier) {
+  const auto isOne = [&](const auto& each) {
+    return !each->isAlive() && each->identifier() == identifier;
+  };
+  while (std::ranges::count_if(m_devices, isOne) > 1) {
+    m_devices.erase(std::ranges::find_if(m_devices, isOne));
+  }
+}
+
+void Registry::detach(const std::shared_ptr<Device>& device) {
+  {
+    const std::lock_guard model(modelLock());
+    if (m_chosen == device->identifier()) {
+      m_chosen.clear();
+    }
+  }
+  remove(device);
 }
 
 void Registry::remove(const std::shared_ptr<Device>& device) {
@@ -55,11 +79,32 @@ void Registry::remove(const std::shared_ptr<Device>& device) {
     const std::lock_guard model(modelLock());
     std::erase(m_devices, device);
     m_serverDevices.erase(device->id());
-    if (m_chosenDefault == device->id()) {
-      m_chosenDefault = kAudioObjectUnknown;
+    apply(Change::DeviceGone, device.get());
+  }
+  notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+  followDefaultDevice();
+  device->end();
+}
+
+void Registry::lose(const std::vector<Loss>& losses, Change change) {
+  if (losses.empty()) {
+    return;
+  }
+  for (const Loss& loss : losses) {
+    loss.device->markLost(loss.reason);
+  }
+  {
+    const std::lock_guard model(modelLock());
+    for (const Loss& loss : losses) {
+      apply(change, loss.device.get());
     }
   }
-  device->end();
+  followDefaultDevice();
+  for (const Loss& loss : losses) {
+    notifyListeners(loss.device->id(), kAudioDevicePropertyDeviceIsAlive);
+    loss.device->end();
+  }
+  notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
 }
 
 std::vector<std::shared_ptr<Device>> Registry::devices() const {
@@ -72,8 +117,7 @@ std::vector<std::shared_ptr<Device>> Registry::devices() const {
 
 std::shared_ptr<Device> Registry::device(AudioObjectID id) const {
   const std::lock_guard model(modelLock());
-  const auto found = std::ranges::find(m_devices, id, [](const auto& each) { return each->id(); });
-  return found == m_devices.end() ? nullptr : *found;
+  return find(id);
 }
 
 std::shared_ptr<Device> Registry::device(const std::string& identifier) const {
@@ -98,33 +142,114 @@ std::pair<std::shared_ptr<Device>, std::size_t> Registry::stream(AudioObjectID i
 
 std::shared_ptr<Device> Registry::defaultDevice() const {
   const std::lock_guard model(modelLock());
-  const auto isDefault = [this](const std::shared_ptr<Device>& each) {
-    if (m_chosenDefault != kAudioObjectUnknown) {
-      return each->id() == m_chosenDefault;
-    }
-    return !m_serverDevices.contains(each->id());
-  };
-  auto found = std::ranges::find_if(m_devices, isDefault);
-  if (found == m_devices.end()) {
-    found =
-        std::ranges::find(m_devices, m_serverDefault, [](const auto& each) { return each->id(); });
-  }
-  return found != m_devices.end() && (*found)->isAlive() ? *found : nullptr;
+  const auto output = find(m_output);
+  return output && output->isAlive() ? output : nullptr;
 }
 
-bool Registry::setDefaultDevice(AudioObjectID id) {
-  const std::lock_guard model(modelLock());
-  const bool known =
-      std::ranges::any_of(m_devices, [id](const auto& each) { return each->id() == id; });
-  if (known) {
-    m_chosenDefault = id;
+bool Registry::choose(AudioObjectID id) {
+  {
+    const std::lock_guard model(modelLock());
+    const auto device = find(id);
+    if (!device) {
+      return false;
+    }
+    m_chosen = device->identifier();
+    apply(Change::DeviceBack, device.get());
   }
-  return known;
+  followDefaultDevice();
+  return true;
 }
 
 void Registry::setServerDefault(AudioObjectID id) {
+  {
+    const std::lock_guard model(modelLock());
+    if (std::exchange(m_serverDefault, id) == id) {
+      return;
+    }
+    apply(Change::DefaultChanged, nullptr);
+  }
+  followDefaultDevice();
+}
+
+Action Registry::changed(Change change, const Device& device,
+                         AudioObjectPropertySelector selector) {
+  notifyListeners(device.id(), selector);
   const std::lock_guard model(modelLock());
-  m_serverDefault = id;
+  return apply(change, &device);
+}
+
+void Registry::serverBack() {
+  {
+    const std::lock_guard model(modelLock());
+    apply(Change::ServerBack, nullptr);
+  }
+  notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyServiceRestarted);
+  followDefaultDevice();
+}
+
+std::shared_ptr<Device> Registry::find(AudioObjectID id) const {
+  const auto found = std::ranges::find(m_devices, id, [](const auto& each) { return each->id(); });
+  return found != m_devices.end() ? *found : nullptr;
+}
+
+std::shared_ptr<Device> Registry::chosen() const {
+  const auto found = std::ranges::find_if(m_devices, [this](const auto& each) {
+    return each->isAlive() && each->identifier() == m_chosen;
+  });
+  return found != m_devices.end() ? *found : nullptr;
+}
+
+std::shared_ptr<Device> Registry::fallback() const {
+  const auto attached = std::ranges::find_if(m_devices, [this](const auto& each) {
+    return each->isAlive() && !m_serverDevices.contains(each->id());
+  });
+  if (attached != m_devices.end()) {
+    return *attached;
+  }
+  const auto ofServer = find(m_serverDefault);
+  return ofServer && ofServer->isAlive() ? ofServer : nullptr;
+}
+
+Situation Registry::situation(Change change, const Device* device) const {
+  Situation now{.change = change,
+                .subject = Subject::Another,
+                .choice = Choice::None,
+                .fallback = fallback() ? Fallback::There : Fallback::None};
+  if (!m_chosen.empty()) {
+    now.choice = chosen() ? Choice::There : Choice::Missing;
+  }
+  if (device != nullptr && device->identifier() == m_chosen && device->isAlive()) {
+    now.subject = Subject::TheChosen;
+  }
+  if (device != nullptr && device->id() == m_output) {
+    now.subject = Subject::ThePlaying;
+  }
+  return now;
+}
+
+/// Answers what is for others to do, too.
+Action Registry::apply(Change change, const Device* device) {
+  const auto output = [&](const std::shared_ptr<Device>& target) {
+    const AudioObjectID id = target ? target->id() : AudioObjectID{kAudioObjectUnknown};
+    if (std::exchange(m_output, id) != id) {
+      notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+    }
+  };
+  const Action action = decide(situation(change, device));
+  switch (action) {
+    case Action::PlayOnChosen:
+      output(chosen());
+      break;
+    case Action::PlayOnDefault:
+      output(fallback());
+      break;
+    case Action::Hold:
+      output(nullptr);
+      break;
+    default:
+      break;
+  }
+  return action;
 }
 
 void Registry::endAtExit() {

@@ -58,7 +58,7 @@ AudioStreamID ScriptedDevice::stream(std::size_t index) const {
   return m_device->streamIds().at(index);
 }
 
-void ScriptedDevice::makeDefault() { Platform::Registry::instance().setDefaultDevice(id()); }
+void ScriptedDevice::makeDefault() { Platform::Registry::instance().choose(id()); }
 
 ScriptedDevice::Cycle ScriptedDevice::cycle(std::uint32_t frames) {
   const std::lock_guard lock(m_driver->handLock());

@@ -4,7 +4,6 @@
 #include <thread>
 #include <utility>
 
-#include "Graph.h"
 #include "Module.h"
 #include "Registry.h"
 #include "time/HostTime.h"
@@ -17,9 +16,9 @@ const Sink* find(const ServerState& state, const std::string& name) {
   return found != state.sinks.end() ? &*found : nullptr;
 }
 
-AudioDevices::Failure lossOf(const Device& device, const std::string& what) {
-  return {.status = kAudioHardwareBadDeviceError,
-          .message = "the device '" + device.identifier() + "' is lost: " + what};
+AudioDevices::Failure lossOf(const Device& device, const std::string& what,
+                             OSStatus status = kAudioHardwareBadDeviceError) {
+  return {.status = status, .message = "the device '" + device.identifier() + "' is lost: " + what};
 }
 
 }  // namespace
@@ -39,7 +38,7 @@ AudioDevices::Failure ServerDevices::update() {
   if (!m_server || !m_server->state().connected) {
     failure = connect();
   }
-  if (m_server) {
+  if (m_server && m_server->state().connected) {
     synchronise(Lost::GetANewDevice);
   }
   return failure;
@@ -70,15 +69,42 @@ void ServerDevices::serverChanged() {
 }
 
 void ServerDevices::watch() {
+  std::optional<std::chrono::milliseconds> atMost;  // until the next try to connect
   for (;;) {
-    {
-      std::unique_lock lock(m_changeLock);
-      m_change.wait(lock, [this] { return m_changed; });
-      m_changed = false;
-    }
+    awaitChange(atMost);
     const std::lock_guard lock(m_lock);
-    synchronise(Lost::StayLost);
+    if (m_server->state().connected) {
+      synchronise(Lost::StayLost);
+    } else {
+      loseDevices(m_server->state());
+      reconnect();
+    }
+    atMost.reset();
+    if (!m_server->state().connected) {
+      atMost = m_backOff;
+    }
   }
+}
+
+void ServerDevices::awaitChange(std::optional<std::chrono::milliseconds> atMost) {
+  std::unique_lock lock(m_changeLock);
+  const auto hasChanged = [this] { return m_changed; };
+  if (atMost) {
+    m_change.wait_for(lock, *atMost, hasChanged);
+  } else {
+    m_change.wait(lock, hasChanged);
+  }
+  m_changed = false;
+}
+
+void ServerDevices::reconnect() {
+  if (connect()) {
+    m_backOff = std::min(2 * m_backOff, kLongestBackOff);
+    return;
+  }
+  m_backOff = kFirstBackOff;
+  synchronise(Lost::GetANewDevice);
+  Registry::instance().serverBack();
 }
 
 /// In this order, so that what follows the default moves before the device it leaves is told to be
@@ -92,7 +118,6 @@ void ServerDevices::synchronise(Lost lost) {
   const bool isThere = chosen != m_entries.end() && chosen->second.device->isAlive();
   Registry::instance().setServerDefault(isThere ? chosen->second.device->id()
                                                 : AudioObjectID{kAudioObjectUnknown});
-  followDefaultDevice();
   loseDevices(state);
 }
 
@@ -105,13 +130,32 @@ void ServerDevices::takeOver(const Sink& sink, Lost lost) {
   Entry& entry = known->second;
   const bool isNew = sink.index != entry.sink.index;
   if (isNew || (!entry.device->isAlive() && lost == Lost::GetANewDevice)) {
-    entry.device->lose(lossOf(*entry.device, "it was replaced"));
-    entry = makeDevice(sink);
-  } else if (sink != std::exchange(entry.sink, sink)) {
+    replace(entry, sink);
+  } else if (const Sink former = std::exchange(entry.sink, sink); former != sink) {
     entry.device->change([&](bool running) {
       entry.driver->update(sink, running);
       return noErr;
     });
+    tellOf(former, entry);
+  }
+}
+
+/// What plays on it moves to the new one at once, if it can.
+void ServerDevices::replace(Entry& entry, const Sink& sink) {
+  const Registry::Loss loss{entry.device, lossOf(*entry.device, "it was replaced")};
+  entry.device->markLost(loss.reason);
+  entry = makeDevice(sink);
+  Registry::instance().lose({loss}, Change::DeviceGone);
+}
+
+void ServerDevices::tellOf(const Sink& former, const Entry& entry) {
+  Registry& registry = Registry::instance();
+  if (entry.sink.rate != former.rate) {
+    registry.changed(Change::RateChanged, *entry.device, kAudioDevicePropertyNominalSampleRate);
+  }
+  if (entry.sink.suspended != former.suspended) {
+    registry.changed(entry.sink.suspended ? Change::Suspended : Change::Resumed, *entry.device,
+                     kAudioDevicePropertyIOStoppedAbnormally);
   }
 }
 
@@ -119,21 +163,29 @@ ServerDevices::Entry ServerDevices::makeDevice(const Sink& sink) {
   auto driver = m_server->makeDriver(sink);
   SinkDriver* const observed = driver.get();
   return {.sink = sink,
-          .device = Registry::instance().addServerDevice(kServerPrefix + sink.name,
-                                                         sink.description, std::move(driver)),
+          .device = Registry::instance().add(kServerPrefix + sink.name, sink.description,
+                                             std::move(driver), Origin::Server),
           .driver = observed};
 }
 
 void ServerDevices::loseDevices(const ServerState& state) {
-  for (auto& [name, entry] : m_entries) {
+  std::vector<Registry::Loss> gone;
+  std::vector<Registry::Loss> ended;
+  for (const auto& [name, entry] : m_entries) {
+    if (!entry.device->isAlive()) {
+      continue;
+    }
     if (!state.connected) {
-      entry.device->lose(lossOf(*entry.device, "the sound server is gone"));
+      gone.push_back({entry.device, lossOf(*entry.device, "the sound server is gone")});
     } else if (find(state, name) == nullptr) {
-      entry.device->lose(lossOf(*entry.device, "it is not there any more"));
+      gone.push_back({entry.device, lossOf(*entry.device, "it is not there any more")});
     } else if (entry.driver->streamEndedBy(state.generation)) {
-      entry.device->lose(lossOf(*entry.device, "the sound server ended the stream"));
+      ended.push_back({entry.device, lossOf(*entry.device, "the sound server ended the stream",
+                                            kAudioHardwareNotRunningError)});
     }
   }
+  Registry::instance().lose(gone, state.connected ? Change::DeviceGone : Change::ServerGone);
+  Registry::instance().lose(ended, Change::StreamEnded);
   std::erase_if(m_entries, [&](const auto& each) { return find(state, each.first) == nullptr; });
 }
 

@@ -2,16 +2,18 @@
 
 /// The sound server's sinks as devices. Connects on demand; from then on a thread of its own keeps
 /// the registry in step with the server: sinks that come and go, and the default output device,
-/// which is the server's default sink while nobody chose another. The server itself is never
-/// changed.
+/// which is the server's default sink while nobody chose another. When the server goes, the thread
+/// tries to connect again, less and less often. The server itself is never changed.
 ///
 /// One a process, never destroyed. m_lock is held while devices are added, moved to and ended, and
 /// comes before every lock of theirs; the server is waited for under it, for 2 s at most.
 
+#include <chrono>
 #include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "Device.h"
@@ -31,6 +33,9 @@ class ServerDevices final : private SoundServerListener {
   AudioDevices::Failure update();
 
  private:
+  static constexpr std::chrono::milliseconds kFirstBackOff{250};
+  static constexpr std::chrono::milliseconds kLongestBackOff{4000};
+
   enum class Lost { StayLost, GetANewDevice };
   struct Entry {
     Sink sink;
@@ -41,9 +46,13 @@ class ServerDevices final : private SoundServerListener {
   ServerDevices() = default;
   void serverChanged() override;
   AudioDevices::Failure connect();
-  void watch();
+  [[noreturn]] void watch();
+  void awaitChange(std::optional<std::chrono::milliseconds> atMost);
+  void reconnect();
   void synchronise(Lost lost);
   void takeOver(const Sink& sink, Lost lost);
+  void replace(Entry& entry, const Sink& sink);
+  void tellOf(const Sink& former, const Entry& entry);
   Entry makeDevice(const Sink& sink);
   void loseDevices(const ServerState& state);
 
@@ -53,6 +62,7 @@ class ServerDevices final : private SoundServerListener {
   std::unique_ptr<SoundServer> m_server;
   std::map<std::string, Entry> m_entries;  // by the sink's name
   bool m_watched = false;
+  std::chrono::milliseconds m_backOff = kFirstBackOff;  // until the next try to connect again
 
   // For the watching thread; m_changeLock is a leaf
   std::mutex m_changeLock;

@@ -56,6 +56,10 @@ struct DeviceDescription {
 /// for 2 s at most. `*noServer`: why there is none, in one line.
 std::vector<DeviceDescription> list(Failure* noServer = nullptr);
 
+/// One of them, or one that is lost; `id` is kAudioObjectUnknown when it is not known. Asks nobody.
+/// [any-thread]
+DeviceDescription describe(AudioDeviceID device);
+
 /// What a file device is to be, besides its path.
 struct AttachOptions {
   /// A WAV file's stream offers AC-3 formats beside PCM; the file then holds bursts dressed as 16

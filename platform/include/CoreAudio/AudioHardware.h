@@ -35,6 +35,7 @@ enum {
   /* of the system object */
   kAudioHardwarePropertyDevices = 0x64657623,             /* 'dev#' AudioDeviceID[] */
   kAudioHardwarePropertyDefaultOutputDevice = 0x644F7574, /* 'dOut' AudioDeviceID, settable */
+  kAudioHardwarePropertyServiceRestarted = 0x73727374, /* 'srst' UInt32; its change is the news */
   /* of a device */
   kAudioDevicePropertyStreams = 0x73746D23,                /* 'stm#' AudioStreamID[] */
   kAudioDevicePropertyPreferredChannelLayout = 0x73726E64, /* 'srnd' AudioChannelLayout */
@@ -43,6 +44,7 @@ enum {
   kAudioDevicePropertyLatency = 0x6C746E63,                /* 'ltnc' UInt32, frames */
   kAudioDevicePropertyDeviceIsRunning = 0x676F696E,        /* 'goin' UInt32 */
   kAudioDevicePropertyDeviceIsAlive = 0x6C69766E,          /* 'livn' UInt32 */
+  kAudioDevicePropertyIOStoppedAbnormally = 0x73747064,    /* 'stpd' UInt32: to run, but stands */
   /* of a stream */
   kAudioStreamPropertyPhysicalFormat = 0x70667420,          /* 'pft ' settable */
   kAudioStreamPropertyAvailablePhysicalFormats = 0x70667461 /* 'pfta' ranged descriptions */
@@ -77,6 +79,26 @@ OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,
                                     const AudioObjectPropertyAddress* inAddress,
                                     UInt32 inQualifierDataSize, const void* inQualifierData,
                                     UInt32 inDataSize, const void* inData);
+
+/* Tells that properties have changed; what they are now is there to be read. Called on a thread of
+ * the layer's own, one call at a time; may call anything here but is best quick. */
+typedef OSStatus (*AudioObjectPropertyListenerProc)(AudioObjectID inObjectID,
+                                                    UInt32 inNumberAddresses,
+                                                    const AudioObjectPropertyAddress* inAddresses,
+                                                    void* inClientData);
+
+/* Told are of the system object 'dev#', 'dOut' and 'srst', of a device 'livn', 'nsrt' and 'stpd'.
+ * The object need not be known. The same four a second time change nothing. */
+OSStatus AudioObjectAddPropertyListener(AudioObjectID inObjectID,
+                                        const AudioObjectPropertyAddress* inAddress,
+                                        AudioObjectPropertyListenerProc inListener,
+                                        void* inClientData);
+
+/* No call is under way or comes after the return, unless it comes from inside one. */
+OSStatus AudioObjectRemovePropertyListener(AudioObjectID inObjectID,
+                                           const AudioObjectPropertyAddress* inAddress,
+                                           AudioObjectPropertyListenerProc inListener,
+                                           void* inClientData);
 
 /* Called on the device's I/O thread once a cycle, with one zeroed buffer per output stream. */
 typedef OSStatus (*AudioDeviceIOProc)(AudioObjectID inDevice, const AudioTimeStamp* inNow,
