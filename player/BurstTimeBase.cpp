@@ -14,14 +14,16 @@ constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
 }  // namespace
 
 BurstTimeBase::BurstTimeBase(Tavro::Clock& clock, const Device& device, std::uint32_t rate)
-    : m_clock(clock), m_device(device), m_rate(rate), m_before(device.bursts()) {
+    : m_clock(clock), m_device(device.id()), m_rate(rate), m_before(taken()) {
   m_clock.addTimeBase(this);
 }
 
 BurstTimeBase::~BurstTimeBase() { m_clock.removeTimeBase(this); }
 
+std::uint64_t BurstTimeBase::taken() const { return AudioDevices::totalsOf(m_device).bursts; }
+
 std::uint32_t BurstTimeBase::currentTime() {
-  const std::uint64_t bursts = m_device.bursts() - m_before;
+  const std::uint64_t bursts = taken() - m_before;
   const std::uint64_t nowNs = Tavro::HostTime::now();
   if (bursts == 0) {
     return 0;

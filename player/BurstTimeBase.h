@@ -26,8 +26,10 @@ class BurstTimeBase final : public Tavro::TimeBaseInterface {
  private:
   static constexpr std::uint32_t kPriority = 101;  // above a component's
 
+  std::uint64_t taken() const;  // bursts, by the device
+
   Tavro::Clock& m_clock;
-  const Device& m_device;
+  const AudioDeviceID m_device;
   const std::uint32_t m_rate;
   const std::uint64_t m_before;  // bursts
 

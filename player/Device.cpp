@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "player/ExitStatus.h"
 #include "tavro_core/Log.h"
@@ -46,22 +47,28 @@ AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
   return {selector, scope, kAudioObjectPropertyElementMaster};
 }
 
+constexpr AudioObjectPropertyAddress kDefaultOutput{kAudioHardwarePropertyDefaultOutputDevice,
+                                                    kAudioObjectPropertyScopeGlobal,
+                                                    kAudioObjectPropertyElementMaster};
+
 AudioDeviceID defaultDevice() {
-  const AudioObjectPropertyAddress where =
-      address(kAudioHardwarePropertyDefaultOutputDevice, kAudioObjectPropertyScopeGlobal);
   AudioDeviceID id = kAudioObjectUnknown;
   UInt32 size = sizeof(id);
   const OSStatus status =
-      AudioObjectGetPropertyData(kAudioObjectSystemObject, &where, 0, nullptr, &size, &id);
+      AudioObjectGetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0, nullptr, &size, &id);
   return status == noErr ? id : AudioDeviceID{kAudioObjectUnknown};
 }
 
-std::uint32_t framesOf(AudioDeviceID device, AudioObjectPropertySelector selector) {
+std::uint32_t numberOf(AudioDeviceID device, AudioObjectPropertySelector selector) {
   const AudioObjectPropertyAddress where = address(selector, kAudioDevicePropertyScopeOutput);
-  UInt32 frames = 0;
-  UInt32 size = sizeof(frames);
-  const OSStatus status = AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &frames);
-  return status == noErr ? frames : 0;
+  UInt32 number = 0;
+  UInt32 size = sizeof(number);
+  const OSStatus status = AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &number);
+  return status == noErr ? number : 0;
+}
+
+bool isSet(AudioDeviceID device, AudioObjectPropertySelector selector) {
+  return numberOf(device, selector) != 0;
 }
 
 AudioStreamBasicDescription description(const StreamFormat& format) {
@@ -140,13 +147,15 @@ StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Optio
   return chosen;
 }
 
-Device::Device(const DeviceChoice& choice) : m_choice(choice) {
-  if (choice.followsDefault) {
-    m_id = defaultDevice();
-  } else {
+Device::Device(const DeviceChoice& choice, std::function<void()> onChange)
+    : m_choice(choice), m_onChange(std::move(onChange)) {
+  if (!choice.followsDefault) {
     attach();
   }
-  m_streams = describe().streams;
+  settleOn(defaultDevice());
+  if (m_onChange) {
+    AudioObjectAddPropertyListener(kAudioObjectSystemObject, &kDefaultOutput, onDefault, this);
+  }
 }
 
 void Device::attach() {
@@ -155,10 +164,8 @@ void Device::attach() {
   if (m_id == kAudioObjectUnknown) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }
-  const AudioObjectPropertyAddress where =
-      address(kAudioHardwarePropertyDefaultOutputDevice, kAudioObjectPropertyScopeGlobal);
-  const OSStatus status =
-      AudioObjectSetPropertyData(kAudioObjectSystemObject, &where, 0, nullptr, sizeof(m_id), &m_id);
+  const OSStatus status = AudioObjectSetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0,
+                                                     nullptr, sizeof(m_id), &m_id);
   if (status != noErr) {
     AudioDevices::detach(m_id);
     throw PlayerError(
@@ -168,16 +175,75 @@ void Device::attach() {
 }
 
 Device::~Device() {
+  if (m_onChange) {
+    AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &kDefaultOutput, onDefault, this);
+  }
   if (m_id != kAudioObjectUnknown && !m_choice.followsDefault) {
     AudioDevices::detach(m_id);
   }
 }
 
-/// With no device left it is the one that was, which tells what happened.
-AudioDeviceID Device::current() const {
-  const AudioDeviceID now =
-      m_choice.followsDefault ? defaultDevice() : AudioDeviceID{kAudioObjectUnknown};
-  return now != kAudioObjectUnknown ? now : m_id;
+OSStatus Device::onDefault(AudioObjectID /*object*/, UInt32 /*count*/,
+                           const AudioObjectPropertyAddress* /*addresses*/, void* device) {
+  static_cast<Device*>(device)->m_onChange();
+  return noErr;
+}
+
+void Device::settleOn(AudioDeviceID id) {
+  m_id = id;
+  const AudioDevices::DeviceDescription now = describe();
+  m_identifier = now.identifier;
+  m_streams = now.streams;
+  m_atFirst = AudioDevices::totalsOf(id);
+}
+
+std::string Device::news() {
+  if (m_choice.isFile) {
+    return "";
+  }
+  const AudioDeviceID now = defaultDevice();
+  if (now == kAudioObjectUnknown) {
+    return std::exchange(m_isThere, false)
+               ? AudioDevices::failureOf(m_id).message + "; paused until there is a device"
+               : "";
+  }
+  if (now != m_id || !m_isThere) {
+    return moveTo(now);
+  }
+  const bool stands = isSet(now, kAudioDevicePropertyIOStoppedAbnormally);
+  if (std::exchange(m_stands, stands) == stands) {
+    return "";
+  }
+  return m_identifier + (stands ? " stands still; waiting for it" : " goes on");
+}
+
+std::string Device::moveTo(AudioDeviceID id) {
+  const bool isLost = !m_isThere || !isSet(m_id, kAudioDevicePropertyDeviceIsAlive);
+  const std::string former = m_identifier;
+  m_onOthers = totals();
+  settleOn(id);
+  m_isThere = true;
+  m_stands = false;
+  if (m_identifier == former || m_identifier == m_choice.identifier) {
+    return m_identifier + " is back, now on it";
+  }
+  return (isLost ? "lost " + former + ", " : "") + "now on " + m_identifier;
+}
+
+/// The latency is that of the present one.
+AudioDevices::DeviceTotals Device::totals() const {
+  const AudioDevices::DeviceTotals now = AudioDevices::totalsOf(m_id);
+  AudioDevices::DeviceTotals all = now;
+  const auto sum = [&](auto count) {
+    all.*count = m_onOthers.*count + now.*count - std::min(now.*count, m_atFirst.*count);
+  };
+  using Totals = AudioDevices::DeviceTotals;
+  for (const auto count :
+       {&Totals::cycles, &Totals::framesPlayed, &Totals::framesHeard, &Totals::framesWritten,
+        &Totals::lateCycles, &Totals::underruns, &Totals::burstCycles, &Totals::bursts}) {
+    sum(count);
+  }
+  return all;
 }
 
 void Device::setFileFormat(const StreamFormat& format) {
@@ -197,13 +263,6 @@ void Device::setFileFormat(const StreamFormat& format) {
   }
 }
 
-AudioDevices::DeviceDescription Device::describe() const {
-  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list();
-  const auto found = std::find_if(devices.begin(), devices.end(),
-                                  [this](const auto& device) { return device.id == m_id; });
-  return found != devices.end() ? *found : AudioDevices::DeviceDescription{};
-}
-
 void Device::restoreFormats() const {
   for (const AudioDevices::StreamDescription& stream : m_streams) {
     setPhysicalFormat(stream.id, stream.currentFormat);
@@ -211,7 +270,9 @@ void Device::restoreFormats() const {
 }
 
 void Device::check() const {
-  if (const AudioDevices::Failure failure = AudioDevices::failureOf(current())) {
+  const AudioDevices::Failure failure = AudioDevices::failureOf(m_id);
+  const bool isLoss = !m_choice.isFile && failure.status == kAudioHardwareBadDeviceError;
+  if (failure && !isLoss) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }
 }
@@ -220,25 +281,23 @@ std::uint64_t Device::latencyNs() const {
   if (m_choice.isFile) {
     return 0;
   }
-  const AudioDeviceID device = current();
   const AudioObjectPropertyAddress where =
       address(kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal);
   Float64 rate = 0;
   UInt32 size = sizeof(rate);
-  if (AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
+  if (AudioObjectGetPropertyData(m_id, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
     return 0;
   }
-  const std::uint32_t frames = framesOf(device, kAudioDevicePropertyLatency) +
-                               framesOf(device, kAudioDevicePropertyBufferFrameSize);
+  const std::uint32_t frames = numberOf(m_id, kAudioDevicePropertyLatency) +
+                               numberOf(m_id, kAudioDevicePropertyBufferFrameSize);
   return static_cast<std::uint64_t>(frames / rate * 1e9);
 }
 
 /// The cycle under way is not counted yet.
 std::uint64_t Device::framesToHear() const {
-  const AudioDeviceID device = current();
   return m_choice.isFile ? 0
-                         : AudioDevices::totalsOf(device).framesPlayed +
-                               framesOf(device, kAudioDevicePropertyBufferFrameSize);
+                         : AudioDevices::totalsOf(m_id).framesPlayed +
+                               numberOf(m_id, kAudioDevicePropertyBufferFrameSize);
 }
 
 void Device::close() {

@@ -42,10 +42,12 @@ Playback::Playback(const Stage& stage, Output& output, const StreamFormat& forma
                                               stage.session.clock().currentTime(), stage.wake)),
       m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
       m_rate(format.rate),
+      m_device(stage.device.id()),
       m_connection(output, *m_source, format) {}
 
 Playback::~Playback() {
-  (m_bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) += m_source->buffers();
+  (m_bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) +=
+      m_isGivenUp ? m_source->taken() : m_source->buffers();
   m_stage.counts.sentAgain += m_sentAgain;
   m_stage.counts.seeks += m_seeks;
 }
@@ -100,12 +102,36 @@ void Playback::playToTheEnd(const Between& between) {
       ledger.notifyWhenReturned(toReturn(m_source->buffers()), m_stage.wake);
     }
     m_stage.wait(watchNs());
-    const Tavro::LedgerTotals totals = ledger.totals();
-    progress.check(totals.pulled + totals.pieces);
-    if (between(*this)) {
+    const bool isHeld = goWithDevice();
+    if (between(*this) || isHeld) {
       progress = {};
     }
+    const Tavro::LedgerTotals totals = ledger.totals();
+    progress.check(totals.pulled + totals.pieces);
   }
+}
+
+/// Answers whether playback stands for want of a device.
+bool Playback::goWithDevice() {
+  const Device& device = m_stage.device;
+  if (m_bursts && (!device.isThere() || device.id() != m_device)) {
+    takeBack();
+    m_isGivenUp = true;
+    throw DeviceChanged{m_source->spot()};
+  }
+  if (m_isPaused || m_bursts || device.plays() == !m_isHeld) {
+    return !device.plays();
+  }
+  m_isHeld = !device.plays();
+  if (m_isHeld) {  // the clock has gone on since the last cycle
+    m_stage.session.clock().pause();
+    m_stage.session.clock().set(m_source->presentStampMs());
+  } else {
+    m_stage.session.clock().start();
+    m_connection.start();
+  }
+  m_stage.enter(m_isHeld ? PlayerState::Paused : PlayerState::Playing);
+  return m_isHeld;
 }
 
 /// All that was handed over; not for ever, as a device may stand still.
@@ -113,7 +139,7 @@ void Playback::waitUntilHeard() {
   const Device& device = m_stage.device;
   const std::uint64_t frames = device.framesToHear();
   const std::uint64_t deadline = Tavro::HostTime::now() + device.latencyNs() + kHearingPatienceNs;
-  while (device.totals().framesHeard < frames && Tavro::HostTime::now() < deadline) {
+  while (device.framesHeard() < frames && Tavro::HostTime::now() < deadline) {
     m_stage.wait(kReadyCheckNs);
   }
 }
@@ -136,6 +162,7 @@ void Playback::pause() {
 
 void Playback::resume() {
   m_isPaused = false;
+  m_isHeld = false;
   m_sentAgain += std::exchange(m_toSendAgain, 0);
   m_source->letGo();
   start();

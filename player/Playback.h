@@ -25,6 +25,12 @@ struct StreamCounts {
   std::uint64_t seeks = 0;
 };
 
+/// The device that bursts go to is lost, or another one is to be played on: here the stream ends,
+/// to go on there.
+struct DeviceChanged {
+  std::optional<Source::Spot> goesOnAt;  // none: nothing has been played yet
+};
+
 /// What all streams of a run have in common.
 struct Stage {
   Tavro::Session& session;
@@ -43,6 +49,9 @@ struct Stage {
 /// Bursts know no start and stop, the device takes them from the first to the last: pause takes
 /// them away from it, so that it goes on with silence, and resume hands them over again.
 ///
+/// While the device is gone, or stands, decoded sound and the clock stand with it. Bursts cannot
+/// move to another device.
+///
 /// A seek takes everything away that the device has not consumed, and sets the clock to where it
 /// goes on.
 class Playback {
@@ -56,7 +65,7 @@ class Playback {
   /// Called every now and then while it plays; answers whether it paused.
   using Between = std::function<bool(Playback&)>;
 
-  /// Until everything has been played.
+  /// Until everything has been played; throws DeviceChanged.
   void run(const Between& between);
 
   /// Only in Between. A seek leaves it paused or playing as it was.
@@ -69,6 +78,7 @@ class Playback {
   bool start();
   bool fillQueue();
   void playToTheEnd(const Between& between);
+  bool goWithDevice();
   void waitUntilHeard();
   std::uint64_t takeBack();
   void awaitQuiet();
@@ -80,9 +90,12 @@ class Playback {
   std::unique_ptr<Source> m_pcm;
   Source* m_source;
   const std::uint32_t m_rate;
+  const AudioDeviceID m_device;  // at first
   Connection m_connection;
   std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they go
   bool m_isPaused = false;
+  bool m_isHeld = false;  // for want of a device
+  bool m_isGivenUp = false;
   std::uint64_t m_takenBack = 0;  // buffers
   std::uint64_t m_toSendAgain = 0;
   std::uint64_t m_sentAgain = 0;

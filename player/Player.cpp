@@ -13,6 +13,7 @@ namespace Player {
 namespace {
 
 constexpr std::uint64_t kNanosPerMs = 1'000'000;
+constexpr std::uint64_t kDeviceLookNs = 20 * kNanosPerMs;
 
 void inform(const std::string& line) {
   Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s", line.c_str());
@@ -26,7 +27,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
       m_choice(choice),
       m_playlist(playlist),
       m_events(m_session.events(), options.eventsPath),
-      m_device(choice),
+      m_device(choice, [this] { m_wake.notify(); }),
       m_watch(m_session.events()),
       m_bundle(bundlePath),
       m_status(!options.quiet),
@@ -195,7 +196,22 @@ void Player::playStream(const StreamFormat& format) {
     inform(std::string(refused.what()) + " after all: decoded");
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
+  } catch (const DeviceChanged& changed) {
+    goOnAt(changed.goesOnAt, position);
   }
+}
+
+/// On whatever device there is by then, as bursts if it takes them.
+void Player::goOnAt(const std::optional<Source::Spot>& spot, std::size_t position) {
+  m_output.reset();
+  if (!m_device.isThere()) {
+    enter(PlayerState::Paused);
+  }
+  while (!m_device.isThere()) {
+    wait(kDeviceLookNs);
+  }
+  m_playlist.goOn(spot ? spot->position : position, spot ? spot->ns : 0);
+  planPassthrough();
 }
 
 /// While the device is still there.
@@ -238,6 +254,9 @@ void Player::wait(std::uint64_t ns) {
   Tavro::HostTime::waitUntil(Tavro::HostTime::now() + ns, m_wake, "playback");
   if (Interrupt::isRequested()) {
     throw PlayerError(ExitStatus::Interrupted, "interrupted");
+  }
+  if (const std::string news = m_device.news(); !news.empty()) {
+    inform(news);
   }
   m_device.check();
   m_status.show({m_session.clock().currentTime() / 1000.0, m_playlist.seconds(),

@@ -39,6 +39,7 @@ class Player {
                      const std::string& reason) const;
   void learnLimits(const std::vector<StreamFormat>& formats);
   void playStream(const StreamFormat& format);
+  void goOnAt(const std::optional<Source::Spot>& spot, std::size_t position);
   Output& outputFor(const StreamFormat& format);
   void requireAllPlayed();
   PassthroughTotals burstTotals();
@@ -50,6 +51,7 @@ class Player {
   const Options& m_options;
   const DeviceChoice& m_choice;
   Playlist& m_playlist;
+  Tavro::HostTime::Signal m_wake;  // a stream's end, the end of all its buffers, another device
   Tavro::Session m_session;
   EventFile m_events;
   Device m_device;
@@ -59,7 +61,6 @@ class Player {
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
-  Tavro::HostTime::Signal m_wake;  // a stream's end, and the end of all its buffers
   StreamCounts m_counts;
   const Stage m_stage;
   Controls m_controls;

@@ -102,6 +102,21 @@ std::uint64_t Source::targetIn(const TrackMarks::Mark& track, std::uint64_t from
   return m_format.bursts ? target - target % kFramesPerBurst : target;
 }
 
+std::optional<Source::Spot> Source::spot() {
+  const std::lock_guard guard(m_lock);
+  const std::uint64_t frame = frameOf(taken());
+  const TrackMarks::Mark* track = m_tracks.at(frame);
+  if (track == nullptr) {
+    return std::nullopt;
+  }
+  return Spot{track->position, nanosecondsOf(frame - track->begin, m_format.rate)};
+}
+
+std::uint32_t Source::presentStampMs() {
+  const std::lock_guard guard(m_lock);
+  return stampOf(frameOf(consumed()));
+}
+
 std::uint32_t Source::nextStampMs() {
   const std::lock_guard guard(m_lock);
   return stampOf(frameOf(taken()));

@@ -61,6 +61,16 @@ class Source : public Tavro::PortInterface {
   /// [host-thread], after rewind()
   void seek(const Seek& to);
 
+  /// Where the next buffer lies in what is played of its track. [host-thread], while held
+  struct Spot {
+    std::size_t position;  // in the playlist
+    std::uint64_t ns;
+  };
+  std::optional<Spot> spot();
+
+  /// When the first buffer that the component is not done with is due, in graph time. [host-thread]
+  std::uint32_t presentStampMs();
+
   /// When the next buffer is due, in graph time. [host-thread], while held
   std::uint32_t nextStampMs();
 

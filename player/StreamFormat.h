@@ -32,6 +32,11 @@ constexpr std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
   return whole + (ns % kNanosPerSecond * rate + kNanosPerSecond / 2) / kNanosPerSecond;
 }
 
+constexpr std::uint64_t nanosecondsOf(std::uint64_t frames, std::uint32_t rate) {
+  constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
+  return frames / rate * kNanosPerSecond + frames % rate * kNanosPerSecond / rate;
+}
+
 struct StreamFormat {
   SampleType type = SampleType::Int16;
   std::uint32_t rate = 0;  // frames per second

@@ -183,6 +183,10 @@ void ServerTest::command(const std::string& line) const {
   close(connection);
 }
 
+void ServerTest::load(const NullSink& sink) const {
+  pactl({"load-module", "module-null-sink", moduleArguments(sink)});
+}
+
 /// By the module that made it.
 void ServerTest::unload(const std::string& sink) {
   const std::string modules = pactl({"list", "short", "modules"});

@@ -2,9 +2,12 @@
 // in a sentence, and never waited for without end.
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "tests/server/ServerTest.h"
 
@@ -35,8 +38,7 @@ class EventsOnAServer : public ServerTest {
       startServer({kOne, kTwo, kOff});
       pactl({"set-default-sink", "one"});
       pactl({"set-default-source", "off.monitor"});  // else a recording goes with the default sink
-      m_in = noise({16, false, 2, 48000}, 4 * kSecond);
-      writeWave(path("in.wav"), m_in);
+      makeInput(4);
     }
   }
 
@@ -46,6 +48,38 @@ class EventsOnAServer : public ServerTest {
     const pid_t player = begin(PLAYER, arguments);
     EXPECT_TRUE(eventually([&] { return contains(recordedYet(sink), beginning()); }));
     return player;
+  }
+
+  void makeInput(std::size_t seconds) {
+    m_in = noise({16, false, 2, 48000}, seconds * kSecond);
+    writeWave(path("in.wav"), m_in);
+  }
+
+  /// What is told by the player that runs.
+  bool eventuallyTold(const std::string& text) const {
+    return eventually([&] {
+      const Bytes told = readFile(path("program.err"));
+      return std::string(told.begin(), told.end()).find(text) != std::string::npos;
+    });
+  }
+
+  /// However long it stood, no buffer came too late.
+  void expectAllPlayed(const Result& result) const {
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto buffers = nlohmann::json::parse(readFile(path("totals")))["buffers"];
+    EXPECT_EQ(buffers["played"], buffers["pulled"]) << buffers;
+    EXPECT_TRUE(buffers["balanced"]);
+  }
+
+  static std::size_t openFilesOf(pid_t process) {
+    const auto folder =
+        std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd");
+    return static_cast<std::size_t>(std::distance(folder, {}));
+  }
+
+  std::size_t streams() const {
+    const std::string inputs = pactl({"list", "short", "sink-inputs"});
+    return inputs.empty() ? 0 : static_cast<std::size_t>(std::ranges::count(inputs, '\n')) + 1;
   }
 
   Bytes beginning() const { return framesOf(m_in, 0, kSecond / 10); }
@@ -86,25 +120,60 @@ TEST_F(EventsOnAServer, playbackMovesOnWhenTheDefaultSinkGoes) {
   EXPECT_TRUE(contains(recorded(kTwo, 0), ending()));
 }
 
-TEST_F(EventsOnAServer, theLossOfAChosenSinkIsTold) {
+TEST_F(EventsOnAServer, aChosenSinkThatGoesIsStoodInForUntilItIsBack) {
+  makeInput(8);
   record(kTwo);
   const pid_t player = beginOn(kOne, {"--device", "pulse:one", "in.wav"});
   unload("one");
-  const Result result = end(player);
-  EXPECT_EQ(result.status, 4);
-  EXPECT_EQ(result.errorLines(), 1U) << result.err;
-  EXPECT_NE(result.err.find("'pulse:one' is lost"), std::string::npos) << result.err;
-  EXPECT_FALSE(hasSound(recorded(kTwo, 0)));
+  EXPECT_TRUE(eventuallyTold("lost pulse:one, now on pulse:two"));
+  EXPECT_TRUE(eventually([&] { return hasSound(recordedYet(kTwo)); }));
+  pactl({"set-default-sink", "off"});
+  EXPECT_TRUE(eventuallyTold("now on pulse:off"));
+  forgetRecordings();
+  load(kOne);
+  record(kOne);
+  EXPECT_TRUE(eventuallyTold("pulse:one is back, now on it"));
+  pactl({"set-default-sink", "two"});
+  EXPECT_TRUE(playedOn(end(player)));
+  EXPECT_TRUE(contains(recorded(kOne, 0), ending()));
 }
 
-TEST_F(EventsOnAServer, theLossOfTheLastSinkIsTold) {
+TEST_F(EventsOnAServer, withoutASinkPlaybackStandsInPlaceUntilThereIsOne) {
   unload("two");
   unload("off");
-  const pid_t player = beginOn(kOne, {"in.wav"});
+  const pid_t player = beginOn(kOne, {"--json", "totals", "in.wav"});
   unload("one");
-  const Result result = end(player);
-  EXPECT_EQ(result.status, 4);
-  EXPECT_NE(result.err.find("'pulse:one' is lost"), std::string::npos) << result.err;
+  EXPECT_TRUE(eventuallyTold("it is not there any more; paused until there is a device"));
+  forgetRecordings();
+  std::this_thread::sleep_for(std::chrono::seconds(2));  // twice as long as the queue lasts
+  load(kTwo);
+  record(kTwo);
+  expectAllPlayed(end(player));
+  EXPECT_TRUE(contains(recorded(kTwo, 0), ending()));
+}
+
+TEST_F(EventsOnAServer, aServerThatDiesIsWaitedFor) {
+  for (const Words& device : {Words{}, Words{"--device", "pulse:two"}}) {
+    Words arguments = device;
+    arguments.insert(arguments.end(), {"--json", "totals", "in.wav"});
+    pactl({"set-default-sink", "two"});
+    const pid_t player = beginOn(kTwo, arguments);
+    killServer();
+    EXPECT_TRUE(eventuallyTold("the sound server is gone; paused until there is a device"));
+    forgetRecordings();
+    startServer({kTwo});
+    record(kTwo);
+    expectAllPlayed(end(player));
+    EXPECT_TRUE(contains(recorded(kTwo, 0), ending()));
+  }
+}
+
+TEST_F(EventsOnAServer, anInterruptEndsPlaybackThatHasNoServer) {
+  const pid_t player = beginOn(kOne, {"in.wav"});
+  killServer();
+  EXPECT_TRUE(eventuallyTold("the sound server is gone"));
+  kill(player, SIGINT);
+  EXPECT_EQ(end(player).status, 130);
 }
 
 TEST_F(EventsOnAServer, aStreamThatTheServerEndsIsTold) {
@@ -116,27 +185,26 @@ TEST_F(EventsOnAServer, aStreamThatTheServerEndsIsTold) {
   EXPECT_NE(result.err.find("ended the stream"), std::string::npos) << result.err;
 }
 
-TEST_F(EventsOnAServer, theDeathOfTheServerIsTold) {
-  for (const Words& device : {Words{}, Words{"--device", "pulse:one"}}) {
-    Words arguments = device;
-    arguments.push_back("in.wav");
-    const pid_t player = beginOn(kOne, arguments);
-    killServer();
-    const Result result = end(player);
-    EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.errorLines(), 1U) << result.err;
-    EXPECT_NE(result.err.find("the sound server is gone"), std::string::npos) << result.err;
-    forgetRecordings();
-    startServer({kOne});
-  }
+TEST_F(EventsOnAServer, aServerThatStandsStillIsWaitedFor) {
+  const pid_t player = beginOn(kOne, {"--json", "totals", "in.wav"});
+  signalServer(SIGSTOP);
+  EXPECT_TRUE(eventuallyTold("pulse:one stands still; waiting for it"));
+  std::this_thread::sleep_for(std::chrono::seconds(4));  // also through a try to open it anew
+  signalServer(SIGCONT);
+  expectAllPlayed(end(player));
+  EXPECT_TRUE(contains(recorded(kOne, 0), ending()));
 }
 
-TEST_F(EventsOnAServer, aServerThatStandsStillInMidPlayIsGivenUp) {
-  const pid_t player = beginOn(kOne, {"in.wav"});
-  signalServer(SIGSTOP);
-  const Result result = end(player);
-  EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.err.find("has not played"), std::string::npos) << result.err;
+TEST_F(EventsOnAServer, aSuspendedSinkIsWaitedFor) {
+  const pid_t player = beginOn(kOne, {"--device", "pulse:one", "--json", "totals", "in.wav"});
+  pactl({"suspend-sink", "one", "1"});
+  EXPECT_TRUE(eventuallyTold("pulse:one stands still; waiting for it"));
+  pactl({"set-default-sink", "two"});
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  pactl({"suspend-sink", "one", "0"});
+  EXPECT_TRUE(eventuallyTold("pulse:one goes on"));
+  expectAllPlayed(end(player));
+  EXPECT_TRUE(contains(recorded(kOne, 0), ending()));
 }
 
 TEST_F(EventsOnAServer, anInterruptEndsPlaybackOnAServerThatStandsStill) {
@@ -159,17 +227,21 @@ TEST_F(EventsOnAServer, aServerThatStandsStillAtTheStartIsNotWaitedFor) {
 
 /// Each move leaves behind what is in the buffer, so there has to be enough to play.
 TEST_F(EventsOnAServer, defaultsThatChangeBackAndForthAreFollowed) {
-  m_in = noise({16, false, 2, 48000}, 14 * kSecond);
-  writeWave(path("in.wav"), m_in);
+  makeInput(27);
   record(kTwo);
+  record(kOff);
   const pid_t player = beginOn(kOne, {"in.wav"});
-  for (int i = 0; i < 50; ++i) {
-    pactl({"set-default-sink", i % 2 == 0 ? "two" : "one"});
-  }
   pactl({"set-default-sink", "two"});
-  const Result result = end(player);
-  EXPECT_TRUE(playedOn(result));
+  EXPECT_TRUE(eventuallyTold("now on pulse:two"));
+  const std::size_t before = openFilesOf(player);
+  for (int i = 0; i < 100; ++i) {
+    pactl({"set-default-sink", i % 2 == 0 ? "one" : "two"});
+  }
+  EXPECT_TRUE(eventually([&] { return openFilesOf(player) == before; })) << before;
+  EXPECT_TRUE(eventually([&] { return streams() == 1; }));
+  EXPECT_TRUE(playedOn(end(player)));
   EXPECT_TRUE(contains(recorded(kTwo, 0), ending()));
+  EXPECT_FALSE(hasSound(recorded(kOff, 0)));
 }
 
 }  // namespace
