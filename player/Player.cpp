@@ -3,10 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
+#include <utility>
 
 #include "player/Interrupt.h"
 #include "player/Passthrough.h"
 #include "tavro_core/Log.h"
+#include "time/RealTime.h"
 
 namespace Player {
 
@@ -259,8 +262,23 @@ void Player::wait(std::uint64_t ns) {
     inform(news);
   }
   m_device.check();
+  tellOfRealTime();
   m_status.show({m_session.clock().currentTime() / 1000.0, m_playlist.seconds(),
                  m_session.ledger().totals().held, m_state});
+}
+
+/// Once, when the device's thread has asked for it.
+void Player::tellOfRealTime() {
+  const Tavro::RealTime::Told told = Tavro::RealTime::told();
+  if (!told.scheduling || std::exchange(m_toldOfRealTime, true)) {
+    return;
+  }
+  const auto inWords = [](std::optional<int> answer) {
+    return answer.value_or(0) == 0 ? "granted" : std::strerror(*answer);
+  };
+  Tavro::logLine(Tavro::LogLevel::Verbose, "tavro-play",
+                 "real-time scheduling: %s; locked memory: %s", inWords(told.scheduling),
+                 inWords(told.memory));
 }
 
 void Player::enter(PlayerState state) {

@@ -47,6 +47,7 @@ class Player {
   void wait(std::uint64_t ns);
   void enter(PlayerState state);
   void tell(const PlayerError& error) const;
+  void tellOfRealTime();
 
   const Options& m_options;
   const DeviceChoice& m_choice;
@@ -61,6 +62,7 @@ class Player {
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
+  bool m_toldOfRealTime = false;
   StreamCounts m_counts;
   const Stage m_stage;
   Controls m_controls;

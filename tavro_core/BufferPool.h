@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/MediaBuffer.h"
+#include "time/RealTime.h"
 
 namespace Tavro {
 
@@ -63,7 +64,7 @@ class BufferPool {
 
   const std::uint32_t m_capacityBytes;
   Ledger& m_ledger;
-  std::vector<std::uint8_t> m_storage;
+  RealTime::LockedVector<std::uint8_t> m_storage;
   std::unique_ptr<PooledBuffer[]> m_buffers;
 
   // The free ones: a stack of indices, each the next one's in m_below. The upper half of the top

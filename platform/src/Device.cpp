@@ -288,6 +288,10 @@ std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {
   }
   frames = frames == kUsualFrames ? m_state.cycleFrames() : std::min(frames, kMaxCycleFrames);
   m_cycleThread.store(std::this_thread::get_id());
+  if (m_driver->isSounding() &&
+      std::exchange(m_scheduled, std::this_thread::get_id()) != std::this_thread::get_id()) {
+    Tavro::RealTime::askForScheduling();
+  }
   prepareBuffers(frames);
   AudioTimeStamp time{};
   time.mSampleTime = static_cast<Float64>(m_framesSinceStart);

@@ -24,6 +24,7 @@
 
 #include "CycleWatchdog.h"
 #include "Driver.h"
+#include "time/RealTime.h"
 
 namespace Platform {
 
@@ -138,8 +139,10 @@ class Device final : public CycleSource {
 
   // Guarded by m_io
   std::vector<std::shared_ptr<Client>> m_clients;  // null: taken out inside a cycle
-  std::vector<std::vector<std::byte>> m_memory;    // one per stream, for the largest cycle
-  std::vector<std::byte> m_list;                   // an AudioBufferList of that many
+  std::vector<Tavro::RealTime::LockedVector<std::byte>>
+      m_memory;                                     // one per stream, for the largest cycle
+  Tavro::RealTime::LockedVector<std::byte> m_list;  // an AudioBufferList of that many
+  std::thread::id m_scheduled;                      // a thread that has asked for real time
   std::uint64_t m_framesSinceStart = 0;
 
   CycleWatchdog m_watchdog;  // the watch's alone

@@ -16,6 +16,7 @@
 
 #include "PcmFormat.h"
 #include "Resampler.h"
+#include "time/RealTime.h"
 
 namespace Platform {
 
@@ -59,11 +60,11 @@ class UnitRenderer {
   std::unique_ptr<Resampler> m_resampler;  // null at equal rates
   std::uint64_t m_silentFrames;            // of input, since the last sound
   float m_gain;                            // applied so far; a change is a ramp over one cycle
-  std::vector<std::byte> m_source;
-  std::vector<double> m_wide;
-  std::vector<double> m_resampled;
-  std::vector<double> m_mapped;
-  std::vector<double> m_present;  // what a buffer holds before mixing
+  Tavro::RealTime::LockedVector<std::byte> m_source;
+  Tavro::RealTime::LockedVector<double> m_wide;
+  Tavro::RealTime::LockedVector<double> m_resampled;
+  Tavro::RealTime::LockedVector<double> m_mapped;
+  Tavro::RealTime::LockedVector<double> m_present;  // what a buffer holds before mixing
 };
 
 }  // namespace Platform

@@ -1,0 +1,65 @@
+// The thread that plays is a real-time one where that is permitted, and otherwise plays as it is.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <sched.h>
+#include <unistd.h>
+
+#include "tests/server/ServerTest.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class RealTimeOnAServer : public ServerTest {
+ protected:
+  void SetUp() override {
+    ServerTest::SetUp();
+    if (geteuid() != 0) {
+      GTEST_SKIP() << "only root is sure to be permitted, and can be somebody who is not";
+    }
+    startServer({{"one"}});
+    writeWave(path("in.wav"), noise({16, false, 2, 48000}, 48000));
+  }
+
+  static long realTimeThreadsOf(pid_t process) {
+    const fs::directory_iterator tasks("/proc/" + std::to_string(process) + "/task");
+    return std::count_if(tasks, fs::directory_iterator(), [](const auto& task) {
+      const int policy = sched_getscheduler(std::stoi(task.path().filename()));
+      return (policy & ~SCHED_RESET_ON_FORK) == SCHED_FIFO;
+    });
+  }
+
+  long lockedKilobytesOf(pid_t process) const {
+    const Bytes status = readFile("/proc/" + std::to_string(process) + "/status");
+    const std::string text(status.begin(), status.end());
+    return std::stol(text.substr(text.find("VmLck:") + 6));
+  }
+};
+
+TEST_F(RealTimeOnAServer, isAskedForByTheThreadThatPlaysAndToldOfOnce) {
+  const pid_t player = begin(PLAYER, {"-v", "--device", "pulse:one", "in.wav"});
+  EXPECT_TRUE(eventually([&] { return realTimeThreadsOf(player) == 1; }));
+  EXPECT_GT(lockedKilobytesOf(player), 64);
+  const Result result = end(player);
+  EXPECT_EQ(result.status, 0);
+  const std::string told = "real-time scheduling: granted; locked memory: granted";
+  const std::size_t at = result.err.find(told);
+  EXPECT_NE(at, std::string::npos) << result.err;
+  EXPECT_EQ(result.err.find(told, at + 1), std::string::npos);
+}
+
+TEST_F(RealTimeOnAServer, isDoneWithoutWhereItIsNotPermitted) {
+  fs::permissions(folder, fs::perms::all);
+  const Result result =
+      run("setpriv", {"--reuid=65534", "--regid=65534", "--clear-groups", "prlimit", "--memlock=0",
+                      PLAYER, "-v", "--device", "pulse:one", "in.wav"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_NE(result.err.find("real-time scheduling: Operation not permitted"), std::string::npos)
+      << result.err;
+  EXPECT_EQ(result.err.find("locked memory: granted"), std::string::npos) << result.err;
+}
+
+}  // namespace
