@@ -107,8 +107,8 @@ void ServerDevices::reconnect() {
   Registry::instance().serverBack();
 }
 
-/// In this order, so that what follows the default moves before the device it leaves is told to be
-/// lost: new devices, the default, lost devices.
+/// In this order, so that what follows the default moves before the device it leaves is lost, and
+/// what has nowhere to go is told why: new devices, the default, lost devices, no default.
 void ServerDevices::synchronise(Lost lost) {
   const ServerState state = m_server->state();
   for (const Sink& sink : state.sinks) {
@@ -116,9 +116,13 @@ void ServerDevices::synchronise(Lost lost) {
   }
   const auto chosen = m_entries.find(state.defaultSink);
   const bool isThere = chosen != m_entries.end() && chosen->second.device->isAlive();
-  Registry::instance().setServerDefault(isThere ? chosen->second.device->id()
-                                                : AudioObjectID{kAudioObjectUnknown});
+  if (isThere) {
+    Registry::instance().setServerDefault(chosen->second.device->id());
+  }
   loseDevices(state);
+  if (!isThere) {
+    Registry::instance().setServerDefault(kAudioObjectUnknown);
+  }
 }
 
 void ServerDevices::takeOver(const Sink& sink, Lost lost) {
