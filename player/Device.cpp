@@ -178,7 +178,7 @@ Device::~Device() {
   if (m_onChange) {
     AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &kDefaultOutput, onDefault, this);
   }
-  if (m_id != kAudioObjectUnknown && !m_choice.followsDefault) {
+  if (m_id != kAudioObjectUnknown && m_choice.isFile) {
     AudioDevices::detach(m_id);
   }
 }
@@ -301,11 +301,11 @@ std::uint64_t Device::framesToHear() const {
 }
 
 void Device::close() {
-  const AudioDeviceID device = m_id;
-  m_id = kAudioObjectUnknown;
-  if (m_choice.followsDefault) {
+  if (!m_choice.isFile) {
     return;
   }
+  const AudioDeviceID device = m_id;
+  m_id = kAudioObjectUnknown;
   if (const AudioDevices::Failure failure = AudioDevices::detach(device)) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }

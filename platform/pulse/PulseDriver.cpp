@@ -121,14 +121,25 @@ StreamPlan PulseDriver::plan() const {
           .cycleFrames = kBurstFrames};
 }
 
-OSStatus PulseDriver::start(CycleSource& source) {
+void PulseDriver::makeStream(CycleSource& source) {
   StreamListener& listener = *this;
   m_stream = std::make_unique<PulseStream>(m_connection, plan(), source, m_figures, listener);
-  const OSStatus status = m_stream->open();
+}
+
+/// Whoever plays bursts waits for what the server says to them, as they may be played otherwise.
+OSStatus PulseDriver::start(CycleSource& source) {
+  makeStream(source);
+  const OSStatus status = m_burstRate ? m_stream->openAndWait() : m_stream->open();
   if (status != noErr) {
     stop();
   }
   return status;
+}
+
+void PulseDriver::restart(CycleSource& source) {
+  stop();
+  makeStream(source);
+  m_stream->open();
 }
 
 void PulseDriver::begun() {

@@ -26,6 +26,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   OSStatus offerFormat(const PcmFormat& format, bool running) override;
   OSStatus start(CycleSource& source) override;
   void stop() override;
+  void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
   bool isSuspended() const override { return m_figures.suspended.load(); }
   bool answers() override { return m_connection->answers(); }
@@ -37,6 +38,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
  private:
   void begun() override;
   void refused(OSStatus status, const std::string& reason) override;
+  void makeStream(CycleSource& source);
   StreamPlan plan() const;
   void adaptToSink();
 

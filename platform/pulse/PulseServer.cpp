@@ -14,6 +14,7 @@ class PulseServer final : public SoundServer {
   PulseServer(const PulseServer&) = delete;
   PulseServer& operator=(const PulseServer&) = delete;
 
+  bool refresh() override { return m_connection->answers(); }
   ServerState state() const override { return m_connection->state(); }
   std::unique_ptr<SinkDriver> makeDriver(const Sink& sink) override {
     return std::make_unique<PulseDriver>(m_connection, sink);

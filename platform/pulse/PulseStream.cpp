@@ -81,11 +81,13 @@ void PulseStream::close() {
 
 OSStatus PulseStream::open() {
   const PulseConnection::Hold hold(*m_connection);
+  return connect() ? OSStatus{noErr} : refused(pa_context_errno(m_connection->context()));
+}
+
+OSStatus PulseStream::openAndWait() {
+  const PulseConnection::Hold hold(*m_connection);
   if (!connect()) {
     return refused(pa_context_errno(m_connection->context()));
-  }
-  if (!m_plan.bursts) {
-    return noErr;
   }
   const bool answered = m_connection->waitUntil(
       [this] { return pa_stream_get_state(m_stream) != PA_STREAM_CREATING; });

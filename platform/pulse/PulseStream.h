@@ -51,9 +51,10 @@ class PulseStream {
   PulseStream(const PulseStream&) = delete;
   PulseStream& operator=(const PulseStream&) = delete;
 
-  /// Connects; PCM does not wait for what the server says to it, bursts do, as they may be played
-  /// otherwise. Once. Neither this nor close() with a device's I/O lock held. [host-thread]
+  /// Connects; what the server says to it comes later, or is waited for. Once. Neither these nor
+  /// close() with a device's I/O lock held. [host-thread]
   OSStatus open();
+  OSStatus openAndWait();
   void close();  // no cycle is under way or comes after the return
 
   void write(const void* bytes, std::size_t byteCount);  // inside a cycle; [io-thread]

@@ -251,8 +251,7 @@ void Device::openAnew() {
   }
   const std::lock_guard control(m_control);
   if (hasClients() && isAlive()) {
-    m_driver->stop();
-    m_driver->start(*this);
+    m_driver->restart(*this);
   }
 }
 

@@ -13,6 +13,11 @@ OSStatus Driver::setLayout(const Labels& /*labels*/, bool /*running*/) {
 
 OSStatus Driver::offerFormat(const PcmFormat& /*format*/, bool /*running*/) { return noErr; }
 
+void Driver::restart(CycleSource& source) {
+  stop();
+  start(source);
+}
+
 bool Driver::isSounding() const { return false; }
 
 bool Driver::isSuspended() const { return false; }

@@ -71,6 +71,8 @@ class Driver {
   /// called from within a cycle. [host-thread]
   virtual OSStatus start(CycleSource& source) = 0;
   virtual void stop() = 0;
+  /// The one after the other, for cycles that stay away; waits for nobody.
+  virtual void restart(CycleSource& source);
 
   /// Plays by a clock that is not ours, so that its cycles may stay away. [any-thread]
   virtual bool isSounding() const;

@@ -37,6 +37,9 @@ AudioDevices::Failure ServerDevices::update() {
   AudioDevices::Failure failure;
   if (!m_server || !m_server->state().connected) {
     failure = connect();
+  } else if (!m_server->refresh()) {
+    failure = {.status = kAudioHardwareUnspecifiedError,
+               .message = "no sound server: it does not answer"};
   }
   if (m_server && m_server->state().connected) {
     synchronise(Lost::GetANewDevice);

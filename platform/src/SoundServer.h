@@ -51,6 +51,10 @@ class SoundServer {
  public:
   virtual ~SoundServer() = default;
 
+  /// Has state() be as of now; waits for 2 s at most, false: the server does not answer.
+  /// [host-thread]
+  virtual bool refresh() = 0;
+
   /// As last heard of; asks nobody. [any-thread]
   virtual ServerState state() const = 0;
 
