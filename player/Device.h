@@ -28,8 +28,14 @@ DeviceChoice chooseDevice(const Options& options);
 /// The shape in which a file holds all the streams: exactly, as far as one shape can.
 StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options);
 
-/// The device that sound goes to when none is named; empty, and why: there is none.
-std::string soundingDevice(std::string& reason);
+/// The device that sound goes to when none is named: the default one of the sound server, else
+/// ALSA's, if it can be opened.
+struct SoundingDevice {
+  std::string identifier;  // empty: there is none
+  bool isServers = false;
+  std::string reason{};  // why it is not the server's, and why there is none
+};
+SoundingDevice soundingDevice();
 
 /// The attached device, which is the default output device while it lives; or the default output
 /// device as it is, which may become another one on the way. All operations throw

@@ -113,6 +113,18 @@ Json deviceJson(const DeviceDescription& device) {
           {"latency_frames", device.latencyFrames}};
 }
 
+/// One that nobody has opened.
+Json deviceJson(const AudioDevices::AttachableDevice& device) {
+  return {{"identifier", device.identifier},
+          {"name", device.name},
+          {"default", false},
+          {"rate", nullptr},
+          {"layout", nullptr},
+          {"channels", nullptr},
+          {"latency_frames", nullptr},
+          {"streams", nullptr}};
+}
+
 /// What a stream's format is at the moment, in the form of what it could be.
 AudioStreamRangedDescription currentOf(const StreamDescription& stream) {
   const Float64 rate = stream.currentFormat.mSampleRate;
@@ -168,9 +180,11 @@ std::vector<DeviceDescription> devicesOf(const Options& options, AudioDevices::F
 }
 
 DeviceDescription deviceOf(const Options& options) {
-  std::string noServer;
-  if (options.device == "auto" && soundingDevice(noServer).empty()) {
-    throw PlayerError(ExitStatus::DeviceFailed, noServer + "; --device file:PATH is for a file");
+  if (options.device == "auto") {
+    if (const SoundingDevice sounding = soundingDevice(); sounding.identifier.empty()) {
+      throw PlayerError(ExitStatus::DeviceFailed,
+                        "there is only --device file:PATH to play on: " + sounding.reason);
+    }
   }
   const DeviceChoice choice = chooseDevice(options);
   return choice.isFile ? describeFile(choice) : Device(choice).describe();
@@ -238,9 +252,19 @@ std::string reportDevices(const Options& options) {
     }
     json["devices"].push_back(entry);
   }
-  json["no_server"] = noServer ? Json(noServer.message) : Json();
   if (noServer) {
     text += noServer.message + "; file:PATH writes a file\n";
+  }
+  AudioDevices::Failure noAlsa;
+  for (const AudioDevices::AttachableDevice& device : AudioDevices::listAlsa(&noAlsa)) {
+    text += fmt::format("  {}  {}  (not opened: rate and channels unknown)\n", device.identifier,
+                        device.name);
+    json["devices"].push_back(deviceJson(device));
+  }
+  json["no_server"] = noServer ? Json(noServer.message) : Json();
+  json["no_alsa"] = noAlsa ? Json(noAlsa.message) : Json();
+  if (noAlsa) {
+    text += noAlsa.message + "\n";
   }
   return deliver(text, json, options);
 }
