@@ -67,10 +67,12 @@ void AlsaStream::run() {
   m_ended.set_value();
 }
 
+/// A digital output that cannot be told what it is given cannot take bursts.
 AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
   const Chatter chatter;
   if (const int error = openPcm(m_plan.name, m_plan.exactly, pcm); error < 0) {
-    return {.status = statusOf(error),
+    const bool lacksStatus = m_plan.exactly && error == -EINVAL;
+    return {.status = lacksStatus ? OSStatus{kAudioDeviceUnsupportedFormatError} : statusOf(error),
             .message = "'alsa:" + m_plan.name + "' cannot be opened: " + chatter.explain(error) +
                        ". " + remedyFor(error)};
   }

@@ -1,0 +1,68 @@
+// A device that runs dry, sleeps, is pulled out or stands still in mid-play.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+
+#include "tests/alsa/AlsaTest.h"
+
+namespace {
+
+class EventsOnAlsa : public AlsaTest {
+ protected:
+  static constexpr std::size_t kSecond = 48000;
+
+  void defineWith(const std::string& event) { define("bench", "event " + event + " at 24000"); }
+  Bytes beginning() const { return framesOf(m_in, 0, kSecond / 4); }
+  Bytes ending() const { return framesOf(m_in, m_in.frames() - kSecond / 2, kSecond / 2); }
+
+  const Wave m_in = noise({16, false, 2, 48000}, kSecond * 3 / 2);
+};
+
+TEST_F(EventsOnAlsa, anUnderrunIsCountedAndPlaybackGoesOn) {
+  defineWith("xrun");
+  const Result result = playOn("bench", m_in);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_GE(totals()["cycles"]["underruns"], 1);
+  EXPECT_TRUE(liesIn(played("bench"), m_in.data, 4));
+}
+
+TEST_F(EventsOnAlsa, aDeviceThatWakesUpGoesOnWhereItWas) {
+  defineWith("suspend");
+  const Result result = playOn("bench", m_in);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(liesIn(played("bench"), m_in.data, 4));
+}
+
+/// What lay in its buffer is lost.
+TEST_F(EventsOnAlsa, aDeviceThatCannotGoOnBeginsAnew) {
+  defineWith("suspend_for_good");
+  const Result result = playOn("bench", m_in);
+  EXPECT_EQ(result.status, 0) << result.err;
+  const Bytes out = played("bench");
+  EXPECT_TRUE(contains(out, beginning()));
+  EXPECT_TRUE(contains(out, ending()));
+  EXPECT_FALSE(contains(out, m_in.data));
+}
+
+TEST_F(EventsOnAlsa, aDeviceThatIsPulledOutIsTold) {
+  defineWith("unplug");
+  const Result result = playOn("bench", m_in);
+  EXPECT_TRUE(toldInOneLine(result, "the device 'alsa:bench' is lost: No such device. Plug it in"));
+  EXPECT_TRUE(contains(played("bench"), beginning()));
+}
+
+TEST_F(EventsOnAlsa, aDeviceThatStandsStillKeepsNobodyFromEnding) {
+  defineWith("stall");
+  writeWave(path("in.wav"), m_in);
+  for (const int signal : {SIGINT, SIGTERM}) {
+    std::filesystem::remove(path("bench.raw"));
+    const pid_t player = begin(PLAYER, {"--device", "alsa:bench", "in.wav"});
+    EXPECT_TRUE(eventually([&] { return played("bench").size() == 24000 * 4; }));
+    kill(player, signal);
+    EXPECT_EQ(end(player).status, 130);
+  }
+}
+
+}  // namespace
