@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 constexpr std::uint32_t kFirstMs = 40;
 constexpr snd_pcm_uframes_t kCyclesAtATime = 3;
 constexpr std::chrono::milliseconds kBetweenResumes = 50ms;
-constexpr int kMostResumes = 100;
+constexpr int kMostResumes = 40;
 
 }  // namespace
 
@@ -206,17 +206,18 @@ int AlsaStream::recover(snd_pcm_t* pcm, int error) {
   }
   m_isAtFront = true;
   m_delayFrames = 0;
-  return snd_pcm_prepare(pcm);
+  const int prepared = snd_pcm_prepare(pcm);
+  return prepared == -ESTRPIPE || prepared == -EAGAIN ? 0 : prepared;  // it is tried again
 }
 
 /// A device that cannot go on where it was says so at once; one that is busy waking up is waited
-/// for, not for ever.
+/// for, not for ever. A plug-in's success may be libasound's invention.
 int AlsaStream::resume(snd_pcm_t* pcm) {
   int error = snd_pcm_resume(pcm);
   for (int i = 0; error == -EAGAIN && i < kMostResumes && sleepsThrough(kBetweenResumes); ++i) {
     error = snd_pcm_resume(pcm);
   }
-  return error;
+  return error == 0 && snd_pcm_state(pcm) == SND_PCM_STATE_SUSPENDED ? -ENOSYS : error;
 }
 
 /// False: it is to end.

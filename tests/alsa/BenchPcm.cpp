@@ -7,7 +7,7 @@
 //   format NAME        likewise; without it S16_LE, S24_3LE, S32_LE and FLOAT_LE
 //   map "FL FR …"      where it has its channels; without it, it does not say
 //   event NAME, at N   after so many frames played, once in a process: xrun, suspend,
-//                      suspend_for_good, unplug, stall
+//                      suspend_for_good, unplug, stall, hang (a call of it does not come back)
 //   busy_from N        the N-th opening in the process, and all after it, are refused (0: the
 //   first) hang yes           opening does not come back
 
@@ -80,6 +80,7 @@ class Bench {
   snd_pcm_sframes_t advance();
   void play(snd_pcm_sframes_t until);
   int resume();
+  int prepare();
   snd_pcm_chmap_t* map() const;
 
   const Settings m_settings;
@@ -89,7 +90,6 @@ class Bench {
   long m_played = 0;                 // in all
   Clock::time_point m_origin{};      // when the frame at m_base was played
   snd_pcm_sframes_t m_base = 0;
-  int m_resumes = 0;
 };
 
 /// To where a device is now whose clock is the machine's.
@@ -105,6 +105,9 @@ snd_pcm_sframes_t Bench::advance() {
       atEvent ? m_position + std::max(m_settings.at - m_played, 0L) : due;
   if (eventIsDue("stall")) {
     return m_position;
+  }
+  while (eventIsDue("hang")) {
+    ::pause();
   }
   if (eventIsDue("xrun") || until > m_written) {
     g_eventIsOver = g_eventIsOver || eventIsDue("xrun");
@@ -131,19 +134,23 @@ void Bench::play(snd_pcm_sframes_t until) {
   m_position = until;
 }
 
-/// Busy waking up at first.
+/// The state tells whether it does: libasound drops the answer.
 int Bench::resume() {
-  if (++m_resumes < 3) {
-    return -EAGAIN;
+  if (eventIsDue("suspend")) {
+    g_eventIsOver = true;
+    m_origin = Clock::now();
+    m_base = m_position;
+    snd_pcm_ioplug_set_state(&io, SND_PCM_STATE_RUNNING);
   }
-  const bool canGoOn = eventIsDue("suspend");
-  g_eventIsOver = true;
-  if (!canGoOn) {
-    return -ENOSYS;
-  }
-  m_origin = Clock::now();
-  m_base = m_position;
-  snd_pcm_ioplug_set_state(&io, SND_PCM_STATE_RUNNING);
+  return 0;
+}
+
+/// Nothing of before.
+int Bench::prepare() {
+  g_eventIsOver = g_eventIsOver || eventIsDue("suspend_for_good");
+  m_queue.clear();
+  m_written = 0;
+  m_position = 0;
   return 0;
 }
 
@@ -171,12 +178,7 @@ const snd_pcm_ioplug_callback_t Bench::kCallbacks = [] {
     of(io).m_written += static_cast<snd_pcm_sframes_t>(size);
     return static_cast<snd_pcm_sframes_t>(size);
   };
-  calls.prepare = [](snd_pcm_ioplug_t* io) {
-    of(io).m_queue.clear();
-    of(io).m_written = 0;
-    of(io).m_position = 0;
-    return 0;
-  };
+  calls.prepare = [](snd_pcm_ioplug_t* io) { return of(io).prepare(); };
   calls.resume = [](snd_pcm_ioplug_t* io) { return of(io).resume(); };
   calls.close = [](snd_pcm_ioplug_t* io) {
     delete &of(io);

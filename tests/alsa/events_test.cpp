@@ -54,14 +54,13 @@ TEST_F(EventsOnAlsa, aDeviceThatIsPulledOutIsTold) {
 }
 
 TEST_F(EventsOnAlsa, aDeviceThatStandsStillKeepsNobodyFromEnding) {
-  defineWith("stall");
   writeWave(path("in.wav"), m_in);
-  for (const int signal : {SIGINT, SIGTERM}) {
-    std::filesystem::remove(path("bench.raw"));
-    const pid_t player = begin(PLAYER, {"--device", "alsa:bench", "in.wav"});
-    EXPECT_TRUE(eventually([&] { return played("bench").size() == 24000 * 4; }));
-    kill(player, signal);
-    EXPECT_EQ(end(player).status, 130);
+  for (const char* event : {"stall", "hang"}) {
+    define(event, "event " + std::string(event) + " at 24000");
+    const pid_t player = begin(PLAYER, {"--device", std::string("alsa:") + event, "in.wav"});
+    EXPECT_TRUE(eventually([&] { return played(event).size() == 24000 * 4; }));
+    kill(player, SIGINT);
+    EXPECT_EQ(end(player).status, 130) << event;
   }
 }
 

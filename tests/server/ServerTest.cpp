@@ -61,7 +61,8 @@ void ServerTest::SetUp() {
            {"PULSE_STATE_PATH", path("state")},
            {"PULSE_CONFIG_PATH", path("home/.config/pulse")},
            {"PULSE_COOKIE", path("cookie")},
-           {"PULSE_SERVER", "unix:" + path("native")}}) {
+           {"PULSE_SERVER", "unix:" + path("native")},
+           {"ALSA_CONFIG_PATH", "/dev/null"}}) {
     setenv(name, value.c_str(), 1);
   }
   for (const char* name : {"DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SINK"}) {
