@@ -1,26 +1,12 @@
 #include "AlsaDriver.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace Platform {
 namespace {
 
-constexpr std::uint32_t kLeastCycleFrames = 64;
-constexpr std::uint32_t kMostCycleFrames = 4096;
-constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
 constexpr PcmFormat kUsual{.sample = {.type = SampleType::S16}, .channels = 8, .rate = 48000};
-
-/// About 10 ms.
-std::uint32_t cycleFramesAt(std::uint32_t rate) {
-  return std::clamp(rate / 100, kLeastCycleFrames, kMostCycleFrames);
-}
-
-/// The frames in whose place bursts travel.
-PcmFormat carrierOf(std::uint32_t burstRate) {
-  return {.sample = {.type = SampleType::S16}, .channels = 2, .rate = burstRate};
-}
 
 }  // namespace
 

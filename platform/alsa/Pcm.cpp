@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 namespace Platform {
 namespace {
@@ -21,14 +22,15 @@ int setPeriods(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, const PcmSetup& setu
   return snd_pcm_hw_params(pcm, params);
 }
 
-/// It begins by itself when as many whole cycles are there as it holds.
+/// It begins by itself when there is no room for another cycle.
 int setStart(snd_pcm_t* pcm, std::uint32_t cycleFrames, snd_pcm_uframes_t bufferFrames) {
   snd_pcm_sw_params_t* params = nullptr;
   snd_pcm_sw_params_alloca(&params);
-  const snd_pcm_uframes_t whole = bufferFrames / cycleFrames * cycleFrames;
+  const snd_pcm_uframes_t threshold =
+      bufferFrames - std::min<snd_pcm_uframes_t>(cycleFrames, bufferFrames / 2);
   int error = snd_pcm_sw_params_current(pcm, params);
   if (error == 0) {
-    error = snd_pcm_sw_params_set_start_threshold(pcm, params, std::max(whole, bufferFrames / 2));
+    error = snd_pcm_sw_params_set_start_threshold(pcm, params, threshold);
   }
   return error < 0 ? error : snd_pcm_sw_params(pcm, params);
 }

@@ -30,6 +30,9 @@ struct DriverDescription {
   std::uint32_t cycleFrames = 512;  // usual; a stream in a burst format makes it one burst
 };
 
+/// About 10 ms, for devices that leave it to us.
+std::uint32_t cycleFramesAt(std::uint32_t rate);
+
 /// What a driver runs cycles on; the device implements it.
 class CycleSource {
  public:

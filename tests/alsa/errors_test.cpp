@@ -63,6 +63,19 @@ TEST_F(DevicesOfAlsa, areListedByTheirHintsWithoutBeingOpened) {
   EXPECT_TRUE(list["no_alsa"].is_null());
 }
 
+TEST_F(DevicesOfAlsa, behindAPlugHaveItsSamplesButTheirOwnChannelsAndRates) {
+  define("narrow", "channels 2 rate 48000 format S16_LE");
+  configure("pcm.plugged { type plug slave.pcm narrow }\n");
+  ASSERT_EQ(play({"--device", "alsa:plugged", "--explain-passthrough", "--json", "it"}).status, 0);
+  const auto report = nlohmann::json::parse(readFile(path("it")));
+  ASSERT_EQ(report["streams"][0]["formats"].size(), 4U);
+  for (const auto& format : report["streams"][0]["formats"]) {
+    EXPECT_EQ(format["channels"], 2);
+    EXPECT_EQ(format["lowest_rate"], 48000);
+    EXPECT_EQ(format["highest_rate"], 48000);
+  }
+}
+
 TEST_F(DevicesOfAlsa, theDefaultOneIsPlayedOnWithoutAServer) {
   define("default");
   const Result result = play({"in.wav"});
