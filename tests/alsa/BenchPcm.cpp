@@ -4,9 +4,11 @@
 //   file PATH          what was played is appended
 //   channels N         it takes so many and no others; without it 1 to 8
 //   rate N             likewise; without it 8000 to 192000
-//   format NAME        likewise; without it S16_LE, S24_3LE, S32_LE and FLOAT_LE
+//   formats "NAME …"   likewise; without it S16_LE, S24_3LE, S32_LE and FLOAT_LE
 //   map "FL FR …"      where it has its channels; without it, it does not say
-//   event NAME, at N   after so many frames played, once in a process: xrun, suspend,
+//   other_map "FL …"   where it can be told to have them
+//   event NAME, at N   after so many frames played, once in a process: xrun, xrun_in_write,
+//   suspend,
 //                      suspend_for_good, unplug, stall, hang (a call of it does not come back)
 //   busy_from N        the N-th opening in the process, and all after it, are refused (0: the
 //   first) hang yes           opening does not come back
@@ -19,6 +21,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -32,8 +35,9 @@ struct Settings {
   std::string file;
   long channels = 0;
   long rate = 0;
-  std::string format;
+  std::string formats;
   std::string map;
+  std::string otherMap;
   std::string event;
   long at = 0;
   long busyFrom = -1;
@@ -81,7 +85,9 @@ class Bench {
   void play(snd_pcm_sframes_t until);
   int resume();
   int prepare();
-  snd_pcm_chmap_t* map() const;
+  snd_pcm_sframes_t take(const snd_pcm_channel_area_t& area, snd_pcm_uframes_t offset,
+                         snd_pcm_uframes_t frames);
+  int setMap(const snd_pcm_chmap_t& wanted);
 
   const Settings m_settings;
   std::vector<char> m_queue;         // written, not played
@@ -90,6 +96,7 @@ class Bench {
   long m_played = 0;                 // in all
   Clock::time_point m_origin{};      // when the frame at m_base was played
   snd_pcm_sframes_t m_base = 0;
+  std::string m_map = m_settings.map;
 };
 
 /// To where a device is now whose clock is the machine's.
@@ -154,8 +161,54 @@ int Bench::prepare() {
   return 0;
 }
 
-snd_pcm_chmap_t* Bench::map() const {
-  return m_settings.map.empty() ? nullptr : snd_pcm_chmap_parse_string(m_settings.map.c_str());
+snd_pcm_sframes_t Bench::take(const snd_pcm_channel_area_t& area, snd_pcm_uframes_t offset,
+                              snd_pcm_uframes_t frames) {
+  if (eventIsDue("xrun_in_write")) {
+    g_eventIsOver = true;
+    play(m_written);
+    snd_pcm_ioplug_set_state(&io, SND_PCM_STATE_XRUN);
+    return -EPIPE;
+  }
+  const char* const first =
+      static_cast<const char*>(area.addr) + (area.first + area.step * offset) / 8;
+  m_queue.insert(m_queue.end(), first, first + frames * frameBytes());
+  m_written += static_cast<snd_pcm_sframes_t>(frames);
+  return static_cast<snd_pcm_sframes_t>(frames);
+}
+
+using Map = std::unique_ptr<snd_pcm_chmap_t, decltype(&std::free)>;
+
+Map mapOf(const std::string& text) {
+  return {text.empty() ? nullptr : snd_pcm_chmap_parse_string(text.c_str()), std::free};
+}
+
+int Bench::setMap(const snd_pcm_chmap_t& wanted) {
+  for (const std::string& each : {m_settings.map, m_settings.otherMap}) {
+    const Map map = mapOf(each);
+    if (map && map->channels == wanted.channels &&
+        std::equal(map->pos, map->pos + map->channels, wanted.pos)) {
+      m_map = each;
+      return 0;
+    }
+  }
+  return -EINVAL;
+}
+
+/// To be freed by snd_pcm_free_chmaps().
+snd_pcm_chmap_query_t** mapsOf(const Settings& settings) {
+  auto** const maps = static_cast<snd_pcm_chmap_query_t**>(std::calloc(3, sizeof(void*)));
+  std::size_t count = 0;
+  for (const std::string& each : {settings.map, settings.otherMap}) {
+    if (const Map map = mapOf(each)) {
+      const std::size_t bytes = sizeof(unsigned) * map->channels;
+      maps[count] =
+          static_cast<snd_pcm_chmap_query_t*>(std::malloc(sizeof(snd_pcm_chmap_query_t) + bytes));
+      maps[count]->type = SND_CHMAP_TYPE_FIXED;
+      maps[count]->map.channels = map->channels;
+      std::memcpy(maps[count++]->map.pos, map->pos, bytes);
+    }
+  }
+  return maps;
 }
 
 const snd_pcm_ioplug_callback_t Bench::kCallbacks = [] {
@@ -171,43 +224,31 @@ const snd_pcm_ioplug_callback_t Bench::kCallbacks = [] {
   };
   calls.pointer = [](snd_pcm_ioplug_t* io) { return of(io).advance(); };
   calls.transfer = [](snd_pcm_ioplug_t* io, const snd_pcm_channel_area_t* areas,
-                      snd_pcm_uframes_t offset, snd_pcm_uframes_t size) {
-    const char* const first =
-        static_cast<const char*>(areas->addr) + (areas->first + areas->step * offset) / 8;
-    of(io).m_queue.insert(of(io).m_queue.end(), first, first + size * of(io).frameBytes());
-    of(io).m_written += static_cast<snd_pcm_sframes_t>(size);
-    return static_cast<snd_pcm_sframes_t>(size);
-  };
+                      snd_pcm_uframes_t offset,
+                      snd_pcm_uframes_t size) { return of(io).take(*areas, offset, size); };
   calls.prepare = [](snd_pcm_ioplug_t* io) { return of(io).prepare(); };
   calls.resume = [](snd_pcm_ioplug_t* io) { return of(io).resume(); };
   calls.close = [](snd_pcm_ioplug_t* io) {
     delete &of(io);
     return 0;
   };
-  calls.query_chmaps = [](snd_pcm_ioplug_t* io) -> snd_pcm_chmap_query_t** {
-    const std::unique_ptr<snd_pcm_chmap_t, decltype(&std::free)> map(of(io).map(), std::free);
-    if (!map) {
-      return nullptr;
-    }
-    // To be freed by snd_pcm_free_chmaps().
-    const std::size_t bytes = sizeof(unsigned) * map->channels;
-    auto** const maps = static_cast<snd_pcm_chmap_query_t**>(std::calloc(2, sizeof(void*)));
-    maps[0] =
-        static_cast<snd_pcm_chmap_query_t*>(std::malloc(sizeof(snd_pcm_chmap_query_t) + bytes));
-    maps[0]->type = SND_CHMAP_TYPE_FIXED;
-    maps[0]->map.channels = map->channels;
-    std::memcpy(maps[0]->map.pos, map->pos, bytes);
-    return maps;
+  calls.query_chmaps = [](snd_pcm_ioplug_t* io) { return mapsOf(of(io).m_settings); };
+  calls.get_chmap = [](snd_pcm_ioplug_t* io) { return mapOf(of(io).m_map).release(); };
+  calls.set_chmap = [](snd_pcm_ioplug_t* io, const snd_pcm_chmap_t* map) {
+    return of(io).setMap(*map);
   };
-  calls.get_chmap = [](snd_pcm_ioplug_t* io) { return of(io).map(); };
   return calls;
 }();
 
 int Bench::limit() {
   std::vector<unsigned> formats = {SND_PCM_FORMAT_S16_LE, SND_PCM_FORMAT_S24_3LE,
                                    SND_PCM_FORMAT_S32_LE, SND_PCM_FORMAT_FLOAT_LE};
-  if (!m_settings.format.empty()) {
-    formats = {static_cast<unsigned>(snd_pcm_format_value(m_settings.format.c_str()))};
+  if (!m_settings.formats.empty()) {
+    std::istringstream names(m_settings.formats);
+    formats.clear();
+    for (std::string name; names >> name;) {
+      formats.push_back(static_cast<unsigned>(snd_pcm_format_value(name.c_str())));
+    }
   }
   const auto only = [](long value, std::vector<unsigned> otherwise) {
     return value != 0 ? std::vector{static_cast<unsigned>(value)} : otherwise;
@@ -244,10 +285,12 @@ bool read(snd_config_t* node, const std::string& id, Settings& settings) {
     settings.channels = number();
   } else if (id == "rate") {
     settings.rate = number();
-  } else if (id == "format") {
-    settings.format = text();
+  } else if (id == "formats") {
+    settings.formats = text();
   } else if (id == "map") {
     settings.map = text();
+  } else if (id == "other_map") {
+    settings.otherMap = text();
   } else if (id == "event") {
     settings.event = text();
   } else if (id == "at") {

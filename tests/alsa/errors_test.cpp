@@ -24,7 +24,7 @@ class DevicesOfAlsa : public AlsaTest {
 TEST_F(DevicesOfAlsa, thatCannotBeHadAreToldInOneSentence) {
   define("taken", "busy_from 0");
   define("taken_meanwhile", "busy_from 1");
-  define("narrow", "format U8");
+  define("narrow", "formats U8");
   define("stuck", "hang yes");
   EXPECT_TRUE(toldInOneLine(playOnly("taken"),
                             "'alsa:taken' cannot be opened: Device or resource "
@@ -64,7 +64,7 @@ TEST_F(DevicesOfAlsa, areListedByTheirHintsWithoutBeingOpened) {
 }
 
 TEST_F(DevicesOfAlsa, behindAPlugHaveItsSamplesButTheirOwnChannelsAndRates) {
-  define("narrow", "channels 2 rate 48000 format S16_LE");
+  define("narrow", "channels 2 rate 48000 formats S16_LE");
   configure("pcm.plugged { type plug slave.pcm narrow }\n");
   ASSERT_EQ(play({"--device", "alsa:plugged", "--explain-passthrough", "--json", "it"}).status, 0);
   const auto report = nlohmann::json::parse(readFile(path("it")));

@@ -67,14 +67,14 @@ class FormatsOnAlsa : public AlsaTest {};
 
 TEST_F(FormatsOnAlsa, theNearestWiderSampleKeepsEveryBit) {
   const Wave in = noise({24, false, 2, 48000}, 20000);
-  define("wide", "format S32_LE");
+  define("wide", "formats \"S16_LE S32_LE\"");
   ASSERT_EQ(playOn("wide", in).status, 0);
   Bytes wide;
   for (std::size_t at = 0; at < in.data.size(); at += 3) {
     wide.insert(wide.end(), {0, in.data[at], in.data[at + 1], in.data[at + 2]});
   }
   EXPECT_TRUE(liesIn(played("wide"), wide, 8));
-  define("float", "format FLOAT_LE");
+  define("float", "formats FLOAT_LE");
   ASSERT_EQ(playOn("float", in).status, 0);
   EXPECT_TRUE(liesIn(played("float"), asFloat(in), 8));
 }
@@ -132,9 +132,11 @@ TEST_F(ChannelsOnAlsa, goWhereTheDeviceHasThemElseInTheUsualOrder) {
   define("silent_about_it");
   define("other", mapped(other));
   define("wider", mapped(other));
+  define("told", mapped("FL FR FC LFE SL SR FLC FRC") + " other_map \"" + other + "\"");
   expectEachInItsPlace(8, "silent_about_it", "FL FR RL RR FC LFE SL SR");
   expectEachInItsPlace(8, "other", other);
   expectEachInItsPlace(2, "wider", other);
+  expectEachInItsPlace(8, "told", other);
 }
 
 TEST_F(ChannelsOnAlsa, asManyAreOpenedAsArePlayed) {
