@@ -113,18 +113,6 @@ Json deviceJson(const DeviceDescription& device) {
           {"latency_frames", device.latencyFrames}};
 }
 
-/// One that nobody has opened.
-Json deviceJson(const AudioDevices::AttachableDevice& device) {
-  return {{"identifier", device.identifier},
-          {"name", device.name},
-          {"default", false},
-          {"rate", nullptr},
-          {"layout", nullptr},
-          {"channels", nullptr},
-          {"latency_frames", nullptr},
-          {"streams", nullptr}};
-}
-
 /// What a stream's format is at the moment, in the form of what it could be.
 AudioStreamRangedDescription currentOf(const StreamDescription& stream) {
   const Float64 rate = stream.currentFormat.mSampleRate;
@@ -234,7 +222,8 @@ std::string deliver(const std::string& text, const Json& json, const Options& op
 
 std::string reportDevices(const Options& options) {
   std::string text;
-  Json json = {{"version", PLAYER_VERSION}, {"devices", Json::array()}};
+  Json json = {
+      {"version", PLAYER_VERSION}, {"devices", Json::array()}, {"unopened", Json::array()}};
   AudioDevices::Failure noServer;
   for (const DeviceDescription& device : devicesOf(options, noServer)) {
     text += headline(device);
@@ -259,7 +248,7 @@ std::string reportDevices(const Options& options) {
   for (const AudioDevices::AttachableDevice& device : AudioDevices::listAlsa(&noAlsa)) {
     text += fmt::format("  {}  {}  (not opened: rate and channels unknown)\n", device.identifier,
                         device.name);
-    json["devices"].push_back(deviceJson(device));
+    json["unopened"].push_back({{"identifier", device.identifier}, {"name", device.name}});
   }
   json["no_server"] = noServer ? Json(noServer.message) : Json();
   json["no_alsa"] = noAlsa ? Json(noAlsa.message) : Json();

@@ -111,7 +111,8 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
     id = made ? made->id() : AudioDeviceID{kAudioObjectUnknown};
   } else {
     found = {.status = kAudioHardwareBadDeviceError,
-             .message = "there is no device '" + identifier + "'; a file is 'file:PATH'"};
+             .message = "there is no device '" + identifier +
+                        "'; a file is 'file:PATH', ALSA's are 'alsa:NAME'"};
   }
   if (failure != nullptr) {
     *failure = std::move(found);

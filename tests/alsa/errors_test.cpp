@@ -57,9 +57,10 @@ TEST_F(DevicesOfAlsa, areListedByTheirHintsWithoutBeingOpened) {
   EXPECT_EQ(text.out.find("unnamed"), std::string::npos) << text.out;
   ASSERT_EQ(play({"--list-devices", "--json", "list"}).status, 0);
   const auto list = nlohmann::json::parse(readFile(path("list")));
-  ASSERT_EQ(list["devices"].size(), 1U);
-  EXPECT_EQ(list["devices"][0]["identifier"], "alsa:speaker");
-  EXPECT_TRUE(list["devices"][0]["rate"].is_null());
+  EXPECT_TRUE(list["devices"].empty());
+  ASSERT_EQ(list["unopened"].size(), 1U);
+  EXPECT_EQ(list["unopened"][0]["identifier"], "alsa:speaker");
+  EXPECT_EQ(list["unopened"][0]["name"], "A speaker in the kitchen");
   EXPECT_TRUE(list["no_alsa"].is_null());
 }
 

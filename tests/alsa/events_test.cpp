@@ -15,7 +15,6 @@ class EventsOnAlsa : public AlsaTest {
 
   void defineWith(const std::string& event) { define("bench", "event " + event + " at 24000"); }
   Bytes beginning() const { return framesOf(m_in, 0, kSecond / 4); }
-  Bytes ending() const { return framesOf(m_in, m_in.frames() - kSecond / 2, kSecond / 2); }
 
   const Wave m_in = noise({16, false, 2, 48000}, kSecond * 3 / 2);
 };
@@ -37,15 +36,18 @@ TEST_F(EventsOnAlsa, aDeviceThatWakesUpGoesOnWhereItWas) {
   EXPECT_TRUE(liesIn(played("bench"), m_in.data, 4));
 }
 
-/// What lay in its buffer is lost.
+/// What lay in its buffer is lost; on a busy machine what came late meanwhile, too, which is told.
 TEST_F(EventsOnAlsa, aDeviceThatCannotGoOnBeginsAnew) {
   defineWith("suspend_for_good");
-  const Result result = playOn("bench", m_in);
-  EXPECT_EQ(result.status, 0) << result.err;
+  const Wave in = noise({16, false, 2, 48000}, 4 * kSecond);
+  const Result result = playOn("bench", in);
+  EXPECT_TRUE(result.status == 0 || (result.status == 1 && result.errorLines() == 1 &&
+                                     result.err.find("played ") != std::string::npos))
+      << result.err;
   const Bytes out = played("bench");
-  EXPECT_TRUE(contains(out, beginning()));
-  EXPECT_TRUE(contains(out, ending()));
-  EXPECT_FALSE(contains(out, m_in.data));
+  EXPECT_TRUE(contains(out, framesOf(in, 0, kSecond / 4)));
+  EXPECT_TRUE(contains(out, framesOf(in, 3 * kSecond, kSecond)));
+  EXPECT_FALSE(contains(out, in.data));
 }
 
 TEST_F(EventsOnAlsa, aDeviceThatIsPulledOutIsTold) {
