@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFilePrefix = "file:";
 constexpr std::string_view kBurstSuffix = ".spdif";
+constexpr const char* kAlsaDefault = "alsa:default";
 constexpr std::uint32_t kMostChannels = 8;
 
 bool isFileIdentifier(const std::string& identifier) {
@@ -100,31 +101,44 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
 
 }  // namespace
 
-std::string soundingDevice(std::string& reason) {
+SoundingDevice soundingDevice() {
   AudioDevices::Failure noServer;
   const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list(&noServer);
   const auto chosen =
       std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
   if (chosen != devices.end()) {
-    return chosen->identifier;
+    return {chosen->identifier, true};
   }
-  reason = noServer ? noServer.message : "the sound server has no default sink";
-  return "";
+  const std::string reason = noServer ? noServer.message : "the sound server has no default sink";
+  AudioDevices::Failure noAlsa;
+  if (AudioDevices::attach(kAlsaDefault, &noAlsa) != kAudioObjectUnknown) {
+    return {kAlsaDefault, false, reason};
+  }
+  return {"", false, reason + "; " + noAlsa.message};
+}
+
+/// The server, else ALSA, else a file; tells why it is not the server.
+void chooseByItself(DeviceChoice& choice, const Options& options) {
+  const SoundingDevice sounding = soundingDevice();
+  choice.identifier = sounding.identifier;
+  choice.followsDefault = sounding.isServers;
+  choice.isFile = sounding.identifier.empty();
+  std::string what = "playing on " + choice.identifier;
+  if (choice.isFile) {
+    const std::string name = freeName(options.files.front());
+    choice.identifier = std::string(kFilePrefix) + name;
+    what = "writing " + name;
+  }
+  if (!sounding.isServers) {
+    Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),
+                   sounding.reason.c_str());
+  }
 }
 
 DeviceChoice chooseDevice(const Options& options) {
   DeviceChoice choice{.identifier = options.device, .isFile = isFileIdentifier(options.device)};
   if (options.device == "auto") {
-    std::string noServer;
-    choice.identifier = soundingDevice(noServer);
-    choice.isFile = choice.identifier.empty();
-    choice.followsDefault = !choice.isFile;
-    if (choice.isFile) {
-      const std::string name = freeName(options.files.front());
-      choice.identifier = std::string(kFilePrefix) + name;
-      Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s; writing %s", noServer.c_str(),
-                     name.c_str());
-    }
+    chooseByItself(choice, options);
   }
   if (choice.isFile) {
     refuseAnInputAsOutput(choice.identifier.substr(kFilePrefix.size()), options);

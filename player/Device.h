@@ -29,8 +29,14 @@ DeviceChoice chooseDevice(const Options& options);
 /// The shape in which a file holds all the streams: exactly, as far as one shape can.
 StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options);
 
-/// The device that sound goes to when none is named; empty, and why: there is none.
-std::string soundingDevice(std::string& reason);
+/// The device that sound goes to when none is named: the default one of the sound server, else
+/// ALSA's, if it can be opened.
+struct SoundingDevice {
+  std::string identifier;  // empty: there is none
+  bool isServers = false;
+  std::string reason{};  // why it is not the server's, and why there is none
+};
+SoundingDevice soundingDevice();
 
 /// What sound goes to: the device that was chosen, attached and made the default output; where none
 /// was, the default output as it is. Either may be lost on the way and come back; meanwhile another

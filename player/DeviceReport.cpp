@@ -168,9 +168,11 @@ std::vector<DeviceDescription> devicesOf(const Options& options, AudioDevices::F
 }
 
 DeviceDescription deviceOf(const Options& options) {
-  std::string noServer;
-  if (options.device == "auto" && soundingDevice(noServer).empty()) {
-    throw PlayerError(ExitStatus::DeviceFailed, noServer + "; --device file:PATH is for a file");
+  if (options.device == "auto") {
+    if (const SoundingDevice sounding = soundingDevice(); sounding.identifier.empty()) {
+      throw PlayerError(ExitStatus::DeviceFailed,
+                        "there is only --device file:PATH to play on: " + sounding.reason);
+    }
   }
   const DeviceChoice choice = chooseDevice(options);
   return choice.isFile ? describeFile(choice) : Device(choice).describe();
@@ -220,7 +222,8 @@ std::string deliver(const std::string& text, const Json& json, const Options& op
 
 std::string reportDevices(const Options& options) {
   std::string text;
-  Json json = {{"version", PLAYER_VERSION}, {"devices", Json::array()}};
+  Json json = {
+      {"version", PLAYER_VERSION}, {"devices", Json::array()}, {"unopened", Json::array()}};
   AudioDevices::Failure noServer;
   for (const DeviceDescription& device : devicesOf(options, noServer)) {
     text += headline(device);
@@ -238,9 +241,19 @@ std::string reportDevices(const Options& options) {
     }
     json["devices"].push_back(entry);
   }
-  json["no_server"] = noServer ? Json(noServer.message) : Json();
   if (noServer) {
     text += noServer.message + "; file:PATH writes a file\n";
+  }
+  AudioDevices::Failure noAlsa;
+  for (const AudioDevices::AttachableDevice& device : AudioDevices::listAlsa(&noAlsa)) {
+    text += fmt::format("  {}  {}  (not opened: rate and channels unknown)\n", device.identifier,
+                        device.name);
+    json["unopened"].push_back({{"identifier", device.identifier}, {"name", device.name}});
+  }
+  json["no_server"] = noServer ? Json(noServer.message) : Json();
+  json["no_alsa"] = noAlsa ? Json(noAlsa.message) : Json();
+  if (noAlsa) {
+    text += noAlsa.message + "\n";
   }
   return deliver(text, json, options);
 }

@@ -20,7 +20,8 @@ constexpr std::uint64_t kMostOfAPart = 1'000'000'000;
 constexpr const char* kFooter =
     "TIME is [[HH:]MM:]SS[.FRACTION]; --start and --length cut every file, to the sample.\n"
     "A file device runs in simulated time unless asked otherwise: as fast as it can, and the same\n"
-    "on every run. Without a sound system, auto is a new WAV file in the current folder.\n"
+    "on every run. auto is the sound server's default sink; without a server, ALSA's default\n"
+    "device; without that, a new WAV file in the current folder.\n"
     "On a terminal, in real time: space pauses and resumes, left and right go 5 s back and "
     "forward\n"
     "within a file, q stops.\n"
@@ -67,8 +68,8 @@ void declare(CLI::App& app, Options& options, Words& words) {
   app.set_version_flag("--version", "tavro-play " PLAYER_VERSION);
   app.add_option("FILE", options.files, "What to play, one after the other")->type_name("PATH");
   app.add_option("--device", options.device,
-                 "auto, file:PATH (a WAV file, or AC-3 bursts as PATH.spdif), or one of "
-                 "--list-devices")
+                 "auto, file:PATH (a WAV file, or AC-3 bursts as PATH.spdif), alsa:NAME (a PCM of "
+                 "ALSA), or one of --list-devices")
       ->capture_default_str();
   auto* list = app.add_flag("--list-devices", options.listDevices, "Show the devices");
   app.add_option("--passthrough", options.passthrough,

@@ -6,14 +6,6 @@
 namespace Platform {
 namespace {
 
-constexpr std::uint32_t kLeastCycleFrames = 64;
-constexpr std::uint32_t kMostCycleFrames = 4096;
-
-/// About 10 ms.
-std::uint32_t cycleFramesAt(std::uint32_t rate) {
-  return std::clamp(rate / 100, kLeastCycleFrames, kMostCycleFrames);
-}
-
 /// What the server takes of such samples: little-endian, 16 bits at least.
 SampleFormat serverSample(SampleFormat sample) {
   return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,

@@ -27,7 +27,6 @@ constexpr std::array kChannels = {
     Channel{PA_CHANNEL_POSITION_FRONT_LEFT_OF_CENTER, kAudioChannelLabel_LeftCenter},
     Channel{PA_CHANNEL_POSITION_FRONT_RIGHT_OF_CENTER, kAudioChannelLabel_RightCenter},
 };
-constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
 
 std::size_t rankOf(int position) {
   const auto found = std::ranges::find(kChannels, position, &Channel::position);

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "AlsaDevices.h"
 #include "FileDriver.h"
 #include "Registry.h"
 #include "ServerDevices.h"
@@ -85,6 +86,15 @@ DeviceDescription describe(AudioDeviceID id) {
   return device ? describeIt(*device) : DeviceDescription{};
 }
 
+std::vector<AttachableDevice> listAlsa(Failure* noAlsa) {
+  Failure found;
+  std::vector<AttachableDevice> names = Platform::alsaNames(found);
+  if (noAlsa != nullptr) {
+    *noAlsa = std::move(found);
+  }
+  return names;
+}
+
 AudioDeviceID attach(const std::string& identifier, Failure* failure,
                      const AttachOptions& options) {
   Failure found;
@@ -100,9 +110,13 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
     found.message = "there is no device '" + identifier + "': " + found.message;
   } else if (full.starts_with(kFilePrefix)) {
     id = attachFile(full, options, found);
+  } else if (full.starts_with(Platform::kAlsaPrefix)) {
+    const auto made = Platform::attachAlsa(full, found);
+    id = made ? made->id() : AudioDeviceID{kAudioObjectUnknown};
   } else {
     found = {.status = kAudioHardwareBadDeviceError,
-             .message = "there is no device '" + identifier + "'; a file is 'file:PATH'"};
+             .message = "there is no device '" + identifier +
+                        "'; a file is 'file:PATH', ALSA's are 'alsa:NAME'"};
   }
   if (failure != nullptr) {
     *failure = std::move(found);

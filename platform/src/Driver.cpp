@@ -1,6 +1,10 @@
 #include "Driver.h"
 
+#include <algorithm>
+
 namespace Platform {
+
+std::uint32_t cycleFramesAt(std::uint32_t rate) { return std::clamp(rate / 100, 64U, 4096U); }
 
 OSStatus Driver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& /*format*/,
                            bool /*running*/) {

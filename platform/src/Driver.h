@@ -31,6 +31,9 @@ struct DriverDescription {
   double nominalRate = 0;           // where it is another one than that of the streams
 };
 
+/// About 10 ms, for devices that leave it to us.
+std::uint32_t cycleFramesAt(std::uint32_t rate);
+
 /// What a driver runs cycles on; the device implements it.
 class CycleSource {
  public:
@@ -71,7 +74,7 @@ class Driver {
   /// called from within a cycle. [host-thread]
   virtual OSStatus start(CycleSource& source) = 0;
   virtual void stop() = 0;
-  /// The one after the other, for cycles that stay away; waits for nobody.
+  /// The one after the other, for cycles that stay away; waits for no server.
   virtual void restart(CycleSource& source);
 
   /// Plays by a clock that is not ours, so that its cycles may stay away. [any-thread]

@@ -1,7 +1,6 @@
 #include "FileDriver.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -14,7 +13,6 @@ namespace {
 constexpr std::uint32_t kMaxFileChannels = 8;
 constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 constexpr AudioValueRange kRates{.mMinimum = 1000, .mMaximum = 768000};
-constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
 constexpr std::string_view kRawSuffix = ".spdif";
 
 /// What a file holds of such samples: little-endian, 16 bits at least.
@@ -25,11 +23,6 @@ SampleFormat fileSample(SampleFormat sample) {
 
 bool isFileFormat(const PcmFormat& format) {
   return format.sample == fileSample(format.sample) && format.channels <= kMaxFileChannels;
-}
-
-/// The frames in whose place bursts travel.
-PcmFormat carrierOf(std::uint32_t burstRate) {
-  return {.sample = {.type = SampleType::S16}, .channels = 2, .rate = burstRate};
 }
 
 /// What the stream offers beside bursts: `current` alone, or all that a file can hold at its rate.

@@ -4,6 +4,7 @@
 
 #include <CoreAudio/CoreAudio.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -42,6 +43,12 @@ AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
                                            AudioFormatID formatId = kAudioFormat60958AC3);
 inline constexpr std::uint32_t kBurstFrames = 1536;
 inline constexpr std::uint32_t kBurstBytes = 6144;
+inline constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
+
+/// The frames in whose place bursts travel.
+constexpr PcmFormat carrierOf(std::uint32_t burstRate) {
+  return {.sample = {.type = SampleType::S16}, .channels = 2, .rate = burstRate};
+}
 
 /// The same in every field.
 bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right);

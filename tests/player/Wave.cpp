@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <random>
 #include <string_view>
 
@@ -152,4 +153,31 @@ testing::AssertionResult isExactly(const Wave& played, const Bytes& expected) {
     return testing::AssertionFailure() << extra << " frames follow, silent: " << silent;
   }
   return testing::AssertionSuccess();
+}
+
+testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size_t frameBytes) {
+  const auto at = std::search(whole.begin(), whole.end(),
+                              std::boyer_moore_horspool_searcher(part.begin(), part.end()));
+  if (at == whole.end()) {
+    const auto begin = std::search(whole.begin(), whole.end(), part.begin(),
+                                   part.begin() + static_cast<std::ptrdiff_t>(64 * frameBytes));
+    const auto same = std::mismatch(begin, whole.end(), part.begin(), part.end()).first - begin;
+    return testing::AssertionFailure()
+           << "equal for " << same << " of " << part.size() << " bytes, at "
+           << begin - whole.begin() << " of " << whole.size();
+  }
+  if ((at - whole.begin()) % static_cast<std::ptrdiff_t>(frameBytes) != 0) {
+    return testing::AssertionFailure() << "not at a frame: " << at - whole.begin();
+  }
+  const auto isZero = [](unsigned char byte) { return byte == 0; };
+  const auto after = at + static_cast<std::ptrdiff_t>(part.size());
+  if (!std::all_of(whole.begin(), at, isZero) || !std::all_of(after, whole.end(), isZero)) {
+    return testing::AssertionFailure() << "there is more than silence around it";
+  }
+  return testing::AssertionSuccess();
+}
+
+bool contains(const Bytes& whole, const Bytes& part) {
+  return std::search(whole.begin(), whole.end(),
+                     std::boyer_moore_horspool_searcher(part.begin(), part.end())) != whole.end();
 }

@@ -41,3 +41,9 @@ Bytes asFloat(const Wave& wave);
 /// `played` is `expected`, frame for frame from the very start, then less than one device cycle of
 /// silence.
 testing::AssertionResult isExactly(const Wave& played, const Bytes& expected);
+
+/// `part` lies in `whole` at a frame, and nothing but silence around it.
+testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size_t frameBytes);
+
+/// Somewhere, whatever is around it.
+bool contains(const Bytes& whole, const Bytes& part);

@@ -86,6 +86,7 @@ TEST_F(Reports, aSignalEndsItWithACompleteFile) {
 
 TEST_F(Reports, withoutASoundServerAutoWritesANewFileAndSaysSo) {
   setenv("PULSE_SERVER", ("unix:" + path("nobody")).c_str(), 1);
+  setenv("ALSA_CONFIG_PATH", "/dev/null", 1);
   EXPECT_EQ(play({"--list-devices"}).out.find("no sound server"), 0U);
   const Wave in = noise({16, false, 2, 48000}, 2000);
   std::filesystem::create_directory(path("music"));

@@ -61,7 +61,8 @@ void ServerTest::SetUp() {
            {"PULSE_STATE_PATH", path("state")},
            {"PULSE_CONFIG_PATH", path("home/.config/pulse")},
            {"PULSE_COOKIE", path("cookie")},
-           {"PULSE_SERVER", "unix:" + path("native")}}) {
+           {"PULSE_SERVER", "unix:" + path("native")},
+           {"ALSA_CONFIG_PATH", "/dev/null"}}) {
     setenv(name, value.c_str(), 1);
   }
   for (const char* name : {"DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SINK"}) {
@@ -234,31 +235,4 @@ bool ServerTest::eventually(const std::function<bool()>& isSo) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   return true;
-}
-
-testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size_t frameBytes) {
-  const auto at = std::search(whole.begin(), whole.end(),
-                              std::boyer_moore_horspool_searcher(part.begin(), part.end()));
-  if (at == whole.end()) {
-    const auto begin = std::search(whole.begin(), whole.end(), part.begin(),
-                                   part.begin() + static_cast<std::ptrdiff_t>(64 * frameBytes));
-    const auto same = std::mismatch(begin, whole.end(), part.begin(), part.end()).first - begin;
-    return testing::AssertionFailure()
-           << "equal for " << same << " of " << part.size() << " bytes, at "
-           << begin - whole.begin() << " of " << whole.size();
-  }
-  if ((at - whole.begin()) % static_cast<std::ptrdiff_t>(frameBytes) != 0) {
-    return testing::AssertionFailure() << "not at a frame: " << at - whole.begin();
-  }
-  const auto isZero = [](unsigned char byte) { return byte == 0; };
-  const auto after = at + static_cast<std::ptrdiff_t>(part.size());
-  if (!std::all_of(whole.begin(), at, isZero) || !std::all_of(after, whole.end(), isZero)) {
-    return testing::AssertionFailure() << "there is more than silence around it";
-  }
-  return testing::AssertionSuccess();
-}
-
-bool contains(const Bytes& whole, const Bytes& part) {
-  return std::search(whole.begin(), whole.end(),
-                     std::boyer_moore_horspool_searcher(part.begin(), part.end())) != whole.end();
 }

@@ -64,9 +64,3 @@ class ServerTest : public Workbench {
   pid_t m_clock = 0;                                       // the digital sink's
   std::vector<std::pair<std::string, pid_t>> m_recorders;  // by sink
 };
-
-/// `part` lies in `whole` at a frame, and nothing but silence around it.
-testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size_t frameBytes);
-
-/// Somewhere, whatever is around it.
-bool contains(const Bytes& whole, const Bytes& part);

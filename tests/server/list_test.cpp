@@ -47,8 +47,8 @@ TEST_F(DevicesOfAServer, anUnknownNameIsToldWithOrWithoutAServer) {
   EXPECT_NE(with.err.find("there is no device 'pulse:nowhere'"), std::string::npos) << with.err;
 }
 
-/// As on a machine without the server's library: everything but its module.
-TEST_F(DevicesOfAServer, withoutTheModuleTheRestStartsAndTheListSaysSo) {
+/// As on a machine without the server's library and ALSA's: everything but their modules.
+TEST_F(DevicesOfAServer, withoutTheModulesTheRestStartsAndTheListSaysSo) {
   const fs::path built = fs::path(PLAYER).parent_path();
   for (const char* name : {"tavro-play", "CoreAudioOutput.so", "libCoreAudio.so",
                            "libTavro_Core.so", "libTavro_Time.so"}) {
@@ -57,8 +57,9 @@ TEST_F(DevicesOfAServer, withoutTheModuleTheRestStartsAndTheListSaysSo) {
   startServer({{"one"}});
   const Result list = run(path("tavro-play"), {"--list-devices"});
   EXPECT_EQ(list.status, 0) << list.err;
-  EXPECT_EQ(std::ranges::count(list.out, '\n'), 1) << list.out;
+  EXPECT_EQ(std::ranges::count(list.out, '\n'), 2) << list.out;
   EXPECT_NE(list.out.find("libCoreAudio_Pulse.so: cannot open"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("libCoreAudio_Alsa.so: cannot open"), std::string::npos) << list.out;
 
   const Wave in = noise({16, false, 2, 48000}, 4800);
   writeWave(path("song.wav"), in);

@@ -12,9 +12,15 @@
 ///
 /// A sink of a sound server (PulseAudio, PipeWire) is the device `pulse:NAME`. The server's library
 /// is loaded by the first list(), or attach() of such a name, and sinks are known from then on.
-/// They play in real time only. A device that is gone (its sink removed, its stream ended by the
-/// server, the server gone) is not alive, its units are silent, and failureOf() tells why until
-/// detach().
+/// They play in real time only.
+///
+/// A PCM of ALSA is the device `alsa:NAME`, NAME as in ALSA's configuration; libasound is loaded by
+/// attach() of such a name, or listAlsa(). It is opened for a moment by attach(), and while
+/// something plays; it takes the channels, samples and rate of the first unit that plays, as far as
+/// it can, unless a format was set. They play in real time only.
+///
+/// A device that is gone (its sink removed, its stream ended by the server, the server gone, its
+/// plug pulled) is not alive, its units are silent, and failureOf() tells why until detach().
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -60,6 +66,16 @@ std::vector<DeviceDescription> list(Failure* noServer = nullptr);
 /// [any-thread]
 DeviceDescription describe(AudioDeviceID device);
 
+/// What attach() takes besides, and what its configuration says of it. Nobody has opened it, so its
+/// rate and its channels are not known.
+struct AttachableDevice {
+  std::string identifier;
+  std::string name;
+};
+/// ALSA's PCMs that are meant to be chosen by a person. `*noAlsa`: why there are none to be had, in
+/// one line. Waits for libasound for 3 s at most.
+std::vector<AttachableDevice> listAlsa(Failure* noAlsa = nullptr);
+
 /// What a file device is to be, besides its path.
 struct AttachOptions {
   /// A WAV file's stream offers AC-3 formats beside PCM; the file then holds bursts dressed as 16
@@ -100,7 +116,7 @@ struct DeviceTotals {
   std::uint64_t framesHeard = 0;    // of these, by now; at least so many
   std::uint64_t framesWritten = 0;  // a file's frames so far; 0 on other devices
   std::uint64_t lateCycles = 0;     // began more than a cycle after they were due
-  std::uint64_t underruns = 0;      // times when a sound server had nothing left to play
+  std::uint64_t underruns = 0;      // times when a server or a PCM had nothing left to play
   std::uint32_t latencyFrames = 0;  // from being handed over to being heard, by the last cycles
   std::uint64_t burstCycles = 0;    // with a stream in an AC-3 format: 1536 frames each
   std::uint64_t bursts = 0;         // of these, the ones that were given more than zeros

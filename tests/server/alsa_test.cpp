@@ -1,0 +1,36 @@
+// Through ALSA's plug-in for the server, as programs that know only ALSA play.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/server/ServerTest.h"
+
+namespace {
+
+class AlsaOnAServer : public ServerTest {};
+
+TEST_F(AlsaOnAServer, everySampleArrivesThroughThePlugIn) {
+  std::ofstream(path("asound.conf"))
+      << "pcm.server { type pulse server \"unix:" << path("native") << "\" device \"sink\" }\n";
+  setenv("ALSA_CONFIG_PATH", path("asound.conf").c_str(), 1);
+  for (const unsigned channels : {2U, 8U}) {
+    SCOPED_TRACE(channels);
+    // In the file's order; ALSA's own order is the plug-in's for eight.
+    const NullSink sink{"sink",
+                        {16, false, channels, 48000},
+                        channels == 2 ? "front-left,front-right"
+                                      : "front-left,front-right,front-center,lfe,rear-left,"
+                                        "rear-right,side-left,side-right"};
+    startServer({sink});
+    const Wave in = noise(sink.shape, 24000);
+    writeWave(path("in.wav"), in);
+    record(sink);
+    const Result result = play({"--device", "alsa:server", "in.wav"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(liesIn(recorded(sink, in.data.size()), in.data, sink.shape.frameBytes()));
+    killServer();
+  }
+}
+
+}  // namespace
