@@ -38,7 +38,7 @@ Playback::Playback(const Stage& stage, Output& output, const StreamFormat& forma
                    : nullptr),
       m_pcm(format.bursts
                 ? nullptr
-                : std::make_unique<PcmSource>(stage.session, stage.playlist, format,
+                : std::make_unique<PcmSource>(stage.session, stage.playlist, format, stage.bufferMs,
                                               stage.session.clock().currentTime(), stage.wake)),
       m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
       m_rate(format.rate),

@@ -33,6 +33,7 @@ struct Stage {
   RenderWatch& watch;
   Tavro::HostTime::Signal& wake;  // a stream's end, and the end of all its buffers
   StreamCounts& counts;
+  std::uint32_t bufferMs;                      // of decoded sound
   std::function<void(std::uint64_t ns)> wait;  // so long or until woken; throws PlayerError
   std::function<void(PlayerState state)> enter;
 };

@@ -36,6 +36,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
               m_watch,
               m_wake,
               m_counts,
+              options.bufferMs,
               [this](std::uint64_t ns) { wait(ns); },
               [this](PlayerState state) { enter(state); }},
       m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
