@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -60,6 +61,7 @@ PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const Stre
       m_frameBytes(pa_frame_size(&m_plan.spec)),
       m_figures(figures) {
   m_figures.latencyFrames.store(bufferFrames(m_plan));
+  m_figures.drift.interrupt();
   m_figures.endedAt.store(0);
 }
 
@@ -156,7 +158,8 @@ void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
 }
 
 void PulseStream::fill(std::uint32_t mostCycles) {
-  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom(); ++i) {
+  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom();
+       ++i) {
     m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
   }
   if (m_nobodyPlays) {
@@ -212,6 +215,7 @@ void PulseStream::onTiming(pa_stream* /*stream*/, int /*success*/, void* self) {
     pa_operation_unref(std::exchange(one.m_timing, nullptr));
   }
   one.readTiming();
+  one.measureDrift();
 }
 
 /// By the last answer as it stands, not carried on by a clock: what the server has not said to be
@@ -227,6 +231,20 @@ void PulseStream::readTiming() {
   const std::uint64_t beyond = (sinkUs + timing->transport_usec) * m_plan.spec.rate / 1'000'000;
   m_figures.latencyFrames.store(
       static_cast<std::uint32_t>(static_cast<std::uint64_t>(queued) / m_frameBytes + beyond));
+}
+
+/// When the answer comes. The server stood still if it had nothing to play.
+void PulseStream::measureDrift() {
+  const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
+  if (timing == nullptr || timing->playing == 0 || timing->read_index_corrupt != 0) {
+    m_figures.drift.interrupt();
+    return;
+  }
+  const double beyond = static_cast<double>(timing->sink_usec) * m_plan.spec.rate / 1e6;
+  const auto heard =
+      timing->read_index / static_cast<std::int64_t>(m_frameBytes) - std::llround(beyond);
+  m_figures.drift.look(Tavro::HostTime::now() - timing->transport_usec * 1000, heard,
+                       m_plan.spec.rate);
 }
 
 }  // namespace Platform

@@ -12,6 +12,7 @@
 #include <memory>
 #include <pulse/pulseaudio.h>
 
+#include "DriftMeter.h"
 #include "PulseConnection.h"
 #include "PulseSink.h"
 
@@ -29,6 +30,7 @@ struct StreamPlan {
 struct StreamFigures {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
+  DriftMeter drift;                         // of all streams; told under libpulse's lock
   std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
 };
 
@@ -64,6 +66,7 @@ class PulseStream {
   void fillLater();
   void askForTiming();
   void readTiming();
+  void measureDrift();
 
   const std::shared_ptr<PulseConnection> m_connection;
   const StreamPlan m_plan;

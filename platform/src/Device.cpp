@@ -249,7 +249,8 @@ AudioDevices::DeviceTotals Device::totals() const {
           .underruns = m_driver->underruns(),
           .latencyFrames = m_driver->latencyFrames(),
           .burstCycles = m_burstCycles.load(),
-          .bursts = m_bursts.load()};
+          .bursts = m_bursts.load(),
+          .driftPpm = m_driver->driftPpm()};
 }
 
 std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {
