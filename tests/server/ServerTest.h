@@ -49,6 +49,9 @@ class ServerTest : public Workbench {
   /// So far.
   Bytes recordedYet(const NullSink& sink) const { return readFile(recordingOf(sink)); }
 
+  /// A program that goes on beside the test; its output goes to the end of `log`.
+  pid_t spawn(const Words& command, const std::string& log) const;
+
   /// Bounded; false: not in time.
   static bool eventually(const std::function<bool()>& isSo);
 
@@ -56,7 +59,6 @@ class ServerTest : public Workbench {
   std::filesystem::path recordingOf(const NullSink& sink) const {
     return folder / (sink.name + ".raw");
   }
-  pid_t spawn(const Words& command, const std::string& log) const;
   pid_t startDaemon(const std::string& socket, const std::vector<NullSink>& sinks) const;
 
   pid_t m_server = 0;
@@ -69,3 +71,6 @@ testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size
 
 /// Somewhere, whatever is around it.
 bool contains(const Bytes& whole, const Bytes& part);
+
+/// Anything but zeros.
+bool hasSound(const Bytes& bytes);
