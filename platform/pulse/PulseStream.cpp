@@ -13,7 +13,8 @@ namespace {
 
 constexpr std::uint32_t kBufferMs =
     160;  // a busy machine keeps a thread waiting for longer than 80
-constexpr std::uint32_t kFirstMs = 40;
+constexpr std::uint32_t kFirstBurstsMs = 40;
+constexpr std::uint32_t kRestCycles = 2;   // after all of the buffer
 constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
 constexpr std::uint32_t kCyclesAtATime = 3;
 
@@ -140,8 +141,20 @@ void PulseStream::onState(pa_stream* stream, void* self) {
 
 void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void* self) {
   auto& one = *static_cast<PulseStream*>(self);
-  const bool first = !std::exchange(one.m_hasStarted, true);
-  one.fill(first ? cyclesOf(one.m_plan, kFirstMs) : kCyclesAtATime);
+  if (!std::exchange(one.m_hasStarted, true)) {
+    one.fillAtFirst();
+  } else if (!one.m_rests) {
+    one.fill(kCyclesAtATime);
+  }
+}
+
+/// Sound is ready when the device starts, and is to be heard soon. Bursts come later.
+void PulseStream::fillAtFirst() {
+  fill(cyclesOf(m_plan, m_plan.bursts ? kFirstBurstsMs : kBufferMs));
+  if (!m_plan.bursts && !m_nobodyPlays) {
+    m_rests = true;
+    fillLater(kRestCycles);
+  }
 }
 
 /// The server asks once for what it lacks: the rest is written without being asked again.
@@ -150,6 +163,7 @@ void PulseStream::onLater(pa_mainloop_api* api, pa_time_event* event, const time
   auto& one = *static_cast<PulseStream*>(self);
   api->time_free(event);
   one.m_later = nullptr;
+  one.m_rests = false;
   one.fill(kCyclesAtATime);
 }
 
@@ -158,8 +172,7 @@ void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
 }
 
 void PulseStream::fill(std::uint32_t mostCycles) {
-  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom();
-       ++i) {
+  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom(); ++i) {
     m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
   }
   if (m_nobodyPlays) {
@@ -168,7 +181,7 @@ void PulseStream::fill(std::uint32_t mostCycles) {
   readTiming();
   askForTiming();
   if (hasRoom()) {
-    fillLater();
+    fillLater(1);
   }
 }
 
@@ -177,11 +190,12 @@ bool PulseStream::hasRoom() const {
   return room != static_cast<std::size_t>(-1) && room >= m_plan.cycleFrames * m_frameBytes;
 }
 
-void PulseStream::fillLater() {
+void PulseStream::fillLater(std::uint32_t cycles) {
   if (m_later == nullptr) {
-    const pa_usec_t cycleUs = std::uint64_t{m_plan.cycleFrames} * 1'000'000 / m_plan.spec.rate;
+    const pa_usec_t waitUs =
+        std::uint64_t{cycles} * m_plan.cycleFrames * 1'000'000 / m_plan.spec.rate;
     m_later =
-        pa_context_rttime_new(m_connection->context(), pa_rtclock_now() + cycleUs, onLater, this);
+        pa_context_rttime_new(m_connection->context(), pa_rtclock_now() + waitUs, onLater, this);
   }
 }
 

@@ -3,9 +3,9 @@
 /// One stream on one sink, from its connection to its end: never moved by the server, filled on
 /// libpulse's thread whenever there is room.
 ///
-/// It fills by and by: 40 ms at first, then up to three cycles at a time, so that whoever plays,
-/// and has a queue of its own, is not asked for the whole buffer at once. The server begins to play
-/// when it is full.
+/// Sound fills the buffer at once, and the server begins to play. After that it asks for nothing
+/// for two cycles, then for up to three at a time, so that whoever plays can fill the queue of its
+/// own again. Bursts, for which the device runs before there are any, begin with 40 ms of silence.
 
 #include <atomic>
 #include <cstdint>
@@ -61,9 +61,10 @@ class PulseStream {
 
   bool connect();
   OSStatus failed(int error);
+  void fillAtFirst();
   void fill(std::uint32_t mostCycles);
   bool hasRoom() const;
-  void fillLater();
+  void fillLater(std::uint32_t cycles);
   void askForTiming();
   void readTiming();
   void measureDrift();
@@ -81,6 +82,7 @@ class PulseStream {
   pa_operation* m_timing = nullptr;  // asked for
   bool m_isReady = false;
   bool m_hasStarted = false;
+  bool m_rests = false;  // whoever plays may fill its queue again
   bool m_nobodyPlays = false;
 };
 
