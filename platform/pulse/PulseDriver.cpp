@@ -140,6 +140,9 @@ void PulseDriver::stop() {
   if (m_stream) {
     m_stream->close();  // until then a cycle may use it
     m_stream.reset();
+    if (m_burstRate && *m_burstRate != m_pcm.rate) {
+      bringBackRate(*m_connection, m_sink.name, sampleSpecOf(m_pcm), channelMapOf(m_sink));
+    }
   }
 }
 

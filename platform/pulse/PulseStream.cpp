@@ -261,4 +261,22 @@ void PulseStream::measureDrift() {
                        m_plan.spec.rate);
 }
 
+void bringBackRate(PulseConnection& connection, const std::string& sink,
+                   const pa_sample_spec& former, const pa_channel_map& map) {
+  const PulseConnection::Hold hold(connection);
+  pa_stream* const stream = pa_stream_new(connection.context(), "Sound", &former, &map);
+  if (stream == nullptr) {
+    return;
+  }
+  const auto onAnswer = [](pa_stream*, void* one) { static_cast<PulseConnection*>(one)->signal(); };
+  pa_stream_set_state_callback(stream, onAnswer, &connection);
+  if (pa_stream_connect_playback(stream, sink.c_str(), nullptr, PA_STREAM_DONT_MOVE, nullptr,
+                                 nullptr) == 0) {
+    connection.waitUntil([stream] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; });
+  }
+  pa_stream_set_state_callback(stream, nullptr, nullptr);
+  pa_stream_disconnect(stream);
+  pa_stream_unref(stream);
+}
+
 }  // namespace Platform

@@ -86,4 +86,10 @@ class PulseStream {
   bool m_nobodyPlays = false;
 };
 
+/// A sink that passed bursts through keeps their rate until somebody plays sound, which may be a
+/// program that takes the rate as it finds it. So a stream of the former rate is opened and closed,
+/// unheard. [host-thread]
+void bringBackRate(PulseConnection& connection, const std::string& sink,
+                   const pa_sample_spec& former, const pa_channel_map& map);
+
 }  // namespace Platform

@@ -6,8 +6,8 @@
 ///
 /// Looks that are off by s seconds (root mean square, each by itself) and come n times in t seconds
 /// make the result off by s / t * sqrt(12 / n). A sound server's are off by 0.1 ms where it counts
-/// by the clock: 1 part per million after 20 s. Errors that last weigh more, as those of a sink that
-/// counts in blocks.
+/// by the clock: 1 part per million after 20 s. Errors that last weigh more, as those of a sink
+/// that counts in blocks.
 
 #include <atomic>
 #include <cstdint>
