@@ -52,6 +52,9 @@ class Device {
 
   void check() const;
 
+  /// Why it did not start when it last was to; empty: it did.
+  std::string startRefusal() const;
+
   /// How long what was handed over last takes until it is heard.
   std::uint64_t latencyNs() const;
 

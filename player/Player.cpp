@@ -188,12 +188,14 @@ void Player::playStream(const StreamFormat& format) {
     if (!format.bursts) {
       throw;
     }
+    const std::string reason = m_device.startRefusal();
+    const std::string line = refused.what() + (reason.empty() ? "" : ": " + reason);
     m_output.reset();
     m_device.restoreFormats();
     if (m_options.passthrough == PassthroughMode::On || m_choice.isFile) {
-      throw;
+      throw PlayerError(refused.status, line);
     }
-    inform(std::string(refused.what()) + " after all: decoded");
+    inform(line + "; decoded");
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
   }

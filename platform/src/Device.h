@@ -135,6 +135,7 @@ class Device final : public CycleSource {
   std::atomic<std::size_t> m_clientCount{0};
   std::atomic<bool> m_ended{false};
   std::atomic<std::thread::id> m_cycleThread{};
+  std::atomic<OSStatus> m_startStatus{noErr};
   std::atomic<std::uint64_t> m_cycles{0};
   std::atomic<std::uint64_t> m_framesPlayed{0};
   std::atomic<std::uint64_t> m_lateCycles{0};
