@@ -27,10 +27,12 @@ class ServerTest : public Workbench {
   void TearDown() override;
 
   void startServer(const std::vector<NullSink>& sinks);
-  /// With a sink "digital" that takes AC-3, too, and whose every byte goes to a file. Its clock is
-  /// another daemon's null sink.
+  /// With a sink "digital" that takes AC-3, too. Its clock is another daemon's null sink.
   void startDigitalServer();
-  std::filesystem::path digitalCapture() const { return folder / "digital.raw"; }
+  /// Every byte that the sink took since it last went to that rate.
+  Bytes digitallyPlayed(unsigned rate) const {
+    return readFile(folder / ("digital-" + std::to_string(rate)));
+  }
   void signalServer(int number) const;
   void killServer();
 
