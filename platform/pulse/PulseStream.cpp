@@ -172,7 +172,8 @@ void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
 }
 
 void PulseStream::fill(std::uint32_t mostCycles) {
-  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom(); ++i) {
+  for (std::uint32_t i = 0; (i < mostCycles || isRunningDry()) && !m_nobodyPlays && hasRoom();
+       ++i) {
     m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
   }
   if (m_nobodyPlays) {
@@ -182,12 +183,21 @@ void PulseStream::fill(std::uint32_t mostCycles) {
   askForTiming();
   if (hasRoom()) {
     fillLater(1);
+  } else {
+    m_wasFull = true;
   }
 }
 
 bool PulseStream::hasRoom() const {
   const std::size_t room = pa_stream_writable_size(m_stream);
   return room != static_cast<std::size_t>(-1) && room >= m_plan.cycleFrames * m_frameBytes;
+}
+
+/// Less than half full, though it has been full: there is no time to lose.
+bool PulseStream::isRunningDry() const {
+  const pa_buffer_attr* const attributes =
+      m_wasFull ? pa_stream_get_buffer_attr(m_stream) : nullptr;
+  return attributes != nullptr && pa_stream_writable_size(m_stream) > attributes->tlength / 2;
 }
 
 void PulseStream::fillLater(std::uint32_t cycles) {

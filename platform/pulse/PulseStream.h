@@ -5,7 +5,8 @@
 ///
 /// Sound fills the buffer at once, and the server begins to play. After that it asks for nothing
 /// for two cycles, then for up to three at a time, so that whoever plays can fill the queue of its
-/// own again. Bursts, for which the device runs before there are any, begin with 40 ms of silence.
+/// own again; for more only when less than half is left. Bursts, for which the device runs before
+/// there are any, begin with 40 ms of silence.
 
 #include <atomic>
 #include <cstdint>
@@ -64,6 +65,7 @@ class PulseStream {
   void fillAtFirst();
   void fill(std::uint32_t mostCycles);
   bool hasRoom() const;
+  bool isRunningDry() const;
   void fillLater(std::uint32_t cycles);
   void askForTiming();
   void readTiming();
@@ -82,6 +84,7 @@ class PulseStream {
   pa_operation* m_timing = nullptr;  // asked for
   bool m_isReady = false;
   bool m_hasStarted = false;
+  bool m_wasFull = false;
   bool m_rests = false;  // whoever plays may fill its queue again
   bool m_nobodyPlays = false;
 };

@@ -46,10 +46,10 @@ class ClockOfTheTest : public ServerTest {
     ServerTest::TearDown();
   }
 
-  /// For a fast sink: 1.6 s of sound in the server, and a queue of 2 s before it.
-  Words generously(Words arguments) const {
-    setenv("PULSE_LATENCY_MSEC", "1600", 1);
-    arguments.insert(arguments.begin(), {"--buffer-ms", "200"});
+  /// So much sound in the server, and more in the queue of ten buffers before it.
+  static Words buffering(unsigned serverMs, Words arguments) {
+    setenv("PULSE_LATENCY_MSEC", std::to_string(serverMs).c_str(), 1);
+    arguments.insert(arguments.begin(), {"--buffer-ms", std::to_string(serverMs / 8)});
     return arguments;
   }
 
@@ -87,7 +87,8 @@ TEST_F(ClockOfTheTest, minutesAreExactAtSixteenTimesRealTime) {
   const std::string times = wanted != nullptr ? wanted : "1";
   const Wave in = giveNoise(300 * kSecond + 7);
   PipeSink sink(addSink("sink"), kShape, 16);
-  Words arguments = generously(on("sink"));
+  Words arguments = buffering(4000, on("sink"));  // a quarter of a second, so fast
+
   arguments.insert(arguments.begin(), {"--loop", times});
   const Result result = play(arguments);
   EXPECT_EQ(result.status, 0) << result.err;
@@ -106,7 +107,7 @@ TEST_F(ClockOfTheTest, theDriftOfTheDeviceIsMeasuredAndLosesNothing) {
   PipeSink fast(addSink("fast"), kShape, 1 + 300e-6);
   std::vector<pid_t> players;
   for (const char* sink : {"slow", "fast", "nominal"}) {
-    players.push_back(begin(PLAYER, generously(on(sink))));
+    players.push_back(begin(PLAYER, buffering(1600, on(sink))));
   }
   for (const pid_t player : players) {
     EXPECT_EQ(end(player).status, 0);
@@ -122,7 +123,7 @@ TEST_F(ClockOfTheTest, theDriftOfTheDeviceIsMeasuredAndLosesNothing) {
 TEST_F(ClockOfTheTest, aStandstillThatTheQueueOutlastsLosesNothing) {
   const Wave in = giveNoise(8 * kSecond);
   PipeSink sink(addSink("sink"), kShape);
-  const pid_t player = beginOn(sink, generously(on("sink")));
+  const pid_t player = beginOn(sink, buffering(1600, on("sink")));
   sink.stall(milliseconds(2000));
   const Result result = end(player);
   EXPECT_EQ(result.status, 0) << result.err;
