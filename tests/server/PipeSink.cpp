@@ -8,13 +8,20 @@
 
 using std::chrono::steady_clock;
 
+namespace {
+
+constexpr std::size_t kMostBytes = 1 << 30;  // of addresses: copying would keep the sink waiting
+
+}  // namespace
+
 PipeSink::PipeSink(const std::filesystem::path& pipe, const WaveShape& shape, double speed)
     : m_bytesPerSecond(static_cast<double>(shape.rate * shape.frameBytes())),
       m_speed(speed),
       m_pipe(open(pipe.c_str(), O_RDONLY | O_NONBLOCK)),
-      m_since(steady_clock::now()),
-      m_thread([this] { run(); }) {
+      m_since(steady_clock::now()) {
   EXPECT_GE(m_pipe, 0) << pipe;
+  m_played.reserve(kMostBytes);
+  m_thread = std::thread([this] { run(); });
 }
 
 PipeSink::~PipeSink() {

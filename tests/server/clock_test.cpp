@@ -88,7 +88,6 @@ TEST_F(ClockOfTheTest, minutesAreExactAtSixteenTimesRealTime) {
   const Wave in = giveNoise(300 * kSecond + 7);
   PipeSink sink(addSink("sink"), kShape, 16);
   Words arguments = buffering(4000, on("sink"));  // a quarter of a second, so fast
-
   arguments.insert(arguments.begin(), {"--loop", times});
   const Result result = play(arguments);
   EXPECT_EQ(result.status, 0) << result.err;
