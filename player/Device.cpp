@@ -291,6 +291,14 @@ void Device::check() const {
   }
 }
 
+std::string Device::startRefusal() const {
+  const OSStatus status = totals().startStatus;
+  if (status == kAudioDevicePermissionsError) {
+    return "another program uses the device";
+  }
+  return status == noErr ? "" : "the device does not start: " + AudioDevices::statusText(status);
+}
+
 std::uint64_t Device::latencyNs() const {
   if (m_choice.isFile) {
     return 0;

@@ -70,6 +70,9 @@ class Device {
   bool isThere() const { return m_isThere; }
   AudioDeviceID id() const { return m_id; }  // with none, of the last one
 
+  /// Why it did not start when it last was to; empty: it did.
+  std::string startRefusal() const;
+
   /// How long what was handed over last takes until it is heard.
   std::uint64_t latencyNs() const;
 
@@ -81,6 +84,7 @@ class Device {
   /// How many frames will have been heard when all that was handed over by now has been; 0: this is
   /// not a device that sounds.
   std::uint64_t framesToHear() const;
+  std::uint64_t cycles() const { return AudioDevices::totalsOf(m_id).cycles; }
   std::uint64_t framesHeard() const { return AudioDevices::totalsOf(m_id).framesHeard; }
 
   /// Completes a file.

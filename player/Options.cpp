@@ -57,6 +57,7 @@ const std::map<std::string, PassthroughMode> kPassthroughModes = {
 void declareHidden(CLI::App& app, Options& options, Words& words) {
   app.add_option("--plugin", options.pluginPath)->group("");
   app.add_option("--file-drift-ppm", options.fileDriftPpm)->group("");
+  app.add_option("--buffer-ms", options.bufferMs)->group("")->check(CLI::Range(5u, 1000u));
   auto* pauseAt = app.add_option("--pause-at", words.pauseAt)->group("")->check(timeProblem);
   app.add_option("--pause-for", words.pauseFor)->group("")->check(timeProblem)->needs(pauseAt);
   auto* seekAt = app.add_option("--seek-at", words.seekAt)->group("")->check(timeProblem);

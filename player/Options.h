@@ -27,6 +27,7 @@ struct Options {
   std::uint64_t pauseForNs = 0;            // host time
   std::optional<std::uint64_t> seekAtNs;   // graph time
   std::uint64_t seekToNs = 0;              // from the beginning of the part that is played
+  std::uint32_t bufferMs = 20;             // of decoded sound in a media buffer
   int fileDriftPpm = 0;                    // how much faster a file device is than nominal
   bool explainPassthrough = false;
   bool listDevices = false;

@@ -7,8 +7,6 @@ namespace Player {
 
 namespace {
 
-constexpr std::uint32_t kBuffersPerSecond = 50;
-
 // Beside those that are ready: what a component queues, plays, or has just been handed.
 constexpr std::uint32_t kBuffersElsewhere = 16;
 
@@ -17,8 +15,8 @@ constexpr std::uint64_t kRetryNs = 10'000'000;
 }  // namespace
 
 PcmSource::PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-                     std::uint32_t originMs, Tavro::HostTime::Signal& wake)
-    : Source(session, playlist, format, std::max(1u, format.rate / kBuffersPerSecond), originMs,
+                     std::uint32_t bufferMs, std::uint32_t originMs, Tavro::HostTime::Signal& wake)
+    : Source(session, playlist, format, std::max(1u, format.rate * bufferMs / 1000), originMs,
              wake),
       m_pool(kPrefetch + kBuffersElsewhere, m_framesPerBuffer * format.bytesPerFrame(),
              session.ledger()),

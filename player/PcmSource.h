@@ -11,12 +11,12 @@
 
 namespace Player {
 
-/// Decoded sound, in buffers of 20 ms.
+/// Decoded sound, in buffers of one length.
 class PcmSource final : public Source {
  public:
   /// Decodes at once.
   PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-            std::uint32_t originMs, Tavro::HostTime::Signal& wake);
+            std::uint32_t bufferMs, std::uint32_t originMs, Tavro::HostTime::Signal& wake);
   ~PcmSource() override;
 
  private:

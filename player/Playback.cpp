@@ -25,9 +25,22 @@ constexpr std::uint64_t kHearingPatienceNs = 1'000 * kNanosPerMs;
 // A component with a full queue asks again when the device has taken a burst.
 constexpr std::uint64_t kQuietNs = 200 * kNanosPerMs;
 
+// Longer than between two cycles of any device, shorter than the clock may lead a full queue.
+constexpr std::uint64_t kCyclesAwayNs = 250 * kNanosPerMs;
+
 std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealNs; }
 
 }  // namespace
+
+bool CycleFlow::goOn(const Device& device) {
+  const std::uint64_t now = Tavro::HostTime::now();
+  const std::uint64_t cycles = device.cycles();
+  if (cycles != m_cycles || m_sinceNs == 0) {
+    m_cycles = cycles;
+    m_sinceNs = now;
+  }
+  return isSimulated() || now - m_sinceNs < kCyclesAwayNs;
+}
 
 Playback::Playback(const Stage& stage, Output& output, const StreamFormat& format)
     : m_stage(stage),
@@ -38,7 +51,7 @@ Playback::Playback(const Stage& stage, Output& output, const StreamFormat& forma
                    : nullptr),
       m_pcm(format.bursts
                 ? nullptr
-                : std::make_unique<PcmSource>(stage.session, stage.playlist, format,
+                : std::make_unique<PcmSource>(stage.session, stage.playlist, format, stage.bufferMs,
                                               stage.session.clock().currentTime(), stage.wake)),
       m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
       m_rate(format.rate),
@@ -119,11 +132,19 @@ bool Playback::goWithDevice() {
     m_isGivenUp = true;
     throw DeviceChanged{m_source->spot()};
   }
-  if (m_isPaused || m_bursts || device.plays() == !m_isHeld) {
-    return !device.plays();
+  if (!m_isPaused && !m_bursts) {
+    keepClock(device.plays() && m_cycles.goOn(device));
   }
-  m_isHeld = !device.plays();
-  if (m_isHeld) {  // the clock has gone on since the last cycle
+  return !device.plays();
+}
+
+/// The clock goes by host time when no cycle comes, and whoever is late then is dropped.
+void Playback::keepClock(bool plays) {
+  if (plays != m_isHeld) {
+    return;
+  }
+  m_isHeld = !plays;
+  if (m_isHeld) {
     m_stage.session.clock().pause();
     m_stage.session.clock().set(m_source->presentStampMs());
   } else {
@@ -131,7 +152,6 @@ bool Playback::goWithDevice() {
     m_connection.start();
   }
   m_stage.enter(m_isHeld ? PlayerState::Paused : PlayerState::Playing);
-  return m_isHeld;
 }
 
 /// All that was handed over; not for ever, as a device may stand still.
@@ -163,6 +183,7 @@ void Playback::pause() {
 void Playback::resume() {
   m_isPaused = false;
   m_isHeld = false;
+  m_cycles = {};
   m_sentAgain += std::exchange(m_toSendAgain, 0);
   m_source->letGo();
   start();

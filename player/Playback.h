@@ -31,6 +31,16 @@ struct DeviceChanged {
   std::optional<Source::Spot> goesOnAt;  // none: nothing has been played yet
 };
 
+/// Whether the device runs cycles, as looked at every now and then.
+class CycleFlow {
+ public:
+  bool goOn(const Device& device);
+
+ private:
+  std::uint64_t m_cycles = 0;
+  std::uint64_t m_sinceNs = 0;  // it runs no more
+};
+
 /// What all streams of a run have in common.
 struct Stage {
   Tavro::Session& session;
@@ -39,6 +49,7 @@ struct Stage {
   RenderWatch& watch;
   Tavro::HostTime::Signal& wake;  // a stream's end, and the end of all its buffers
   StreamCounts& counts;
+  std::uint32_t bufferMs;                      // of decoded sound
   std::function<void(std::uint64_t ns)> wait;  // so long or until woken; throws PlayerError
   std::function<void(PlayerState state)> enter;
 };
@@ -49,8 +60,8 @@ struct Stage {
 /// Bursts know no start and stop, the device takes them from the first to the last: pause takes
 /// them away from it, so that it goes on with silence, and resume hands them over again.
 ///
-/// While the device is gone, or stands, decoded sound and the clock stand with it. Bursts cannot
-/// move to another device.
+/// While the device is gone, or runs no cycles, decoded sound and the clock stand with it. Bursts
+/// cannot move to another device.
 ///
 /// A seek takes everything away that the device has not consumed, and sets the clock to where it
 /// goes on.
@@ -79,6 +90,7 @@ class Playback {
   bool fillQueue();
   void playToTheEnd(const Between& between);
   bool goWithDevice();
+  void keepClock(bool plays);
   void waitUntilHeard();
   std::uint64_t takeBack();
   void awaitQuiet();
@@ -94,7 +106,8 @@ class Playback {
   Connection m_connection;
   std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they go
   bool m_isPaused = false;
-  bool m_isHeld = false;  // for want of a device
+  bool m_isHeld = false;  // for want of cycles
+  CycleFlow m_cycles;
   bool m_isGivenUp = false;
   std::uint64_t m_takenBack = 0;  // buffers
   std::uint64_t m_toSendAgain = 0;

@@ -40,6 +40,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
               m_watch,
               m_wake,
               m_counts,
+              options.bufferMs,
               [this](std::uint64_t ns) { wait(ns); },
               [this](PlayerState state) { enter(state); }},
       m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
@@ -191,12 +192,14 @@ void Player::playStream(const StreamFormat& format) {
     if (!format.bursts) {
       throw;
     }
+    const std::string reason = m_device.startRefusal();
+    const std::string line = refused.what() + (reason.empty() ? "" : ": " + reason);
     m_output.reset();
     m_device.restoreFormats();
     if (m_options.passthrough == PassthroughMode::On || m_choice.isFile) {
-      throw;
+      throw PlayerError(refused.status, line);
     }
-    inform(std::string(refused.what()) + " after all: decoded");
+    inform(line + "; decoded");
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
   } catch (const DeviceChanged& changed) {

@@ -44,6 +44,8 @@ nlohmann::ordered_json json(const Totals& totals) {
             {"frames_played", totals.cycles.framesPlayed},
             {"frames_heard", totals.cycles.framesHeard},
             {"frames_written", totals.cycles.framesWritten}}},
+          {"drift_ppm",
+           totals.cycles.driftPpm ? nlohmann::ordered_json(*totals.cycles.driftPpm) : nullptr},
           {"events_lost", totals.eventsLost},
           {"graph_ms", totals.graphMs},
           {"host_ms", totals.hostMs}};

@@ -153,6 +153,10 @@ void PulseDriver::stop() {
   if (m_stream) {
     m_stream->close();  // until then a cycle may use it
     m_stream.reset();
+    if (m_burstRate && *m_burstRate != m_pcm.rate) {
+      bringBackRate(*m_connection, m_sink.name, sampleSpecOf(m_pcm), channelMapOf(m_sink));
+      m_sink.rate = m_pcm.rate;  // before the server says so
+    }
   }
 }
 

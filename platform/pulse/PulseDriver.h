@@ -32,6 +32,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   bool answers() override { return m_connection->answers(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures.latencyFrames.load(); }
+  std::optional<double> driftPpm() const override { return m_figures.drift.partsPerMillion(); }
   AudioDevices::Failure failure() const override;
   std::uint64_t underruns() const override { return m_figures.underruns.load(); }
 

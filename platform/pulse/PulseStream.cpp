@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -12,7 +13,8 @@ namespace {
 
 constexpr std::uint32_t kBufferMs =
     160;  // a busy machine keeps a thread waiting for longer than 80
-constexpr std::uint32_t kFirstMs = 40;
+constexpr std::uint32_t kFirstBurstsMs = 40;
+constexpr std::uint32_t kRestCycles = 2;   // after all of the buffer
 constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
 constexpr std::uint32_t kCyclesAtATime = 3;
 
@@ -61,6 +63,7 @@ PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const Stre
       m_figures(figures),
       m_listener(listener) {
   m_figures.latencyFrames.store(bufferFrames(m_plan));
+  m_figures.drift.interrupt();
   m_figures.endedAt.store(0);
 }
 
@@ -158,8 +161,20 @@ void PulseStream::ended() {
 
 void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void* self) {
   auto& one = *static_cast<PulseStream*>(self);
-  const bool first = !std::exchange(one.m_hasStarted, true);
-  one.fill(first ? cyclesOf(one.m_plan, kFirstMs) : kCyclesAtATime);
+  if (!std::exchange(one.m_hasStarted, true)) {
+    one.fillAtFirst();
+  } else if (!one.m_rests) {
+    one.fill(kCyclesAtATime);
+  }
+}
+
+/// Sound is ready when the device starts, and is to be heard soon. Bursts come later.
+void PulseStream::fillAtFirst() {
+  fill(cyclesOf(m_plan, m_plan.bursts ? kFirstBurstsMs : kBufferMs));
+  if (!m_plan.bursts && !m_nobodyPlays) {
+    m_rests = true;
+    fillLater(kRestCycles);
+  }
 }
 
 /// The server asks once for what it lacks: the rest is written without being asked again.
@@ -168,6 +183,7 @@ void PulseStream::onLater(pa_mainloop_api* api, pa_time_event* event, const time
   auto& one = *static_cast<PulseStream*>(self);
   api->time_free(event);
   one.m_later = nullptr;
+  one.m_rests = false;
   one.fill(kCyclesAtATime);
 }
 
@@ -176,7 +192,8 @@ void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
 }
 
 void PulseStream::fill(std::uint32_t mostCycles) {
-  for (std::uint32_t i = 0; i < mostCycles && !m_nobodyPlays && hasRoom(); ++i) {
+  for (std::uint32_t i = 0; (i < mostCycles || isRunningDry()) && !m_nobodyPlays && hasRoom();
+       ++i) {
     m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
   }
   if (m_nobodyPlays) {
@@ -185,7 +202,9 @@ void PulseStream::fill(std::uint32_t mostCycles) {
   readTiming();
   askForTiming();
   if (hasRoom()) {
-    fillLater();
+    fillLater(1);
+  } else {
+    m_wasFull = true;
   }
 }
 
@@ -194,11 +213,19 @@ bool PulseStream::hasRoom() const {
   return room != static_cast<std::size_t>(-1) && room >= m_plan.cycleFrames * m_frameBytes;
 }
 
-void PulseStream::fillLater() {
+/// Less than half full, though it has been full: there is no time to lose.
+bool PulseStream::isRunningDry() const {
+  const pa_buffer_attr* const attributes =
+      m_wasFull ? pa_stream_get_buffer_attr(m_stream) : nullptr;
+  return attributes != nullptr && pa_stream_writable_size(m_stream) > attributes->tlength / 2;
+}
+
+void PulseStream::fillLater(std::uint32_t cycles) {
   if (m_later == nullptr) {
-    const pa_usec_t cycleUs = std::uint64_t{m_plan.cycleFrames} * 1'000'000 / m_plan.spec.rate;
+    const pa_usec_t waitUs =
+        std::uint64_t{cycles} * m_plan.cycleFrames * 1'000'000 / m_plan.spec.rate;
     m_later =
-        pa_context_rttime_new(m_connection->context(), pa_rtclock_now() + cycleUs, onLater, this);
+        pa_context_rttime_new(m_connection->context(), pa_rtclock_now() + waitUs, onLater, this);
   }
 }
 
@@ -232,6 +259,7 @@ void PulseStream::onTiming(pa_stream* /*stream*/, int /*success*/, void* self) {
     pa_operation_unref(std::exchange(one.m_timing, nullptr));
   }
   one.readTiming();
+  one.measureDrift();
 }
 
 /// By the last answer as it stands, not carried on by a clock: what the server has not said to be
@@ -247,6 +275,42 @@ void PulseStream::readTiming() {
   const std::uint64_t beyond = (sinkUs + timing->transport_usec) * m_plan.spec.rate / 1'000'000;
   m_figures.latencyFrames.store(
       static_cast<std::uint32_t>(static_cast<std::uint64_t>(queued) / m_frameBytes + beyond));
+}
+
+/// When the answer comes. The server stood still if it had nothing to play.
+void PulseStream::measureDrift() {
+  const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
+  if (timing == nullptr || timing->playing == 0 || timing->read_index_corrupt != 0) {
+    m_figures.drift.interrupt();
+    return;
+  }
+  const double beyond = static_cast<double>(timing->sink_usec) * m_plan.spec.rate / 1e6;
+  const auto heard =
+      timing->read_index / static_cast<std::int64_t>(m_frameBytes) - std::llround(beyond);
+  m_figures.drift.look(Tavro::HostTime::now() - timing->transport_usec * 1000, heard,
+                       m_plan.spec.rate);
+}
+
+void bringBackRate(PulseConnection& connection, const std::string& sink,
+                   const pa_sample_spec& former, const pa_channel_map& map) {
+  const PulseConnection::Hold hold(connection);
+  pa_stream* const stream = pa_stream_new(connection.context(), "Sound", &former, &map);
+  if (stream == nullptr) {
+    return;
+  }
+  const auto onAnswer = [](pa_stream* answered, void*) {
+    if (pa_stream_get_state(answered) != PA_STREAM_CREATING) {
+      pa_stream_set_state_callback(answered, nullptr, nullptr);
+      pa_stream_disconnect(answered);
+      pa_stream_unref(answered);
+    }
+  };
+  pa_stream_set_state_callback(stream, onAnswer, nullptr);
+  if (pa_stream_connect_playback(stream, sink.c_str(), nullptr, PA_STREAM_DONT_MOVE, nullptr,
+                                 nullptr) < 0) {
+    pa_stream_set_state_callback(stream, nullptr, nullptr);
+    pa_stream_unref(stream);
+  }
 }
 
 }  // namespace Platform

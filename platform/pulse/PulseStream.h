@@ -3,15 +3,17 @@
 /// One stream on one sink, from its connection to its end: never moved by the server, filled on
 /// libpulse's thread whenever there is room.
 ///
-/// It fills by and by: 40 ms at first, then up to three cycles at a time, so that whoever plays,
-/// and has a queue of its own, is not asked for the whole buffer at once. The server begins to play
-/// when it is full.
+/// Sound fills the buffer at once, and the server begins to play. After that it asks for nothing
+/// for two cycles, then for up to three at a time, so that whoever plays can fill the queue of its
+/// own again; for more only when less than half is left. Bursts, for which the device runs before
+/// there are any, begin with 40 ms of silence.
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <pulse/pulseaudio.h>
 
+#include "DriftMeter.h"
 #include "PulseConnection.h"
 #include "PulseSink.h"
 
@@ -29,6 +31,7 @@ struct StreamPlan {
 struct StreamFigures {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
+  DriftMeter drift;                         // of all streams; told under libpulse's lock
   std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
   std::atomic<bool> suspended{false};       // the sink is
 };
@@ -71,11 +74,14 @@ class PulseStream {
   bool connect();
   OSStatus refused(int error);
   void ended();
+  void fillAtFirst();
   void fill(std::uint32_t mostCycles);
   bool hasRoom() const;
-  void fillLater();
+  bool isRunningDry() const;
+  void fillLater(std::uint32_t cycles);
   void askForTiming();
   void readTiming();
+  void measureDrift();
 
   const std::shared_ptr<PulseConnection> m_connection;
   const StreamPlan m_plan;
@@ -90,7 +96,15 @@ class PulseStream {
   pa_operation* m_timing = nullptr;  // asked for
   bool m_isReady = false;
   bool m_hasStarted = false;
+  bool m_wasFull = false;
+  bool m_rests = false;  // whoever plays may fill its queue again
   bool m_nobodyPlays = false;
 };
+
+/// A sink that passed bursts through keeps their rate until somebody plays sound, which may be a
+/// program that takes the rate as it finds it. So a stream of the former rate is opened and closed,
+/// unheard. [host-thread]
+void bringBackRate(PulseConnection& connection, const std::string& sink,
+                   const pa_sample_spec& former, const pa_channel_map& map);
 
 }  // namespace Platform

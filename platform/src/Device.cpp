@@ -163,6 +163,7 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
   }
   m_driver->stop();  // a thread that ended by itself is still to be joined
   const OSStatus status = m_driver->start(*this);
+  m_startStatus.store(status);
   const std::lock_guard io(m_io);
   if (status != noErr) {
     std::erase(m_clients, client);
@@ -277,7 +278,9 @@ AudioDevices::DeviceTotals Device::totals() const {
           .underruns = m_driver->underruns(),
           .latencyFrames = m_driver->latencyFrames(),
           .burstCycles = m_burstCycles.load(),
-          .bursts = m_bursts.load()};
+          .bursts = m_bursts.load(),
+          .startStatus = m_startStatus.load(),
+          .driftPpm = m_driver->driftPpm()};
 }
 
 std::uint32_t Device::cycle(std::uint32_t frames, std::uint64_t dueNs) {

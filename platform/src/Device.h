@@ -153,6 +153,7 @@ class Device final : public CycleSource {
   std::atomic<bool> m_lost{false};
   std::atomic<bool> m_stands{false};
   std::atomic<std::thread::id> m_cycleThread{};
+  std::atomic<OSStatus> m_startStatus{noErr};
   std::atomic<std::uint64_t> m_cycles{0};
   std::atomic<std::uint64_t> m_framesPlayed{0};
   std::atomic<std::uint64_t> m_lateCycles{0};

@@ -38,6 +38,8 @@ std::uint64_t Driver::framesWritten() const { return 0; }
 
 std::uint64_t Driver::underruns() const { return 0; }
 
+std::optional<double> Driver::driftPpm() const { return std::nullopt; }
+
 AudioDevices::BurstReport Driver::burstReport() const { return {}; }
 
 }  // namespace Platform

@@ -96,6 +96,9 @@ class Driver {
   /// From being delivered to being heard, at the moment. [any-thread]
   virtual std::uint32_t latencyFrames() const;
 
+  /// Of its clock against host time, as measured; nothing: not yet, or never. [any-thread]
+  virtual std::optional<double> driftPpm() const;
+
   virtual AudioDevices::Failure failure() const;          // the first one; [any-thread]
   virtual std::uint64_t framesWritten() const;            // [any-thread]
   virtual std::uint64_t underruns() const;                // [any-thread]

@@ -181,3 +181,7 @@ bool contains(const Bytes& whole, const Bytes& part) {
   return std::search(whole.begin(), whole.end(),
                      std::boyer_moore_horspool_searcher(part.begin(), part.end())) != whole.end();
 }
+
+bool hasSound(const Bytes& bytes) {
+  return std::ranges::any_of(bytes, [](unsigned char byte) { return byte != 0; });
+}

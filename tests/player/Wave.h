@@ -47,3 +47,6 @@ testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size
 
 /// Somewhere, whatever is around it.
 bool contains(const Bytes& whole, const Bytes& part);
+
+/// Anything but zeros.
+bool hasSound(const Bytes& bytes);

@@ -115,7 +115,7 @@ void ServerTest::startDigitalServer() {
   m_clock = startDaemon("clock", {{"clock"}});
   std::ofstream(path("asound.conf"))
       << "pcm.iec958capture {\n  type file\n  slave.pcm { type pulse server \"unix:"
-      << path("clock") << "\" device \"clock\" }\n  file \"" << digitalCapture().string()
+      << path("clock") << "\" device \"clock\" }\n  file \"" << path("digital-%r")
       << "\"\n  format raw\n}\n";
   setenv("ALSA_CONFIG_PATH", path("asound.conf").c_str(), 1);
   startServer({{"analog"}});

@@ -27,10 +27,12 @@ class ServerTest : public Workbench {
   void TearDown() override;
 
   void startServer(const std::vector<NullSink>& sinks);
-  /// With a sink "digital" that takes AC-3, too, and whose every byte goes to a file. Its clock is
-  /// another daemon's null sink.
+  /// With a sink "digital" that takes AC-3, too. Its clock is another daemon's null sink.
   void startDigitalServer();
-  std::filesystem::path digitalCapture() const { return folder / "digital.raw"; }
+  /// Every byte that the sink took since it last went to that rate.
+  Bytes digitallyPlayed(unsigned rate) const {
+    return readFile(folder / ("digital-" + std::to_string(rate)));
+  }
   void signalServer(int number) const;
   void killServer();
 
@@ -50,6 +52,9 @@ class ServerTest : public Workbench {
   /// So far.
   Bytes recordedYet(const NullSink& sink) const { return readFile(recordingOf(sink)); }
 
+  /// A program that goes on beside the test; its output goes to the end of `log`.
+  pid_t spawn(const Words& command, const std::string& log) const;
+
   /// Bounded; false: not in time.
   static bool eventually(const std::function<bool()>& isSo);
 
@@ -57,7 +62,6 @@ class ServerTest : public Workbench {
   std::filesystem::path recordingOf(const NullSink& sink) const {
     return folder / (sink.name + ".raw");
   }
-  pid_t spawn(const Words& command, const std::string& log) const;
   pid_t startDaemon(const std::string& socket, const std::vector<NullSink>& sinks) const;
 
   pid_t m_server = 0;

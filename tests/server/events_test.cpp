@@ -18,10 +18,6 @@ const NullSink kTwo{"two", {16, false, 2, 48000}};
 const NullSink kOff{"off", {16, false, 2, 48000}};
 constexpr std::size_t kSecond = 48000;
 
-bool hasSound(const Bytes& bytes) {
-  return std::ranges::any_of(bytes, [](unsigned char byte) { return byte != 0; });
-}
-
 /// On a busy machine a move may take longer than the queue lasts; what came late is told then.
 testing::AssertionResult playedOn(const Result& result) {
   const bool droppedLate = result.status == 1 && result.errorLines() == 1 &&

@@ -25,6 +25,7 @@
 #include <CoreAudio/CoreAudio.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -120,6 +121,13 @@ struct DeviceTotals {
   std::uint32_t latencyFrames = 0;  // from being handed over to being heard, by the last cycles
   std::uint64_t burstCycles = 0;    // with a stream in an AC-3 format: 1536 frames each
   std::uint64_t bursts = 0;         // of these, the ones that were given more than zeros
+  /// Of the last start: noErr, or why nobody plays, as kAudioDevicePermissionsError where another
+  /// program has taken the device. Callers of the C calls do not always look.
+  OSStatus startStatus = noErr;
+  /// How much faster than nominal the device's clock is against host time, as measured while it
+  /// played: within some 10 after 20 s on a sound server, and the better the longer. Nothing before
+  /// 5 s, and on devices whose clock is not asked.
+  std::optional<double> driftPpm{};
 };
 /// Cheap. [any-thread]
 DeviceTotals totalsOf(AudioDeviceID device);

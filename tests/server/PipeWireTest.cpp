@@ -1,0 +1,76 @@
+#include "tests/server/PipeWireTest.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <ranges>
+#include <sys/wait.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* positionsOf(unsigned channels) {
+  return channels == 2 ? "FL FR" : "FL FR FC LFE RL RR SL SR";
+}
+
+}  // namespace
+
+void PipeWireTest::SetUp() {
+  ServerTest::SetUp();
+  constexpr const char* kFindAll =
+      "for each in dbus-daemon pipewire wireplumber pipewire-pulse; do "
+      "command -v $each >/dev/null || exit 1; done";
+  if (!IsSkipped() && std::system(kFindAll) != 0) {
+    GTEST_SKIP() << "NOTHING WAS TESTED: pipewire, pipewire-pulse, wireplumber or dbus is missing";
+  }
+}
+
+void PipeWireTest::TearDown() {
+  forgetRecordings();
+  for (const pid_t daemon : m_daemons | std::views::reverse) {
+    kill(daemon, SIGKILL);
+    waitpid(daemon, nullptr, 0);
+  }
+  for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
+    unsetenv(name);
+  }
+  ServerTest::TearDown();
+}
+
+/// Each daemon needs the one before it.
+void PipeWireTest::startPipeWire(const std::vector<NullSink>& sinks) {
+  writeSinks(sinks);
+  setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path("run/bus")).c_str(), 1);
+  setenv("XDG_CONFIG_HOME", path("config").c_str(), 1);
+  setenv("XDG_STATE_HOME", path("state").c_str(), 1);
+  setenv("PULSE_SERVER", ("unix:" + path("run/pulse/native")).c_str(), 1);
+  const auto start = [this](const Words& command, const std::function<bool()>& isUp) {
+    m_daemons.push_back(spawn(command, "server.log"));
+    ASSERT_TRUE(eventually(isUp)) << command[0] << run("cat", {"server.log"}).out;
+  };
+  start({"dbus-daemon", "--session", "--nofork", "--nopidfile",
+         "--address=unix:path=" + path("run/bus")},
+        [this] { return fs::exists(path("run/bus")); });
+  start({"pipewire"}, [this] { return fs::exists(path("run/pipewire-0")); });
+  start({"wireplumber"}, [] { return true; });
+  start({"pipewire-pulse"}, [&] {
+    const std::string there = run("pactl", {"list", "short", "sinks"}).out;
+    return std::ranges::all_of(sinks, [&](const NullSink& sink) {
+      return there.find("\t" + sink.name + "\t") != std::string::npos;
+    });
+  });
+}
+
+void PipeWireTest::writeSinks(const std::vector<NullSink>& sinks) const {
+  fs::create_directories(path("config/pipewire/pipewire.conf.d"));
+  std::ofstream file(path("config/pipewire/pipewire.conf.d/sinks.conf"));
+  file << "context.properties = { default.clock.rate = 48000 }\ncontext.objects = [\n";
+  for (const NullSink& sink : sinks) {
+    file << "  { factory = adapter args = { factory.name = support.null-audio-sink node.name = "
+         << sink.name << " media.class = Audio/Sink object.linger = true audio.position = [ "
+         << positionsOf(sink.shape.channels) << " ] monitor.passthrough = true } }\n";
+  }
+  file << "]\n";
+}

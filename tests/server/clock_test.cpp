@@ -1,0 +1,147 @@
+// A sink whose clock the test holds: sixteen times as fast as real time, off by a little, standing
+// still, leaping. What is played reaches it in order, once each, but for what came late.
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+
+#include "tests/server/PipeSink.h"
+#include "tests/server/ServerTest.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr WaveShape kShape{16, false, 2, 48000};
+constexpr std::size_t kFrame = 4;  // bytes
+constexpr std::size_t kSecond = 48000;
+
+bool isSilent(const unsigned char* frame) {
+  return std::all_of(frame, frame + kFrame, [](unsigned char byte) { return byte == 0; });
+}
+
+Bytes withoutSilence(const Bytes& played) {
+  Bytes sound;
+  for (std::size_t at = 0; at + kFrame <= played.size(); at += kFrame) {
+    if (!isSilent(&played[at])) {
+      sound.insert(sound.end(), &played[at], &played[at] + kFrame);
+    }
+  }
+  return sound;
+}
+
+class ClockOfTheTest : public ServerTest {
+ protected:
+  void SetUp() override {
+    ServerTest::SetUp();
+    if (!IsSkipped()) {
+      startServer({{"nominal"}});
+    }
+  }
+  void TearDown() override {
+    unsetenv("PULSE_LATENCY_MSEC");
+    ServerTest::TearDown();
+  }
+
+  /// So much sound in the server, and more in the queue of ten buffers before it.
+  static Words buffering(unsigned serverMs, Words arguments) {
+    setenv("PULSE_LATENCY_MSEC", std::to_string(serverMs).c_str(), 1);
+    arguments.insert(arguments.begin(), {"--buffer-ms", std::to_string(serverMs / 8)});
+    return arguments;
+  }
+
+  std::string addSink(const std::string& name) const {
+    pactl({"load-module", "module-pipe-sink", "sink_name=" + name, "file=" + path(name),
+           "format=s16le", "rate=48000", "channels=2"});
+    return path(name);
+  }
+
+  static Words on(const std::string& sink) {
+    return {"--device", "pulse:" + sink, "--json", sink + ".json", "in.wav"};
+  }
+  nlohmann::json totals(const std::string& sink) const {
+    return nlohmann::json::parse(readFile(path(sink + ".json")));
+  }
+
+  Wave giveNoise(std::size_t frames) const {
+    const Wave wave = noise(kShape, frames);
+    writeWave(path("in.wav"), wave);
+    return wave;
+  }
+
+  /// The player, when a second of it has been played.
+  pid_t beginOn(const PipeSink& sink, const Words& arguments) {
+    const pid_t player = begin(PLAYER, arguments);
+    EXPECT_TRUE(
+        eventually([&] { return withoutSilence(sink.played()).size() > kSecond * kFrame; }));
+    return player;
+  }
+};
+
+/// As often as the environment says: twelve times five minutes are an hour.
+TEST_F(ClockOfTheTest, minutesAreExactAtSixteenTimesRealTime) {
+  const char* const wanted = std::getenv("FIVE_MINUTES");
+  const std::string times = wanted != nullptr ? wanted : "1";
+  const Wave in = giveNoise(300 * kSecond + 7);
+  PipeSink sink(addSink("sink"), kShape, 16);
+  Words arguments = buffering(4000, on("sink"));  // a quarter of a second, so fast
+  arguments.insert(arguments.begin(), {"--loop", times});
+  const Result result = play(arguments);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(totals("sink")["callbacks"]["silent_between"], 0);
+  Bytes expected;
+  for (int i = 0; i < std::stoi(times); ++i) {
+    expected.insert(expected.end(), in.data.begin(), in.data.end());
+  }
+  EXPECT_TRUE(liesIn(sink.played(), expected, kFrame));
+}
+
+/// All at once, so that it takes no longer. Seen to be off by 6 parts per million at most.
+TEST_F(ClockOfTheTest, theDriftOfTheDeviceIsMeasuredAndLosesNothing) {
+  const Wave in = giveNoise(20 * kSecond);
+  PipeSink slow(addSink("slow"), kShape, 1 - 300e-6);
+  PipeSink fast(addSink("fast"), kShape, 1 + 300e-6);
+  std::vector<pid_t> players;
+  for (const char* sink : {"slow", "fast", "nominal"}) {
+    players.push_back(begin(PLAYER, buffering(1600, on(sink))));
+  }
+  for (const pid_t player : players) {
+    EXPECT_EQ(end(player).status, 0);
+  }
+  for (const auto& [sink, expected] : {std::pair{"slow", -300}, {"fast", 300}, {"nominal", 0}}) {
+    ASSERT_TRUE(totals(sink)["drift_ppm"].is_number()) << sink;
+    EXPECT_NEAR(totals(sink)["drift_ppm"], expected, 50) << sink;
+  }
+  EXPECT_TRUE(liesIn(slow.played(), in.data, kFrame));
+  EXPECT_TRUE(liesIn(fast.played(), in.data, kFrame));
+}
+
+/// Ten times as long as the queue lasts: the clock stands with the device.
+TEST_F(ClockOfTheTest, aStandstillLosesNothing) {
+  const Wave in = giveNoise(6 * kSecond);
+  PipeSink sink(addSink("sink"), kShape);
+  const pid_t player = beginOn(sink, on("sink"));
+  sink.stall(milliseconds(2000));
+  const Result result = end(player);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(totals("sink")["buffers"]["played"], 300);
+  EXPECT_EQ(totals("sink")["buffers"]["balanced"], true);
+  EXPECT_TRUE(liesIn(sink.played(), in.data, kFrame));
+}
+
+TEST_F(ClockOfTheTest, aLeapLosesNothing) {
+  const Wave in = giveNoise(6 * kSecond);
+  PipeSink sink(addSink("sink"), kShape);
+  const pid_t player = beginOn(sink, on("sink"));
+  sink.jump(milliseconds(3000));
+  const Result result = end(player);
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(totals("sink")["buffers"]["played"], 300);
+  EXPECT_FALSE(contains(sink.played(), in.data)) << "there was no leap";
+  EXPECT_EQ(withoutSilence(sink.played()), in.data);
+}
+
+}  // namespace

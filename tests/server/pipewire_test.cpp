@@ -1,0 +1,62 @@
+// The same on PipeWire's server: exact where its sinks are, listed, followed, told when lost.
+
+#include <gtest/gtest.h>
+
+#include "tests/server/PipeWireTest.h"
+
+namespace {
+
+const char* positionsOf(unsigned channels) {
+  return channels == 2 ? "front-left,front-right"
+                       : "front-left,front-right,front-center,lfe,rear-left,rear-right,side-left,"
+                         "side-right";
+}
+
+class OnPipeWire : public PipeWireTest {};
+
+class ExactOnPipeWire : public PipeWireTest, public testing::WithParamInterface<WaveShape> {};
+
+TEST_P(ExactOnPipeWire, everySampleArrives) {
+  const NullSink sink{"sink", GetParam(), positionsOf(GetParam().channels)};
+  startPipeWire({sink});
+  const Wave in = noise(sink.shape, sink.shape.rate + 7);
+  writeWave(path("in.wav"), in);
+  record(sink);
+  const Result result = play({"--device", "pulse:sink", "in.wav"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_TRUE(liesIn(recorded(sink, in.data.size()), in.data, sink.shape.frameBytes()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, ExactOnPipeWire,
+                         testing::Values(WaveShape{16, false, 2}, WaveShape{24, false, 2},
+                                         WaveShape{32, true, 2}, WaveShape{16, false, 8}),
+                         [](const auto& shape) {
+                           return sampleName(shape.param) + "_" +
+                                  std::to_string(shape.param.channels) + "ch";
+                         });
+
+TEST_F(OnPipeWire, sinksAreListedAndTheDefaultIsFollowedWhenItChangesAndWhenItGoes) {
+  const NullSink one{"one", {16, false, 2, 48000}};
+  const NullSink two{"two", {16, false, 2, 48000}};
+  startPipeWire({one});
+  pactl({"load-module", "module-null-sink", "sink_name=two", "channel_map=FL,FR"});
+  pactl({"set-default-sink", "one"});
+  const Result list = play({"--list-devices"});
+  EXPECT_NE(list.out.find("* pulse:one"), std::string::npos) << list.out;
+  EXPECT_NE(list.out.find("  pulse:two"), std::string::npos) << list.out;
+
+  const Wave in = noise({16, false, 2, 48000}, 8 * 48000);
+  writeWave(path("in.wav"), in);
+  record(one);
+  record(two);
+  const pid_t player = begin(PLAYER, {"in.wav"});
+  EXPECT_TRUE(eventually([&] { return hasSound(recordedYet(one)); }));
+  pactl({"set-default-sink", "two"});
+  EXPECT_TRUE(eventually([&] { return hasSound(recordedYet(two)); }));
+  unload("two");
+  const Result result = end(player);
+  EXPECT_TRUE(result.status == 0 || result.status == 1) << result.err;  // late buffers: 1
+  EXPECT_TRUE(contains(recorded(one, 0), framesOf(in, in.frames() - 48000, 48000)));
+}
+
+}  // namespace
