@@ -124,13 +124,17 @@ void Playback::playToTheEnd(const Between& between) {
   }
 }
 
+void Playback::giveUp() {
+  takeBack();
+  m_isGivenUp = true;
+  throw DeviceChanged{m_source->spot()};
+}
+
 /// Answers whether playback stands for want of a device.
 bool Playback::goWithDevice() {
   const Device& device = m_stage.device;
   if (m_bursts && (!device.isThere() || device.id() != m_device)) {
-    takeBack();
-    m_isGivenUp = true;
-    throw DeviceChanged{m_source->spot()};
+    giveUp();
   }
   if (!m_isPaused && !m_bursts) {
     keepClock(device.plays() && m_cycles.goOn(device));

@@ -83,6 +83,8 @@ class Playback {
   void pause();
   void resume();
   void seek(const Seek& to);
+  /// Throws DeviceChanged, for the rest to be played otherwise.
+  [[noreturn]] void giveUp();
   bool isPaused() const { return m_isPaused; }
 
  private:

@@ -73,7 +73,7 @@ ExitStatus Player::playAll() {
   if (m_choice.isFile && !decoded.empty()) {
     m_device.setFileFormat(fileFormatFor(decoded, m_options));
   }
-  learnLimits(decoded);
+  learnLimits();
   while (const std::optional<StreamFormat> format = m_playlist.nextFormat()) {
     playStream(*format);
   }
@@ -81,13 +81,20 @@ ExitStatus Player::playAll() {
   return m_playlist.hadProblems() ? ExitStatus::InputUnreadable : ExitStatus::Played;
 }
 
+std::string Player::reasonToDecode(const Coding& coding,
+                                   const AudioDevices::DeviceDescription& device) const {
+  if (m_options.passthrough == PassthroughMode::Off) {
+    return "passthrough is off";
+  }
+  return device.id == m_refusesBursts ? "the device did not take it" : refusalOf(coding, device);
+}
+
 /// Which inputs go to the device as they are.
 void Player::planPassthrough() {
   const AudioDevices::DeviceDescription device = m_device.describe();
+  m_plannedChannels = device.labels.size();
   m_playlist.passThrough([&](const std::string& path, const Coding& coding) {
-    const std::string reason = m_options.passthrough == PassthroughMode::Off
-                                   ? "passthrough is off"
-                                   : refusalOf(coding, device);
+    const std::string reason = reasonToDecode(coding, device);
     if (!reason.empty()) {
       decodeInstead(path, coding, reason);
     }
@@ -187,7 +194,12 @@ void Player::playStream(const StreamFormat& format) {
   const std::size_t position = m_playlist.position();
   try {
     Playback playback(m_stage, outputFor(format), format);
-    playback.run([this](Playback& playing) { return m_controls.serve(playing); });
+    playback.run([this](Playback& playing) {
+      if (!playing.isPaused() && wantsAnotherPlan()) {
+        playing.giveUp();
+      }
+      return m_controls.serve(playing);
+    });
   } catch (const FormatRefused& refused) {
     if (!format.bursts) {
       throw;
@@ -200,6 +212,7 @@ void Player::playStream(const StreamFormat& format) {
       throw PlayerError(refused.status, line);
     }
     inform(line + "; decoded");
+    m_refusesBursts = m_device.id();
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
   } catch (const DeviceChanged& changed) {
@@ -207,17 +220,30 @@ void Player::playStream(const StreamFormat& format) {
   }
 }
 
-/// On whatever device there is by then, as bursts if it takes them.
+/// On whatever device there is by then, as bursts if it takes them. Where only bursts will do, on
+/// one that does.
 void Player::goOnAt(const std::optional<Source::Spot>& spot, std::size_t position) {
   m_output.reset();
-  if (!m_device.isThere()) {
-    enter(PlayerState::Paused);
-  }
-  while (!m_device.isThere()) {
+  enter(PlayerState::Paused);
+  const bool mustPassThrough = m_options.passthrough == PassthroughMode::On;
+  while (!m_device.isThere() || (mustPassThrough && wantsAnotherPlan())) {
     wait(kDeviceLookNs);
   }
   m_playlist.goOn(spot ? spot->position : position, spot ? spot->ns : 0);
   planPassthrough();
+  learnLimits();
+}
+
+/// Whether the device is another one now, or has changed, so that it takes something otherwise.
+bool Player::wantsAnotherPlan() const {
+  if (m_choice.isFile || !m_device.isThere()) {
+    return false;
+  }
+  const AudioDevices::DeviceDescription device = m_device.describe();
+  const bool passesOther = m_playlist.wouldDiffer([&](const std::string&, const Coding& coding) {
+    return reasonToDecode(coding, device).empty();
+  });
+  return passesOther || device.labels.size() != m_plannedChannels;
 }
 
 /// While the device is still there.
@@ -242,7 +268,8 @@ Output& Player::outputFor(const StreamFormat& format) {
 }
 
 /// How many channels the device takes, and who of the decoded is mixed down to that.
-void Player::learnLimits(const std::vector<StreamFormat>& formats) {
+void Player::learnLimits() {
+  const std::vector<StreamFormat> formats = m_playlist.decodedFormats();
   m_output = std::make_unique<Output>(m_bundle, m_session);
   const std::uint32_t most = m_output->deviceChannels();
   m_playlist.limit({most, !m_choice.isFile && most >= 2});

@@ -37,7 +37,10 @@ class Player {
   void planPassthrough();
   void decodeInstead(const std::string& path, const Coding& coding,
                      const std::string& reason) const;
-  void learnLimits(const std::vector<StreamFormat>& formats);
+  void learnLimits();
+  bool wantsAnotherPlan() const;
+  std::string reasonToDecode(const Coding& coding,
+                             const AudioDevices::DeviceDescription& device) const;
   void playStream(const StreamFormat& format);
   void goOnAt(const std::optional<Source::Spot>& spot, std::size_t position);
   Output& outputFor(const StreamFormat& format);
@@ -63,6 +66,8 @@ class Player {
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
   bool m_toldOfRealTime = false;
+  AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // though it offers to take them
+  std::size_t m_plannedChannels = 0;
   StreamCounts m_counts;
   const Stage m_stage;
   Controls m_controls;

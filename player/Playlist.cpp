@@ -25,6 +25,12 @@ void Playlist::passThrough(const Decision& decide) {
   }
 }
 
+bool Playlist::wouldDiffer(const Decision& decide) const {
+  return std::any_of(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
+    return entry.passedThrough != decide(entry.path, entry.coding);
+  });
+}
+
 std::vector<StreamFormat> Playlist::decodedFormats() const {
   std::vector<StreamFormat> formats;
   for (const Entry& entry : m_entries) {

@@ -34,6 +34,9 @@ class Playlist {
   using Decision = std::function<bool(const std::string& path, const Coding& coding)>;
   void passThrough(const Decision& decide);
 
+  /// Whether it would be another decision than the last one.
+  bool wouldDiffer(const Decision& decide) const;
+
   /// The formats of all inputs that can be read and are decoded, in their order.
   std::vector<StreamFormat> decodedFormats() const;
 

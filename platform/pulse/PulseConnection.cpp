@@ -124,6 +124,27 @@ void PulseConnection::onEvent(pa_context* /*context*/, pa_subscription_event_typ
   static_cast<PulseConnection*>(connection)->look();
 }
 
+void PulseConnection::end(pa_stream* stream) {
+  ++m_ending;
+  if (pa_stream_get_state(stream) == PA_STREAM_CREATING) {
+    pa_stream_set_state_callback(stream, onAnswer, this);
+  } else {
+    onAnswer(stream, this);
+  }
+}
+
+void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
+  if (pa_stream_get_state(stream) == PA_STREAM_CREATING) {
+    return;
+  }
+  auto& self = *static_cast<PulseConnection*>(connection);
+  pa_stream_set_state_callback(stream, nullptr, nullptr);
+  pa_stream_disconnect(stream);
+  pa_stream_unref(stream);
+  --self.m_ending;
+  self.signal();
+}
+
 /// One look at a time; what changes during one takes another.
 std::uint64_t PulseConnection::look() {
   if (m_isLooking) {

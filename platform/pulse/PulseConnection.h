@@ -53,6 +53,11 @@ class PulseConnection {
   pa_context* context() const { return m_context; }
   pa_mainloop_api* api() const { return pa_threaded_mainloop_get_api(m_loop); }
 
+  /// Ends a stream, whose callbacks are its maker's no more. One that the server has not answered
+  /// yet can only be ended then, so areAllEnded() may be false for a while.
+  void end(pa_stream* stream);
+  bool areAllEnded() const { return m_ending == 0; }
+
   /// Has the picture renewed, and answers the generation that it will have.
   std::uint64_t look();
   /// Has it renewed, and waits for that.
@@ -62,6 +67,7 @@ class PulseConnection {
   static void onContextState(pa_context* context, void* connection);
   static void onEvent(pa_context* context, pa_subscription_event_type_t type, std::uint32_t index,
                       void* connection);
+  static void onAnswer(pa_stream* stream, void* connection);
   static void onServer(pa_context* context, const pa_server_info* info, void* connection);
   static void onSink(pa_context* context, const pa_sink_info* info, int end, void* connection);
   void subscribe();
@@ -79,6 +85,7 @@ class PulseConnection {
   bool m_looksAgain = false;
   std::uint64_t m_looks = 0;  // begun
   int m_doubts = 0;           // looks in a row whose answers did not fit together
+  int m_ending = 0;           // streams
 
   mutable std::mutex m_stateLock;  // a leaf
   ServerState m_state;

@@ -77,8 +77,7 @@ void PulseStream::close() {
     pa_stream_set_state_callback(m_stream, nullptr, nullptr);
     pa_stream_set_write_callback(m_stream, nullptr, nullptr);
     pa_stream_set_underflow_callback(m_stream, nullptr, nullptr);
-    pa_stream_disconnect(m_stream);
-    pa_stream_unref(std::exchange(m_stream, nullptr));
+    m_connection->end(std::exchange(m_stream, nullptr));
   }
 }
 
@@ -87,8 +86,10 @@ OSStatus PulseStream::open() {
   return connect() ? OSStatus{noErr} : refused(pa_context_errno(m_connection->context()));
 }
 
+/// Bursts are refused beside any other stream, those that are ending included.
 OSStatus PulseStream::openAndWait() {
   const PulseConnection::Hold hold(*m_connection);
+  m_connection->waitUntil([this] { return m_connection->areAllEnded(); });
   if (!connect()) {
     return refused(pa_context_errno(m_connection->context()));
   }
@@ -298,19 +299,8 @@ void bringBackRate(PulseConnection& connection, const std::string& sink,
   if (stream == nullptr) {
     return;
   }
-  const auto onAnswer = [](pa_stream* answered, void*) {
-    if (pa_stream_get_state(answered) != PA_STREAM_CREATING) {
-      pa_stream_set_state_callback(answered, nullptr, nullptr);
-      pa_stream_disconnect(answered);
-      pa_stream_unref(answered);
-    }
-  };
-  pa_stream_set_state_callback(stream, onAnswer, nullptr);
-  if (pa_stream_connect_playback(stream, sink.c_str(), nullptr, PA_STREAM_DONT_MOVE, nullptr,
-                                 nullptr) < 0) {
-    pa_stream_set_state_callback(stream, nullptr, nullptr);
-    pa_stream_unref(stream);
-  }
+  pa_stream_connect_playback(stream, sink.c_str(), nullptr, PA_STREAM_DONT_MOVE, nullptr, nullptr);
+  connection.end(stream);
 }
 
 }  // namespace Platform

@@ -120,6 +120,10 @@ void ServerTest::startDigitalServer() {
   setenv("ALSA_CONFIG_PATH", path("asound.conf").c_str(), 1);
   startServer({{"analog"}});
   pactl({"load-module", "module-device-restore"});
+  loadDigitalSink();
+}
+
+void ServerTest::loadDigitalSink() const {
   pactl({"load-module", "module-alsa-sink", "device=iec958capture", "sink_name=digital", "mmap=no",
          "tsched=no", "fragments=4", "fragment_size=4096"});
   const std::string sinks = pactl({"list", "short", "sinks"});

@@ -41,6 +41,7 @@ class ServerTest : public Workbench {
   /// What pactl has no word for, in the words of the server's command line.
   void command(const std::string& line) const;
   void load(const NullSink& sink) const;
+  void loadDigitalSink() const;
   void unload(const std::string& sink);
   std::string defaultSink() const { return pactl({"get-default-sink"}); }
 

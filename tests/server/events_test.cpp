@@ -242,4 +242,35 @@ TEST_F(EventsOnAServer, defaultsThatChangeBackAndForthAreFollowed) {
   EXPECT_EQ(end(player).status, 130);
 }
 
+/// Bursts cannot move, so what is left of them begins anew elsewhere.
+TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) {
+  killServer();
+  startDigitalServer();
+  ffmpeg({"-f", "lavfi", "-i", "anoisesrc=seed=1:amplitude=0.3:r=48000", "-t", "9", "-ac", "2",
+          "-c:a", "ac3", "-b:a", "192k", "in.ac3"});
+  ffmpeg({"-i", "in.ac3", "-c:a", "copy", "-f", "spdif", "in.spdif"});
+  const Bytes bursts = readFile(path("in.spdif"));
+  const auto part = [&](std::size_t burst, std::size_t count) {
+    const auto begin = bursts.begin() + static_cast<std::ptrdiff_t>(burst * 6144);
+    return Bytes(begin, begin + static_cast<std::ptrdiff_t>(count * 6144));
+  };
+  const NullSink analog{"analog"};
+  record(analog);
+  const pid_t player = begin(PLAYER, {"--device", "pulse:digital", "--json", "totals", "in.ac3"});
+  EXPECT_TRUE(eventually([&] { return contains(digitallyPlayed(48000), part(0, 40)); }));
+  unload("digital");
+  EXPECT_TRUE(eventuallyTold("lost pulse:digital, now on pulse:analog"));
+  EXPECT_TRUE(eventuallyTold("in.ac3: decoded: "));
+  EXPECT_TRUE(eventually([&] { return hasSound(recordedYet(analog)); }));
+  loadDigitalSink();
+  EXPECT_TRUE(eventuallyTold("pulse:digital is back, now on it"));
+  const Result result = end(player);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(contains(digitallyPlayed(48000), part(bursts.size() / 6144 - 30, 30)))
+      << result.err << std::string(1, 10) << readFile(path("totals")).data();
+  const auto totals = nlohmann::json::parse(readFile(path("totals")));
+  EXPECT_EQ(totals["buffers"]["dropped_late"], 0);
+  EXPECT_TRUE(totals["buffers"]["balanced"]);
+}
+
 }  // namespace
