@@ -148,6 +148,12 @@ TEST_F(EventsOnAServer, withoutASinkPlaybackStandsInPlaceUntilThereIsOne) {
   EXPECT_TRUE(contains(recorded(kTwo, 0), ending()));
 }
 
+/// Nor does one that renders far ahead, and so asks for nothing for more than a second at first.
+TEST_F(EventsOnAServer, aSinkThatRendersAheadCostsNoBuffer) {
+  pactl({"load-module", "module-null-sink", "sink_name=ahead"});
+  expectAllPlayed(play({"--device", "pulse:ahead", "--json", "totals", "in.wav"}));
+}
+
 TEST_F(EventsOnAServer, aServerThatDiesIsWaitedFor) {
   for (const Words& device : {Words{}, Words{"--device", "pulse:two"}}) {
     Words arguments = device;
