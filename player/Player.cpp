@@ -201,6 +201,11 @@ void Player::playStream(const StreamFormat& format) {
       return m_controls.serve(playing);
     });
   } catch (const FormatRefused& refused) {
+    wait(0);
+    if (!m_device.isThere()) {  // that is why
+      goOnAt(std::nullopt, position);
+      return;
+    }
     if (!format.bursts) {
       throw;
     }
@@ -288,10 +293,11 @@ void Player::wait(std::uint64_t ns) {
   if (Interrupt::isRequested()) {
     throw PlayerError(ExitStatus::Interrupted, "interrupted");
   }
-  if (const std::string news = m_device.news(); !news.empty()) {
+  const std::string news = m_device.news();
+  m_device.check();
+  if (!news.empty()) {
     inform(news);
   }
-  m_device.check();
   tellOfRealTime();
   m_status.show({m_session.clock().currentTime() / 1000.0, m_playlist.seconds(),
                  m_session.ledger().totals().held, m_state});

@@ -1,5 +1,6 @@
 #include <exception>
 #include <filesystem>
+#include <future>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -45,8 +46,20 @@ std::optional<std::string> reportFor(const Player::Options& options) {
   return std::nullopt;
 }
 
+/// The sound server is called while the inputs are opened: both take some milliseconds.
+std::future<void> callServer(const Player::Options& options) {
+  const bool isWanted = options.device == "auto" || options.device.starts_with("pulse:");
+  return isWanted && !options.simulated.value_or(false)
+             ? std::async(std::launch::async, [] { AudioDevices::list(); })
+             : std::future<void>();
+}
+
 ExitStatus play(const Player::Options& options) {
+  std::future<void> called = callServer(options);
   Player::Playlist playlist(options);
+  if (called.valid()) {
+    called.wait();
+  }
   if (playlist.isEmpty()) {
     return ExitStatus::InputUnreadable;
   }

@@ -184,6 +184,7 @@ TEST_F(EventsOnAServer, aStreamThatTheServerEndsIsTold) {
   command("kill-sink-input " + inputs.substr(0, inputs.find('\t')));
   const Result result = end(player);
   EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.errorLines(), 1U) << result.err;
   EXPECT_NE(result.err.find("ended the stream"), std::string::npos) << result.err;
 }
 
