@@ -118,8 +118,7 @@ SoundingDevice soundingDevice() {
 }
 
 /// The server, else ALSA, else a file; tells why it is not the server.
-void chooseByItself(DeviceChoice& choice, const Options& options) {
-  const SoundingDevice sounding = soundingDevice();
+void chooseByItself(DeviceChoice& choice, const Options& options, const SoundingDevice& sounding) {
   choice.identifier = sounding.identifier;
   choice.followsDefault = sounding.isServers;
   choice.isFile = sounding.identifier.empty();
@@ -135,10 +134,10 @@ void chooseByItself(DeviceChoice& choice, const Options& options) {
   }
 }
 
-DeviceChoice chooseDevice(const Options& options) {
+DeviceChoice chooseDevice(const Options& options, const std::function<SoundingDevice()>& sounding) {
   DeviceChoice choice{.identifier = options.device, .isFile = isFileIdentifier(options.device)};
   if (options.device == "auto") {
-    chooseByItself(choice, options);
+    chooseByItself(choice, options, sounding());
   }
   if (choice.isFile) {
     refuseAnInputAsOutput(choice.identifier.substr(kFilePrefix.size()), options);
@@ -238,7 +237,8 @@ std::string Device::moveTo(AudioDeviceID id) {
   settleOn(id);
   m_isThere = true;
   m_stands = false;
-  if (m_identifier == former || m_identifier == m_choice.identifier) {
+  const bool isTheChosen = !m_choice.followsDefault && m_identifier == m_choice.identifier;
+  if (m_identifier == former || isTheChosen) {
     return m_identifier + " is back, now on it";
   }
   return (isLost ? "lost " + former + ", " : "") + "now on " + m_identifier;
@@ -252,9 +252,9 @@ AudioDevices::DeviceTotals Device::totals() const {
     all.*count = m_onOthers.*count + now.*count - std::min(now.*count, m_atFirst.*count);
   };
   using Totals = AudioDevices::DeviceTotals;
-  for (const auto count :
-       {&Totals::cycles, &Totals::framesPlayed, &Totals::framesHeard, &Totals::framesWritten,
-        &Totals::lateCycles, &Totals::underruns, &Totals::burstCycles, &Totals::bursts}) {
+  for (const auto count : {&Totals::cycles, &Totals::framesPlayed, &Totals::framesHeard,
+                           &Totals::framesDiscarded, &Totals::framesWritten, &Totals::lateCycles,
+                           &Totals::underruns, &Totals::burstCycles, &Totals::bursts}) {
     sum(count);
   }
   return all;
@@ -285,7 +285,8 @@ void Device::restoreFormats() const {
 
 void Device::check() const {
   const AudioDevices::Failure failure = AudioDevices::failureOf(m_id);
-  const bool isLoss = !m_choice.isFile && failure.status == kAudioHardwareBadDeviceError;
+  const bool isLoss = !m_choice.isFile && failure.status == kAudioHardwareBadDeviceError &&
+                      !isSet(m_id, kAudioDevicePropertyDeviceIsAlive);
   if (failure && !isLoss) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message);
   }
@@ -318,7 +319,8 @@ std::uint64_t Device::latencyNs() const {
 /// The cycle under way is not counted yet.
 std::uint64_t Device::framesToHear() const {
   return m_choice.isFile ? 0
-                         : AudioDevices::totalsOf(m_id).framesPlayed +
+                         : AudioDevices::totalsOf(m_id).framesPlayed -
+                               AudioDevices::totalsOf(m_id).framesDiscarded +
                                numberOf(m_id, kAudioDevicePropertyBufferFrameSize);
 }
 

@@ -168,13 +168,14 @@ std::vector<DeviceDescription> devicesOf(const Options& options, AudioDevices::F
 }
 
 DeviceDescription deviceOf(const Options& options) {
-  if (options.device == "auto") {
-    if (const SoundingDevice sounding = soundingDevice(); sounding.identifier.empty()) {
+  const DeviceChoice choice = chooseDevice(options, [] {
+    SoundingDevice sounding = soundingDevice();
+    if (sounding.identifier.empty()) {
       throw PlayerError(ExitStatus::DeviceFailed,
                         "there is only --device file:PATH to play on: " + sounding.reason);
     }
-  }
-  const DeviceChoice choice = chooseDevice(options);
+    return sounding;
+  });
   return choice.isFile ? describeFile(choice) : Device(choice).describe();
 }
 

@@ -92,6 +92,7 @@ std::string Player::reasonToDecode(const Coding& coding,
 /// Which inputs go to the device as they are.
 void Player::planPassthrough() {
   const AudioDevices::DeviceDescription device = m_device.describe();
+  m_plannedDevice = device.id;
   m_plannedChannels = device.labels.size();
   m_playlist.passThrough([&](const std::string& path, const Coding& coding) {
     const std::string reason = reasonToDecode(coding, device);
@@ -192,6 +193,7 @@ ExitStatus Player::finish(ExitStatus status) {
 void Player::playStream(const StreamFormat& format) {
   m_session.clock().pause();
   const std::size_t position = m_playlist.position();
+  m_streamChannels = format.bursts ? 0 : format.channels;
   try {
     Playback playback(m_stage, outputFor(format), format);
     playback.run([this](Playback& playing) {
@@ -234,7 +236,11 @@ void Player::goOnAt(const std::optional<Source::Spot>& spot, std::size_t positio
   while (!m_device.isThere() || (mustPassThrough && wantsAnotherPlan())) {
     wait(kDeviceLookNs);
   }
-  m_playlist.goOn(spot ? spot->position : position, spot ? spot->ns : 0);
+  if (spot) {
+    m_playlist.goOn(spot->position, spot->ns);
+  } else {
+    m_playlist.goTo(position);
+  }
   planPassthrough();
   learnLimits();
 }
@@ -248,7 +254,10 @@ bool Player::wantsAnotherPlan() const {
   const bool passesOther = m_playlist.wouldDiffer([&](const std::string&, const Coding& coding) {
     return reasonToDecode(coding, device).empty();
   });
-  return passesOther || device.labels.size() != m_plannedChannels;
+  const std::size_t channels = device.labels.size();
+  const bool needsOther =
+      channels < m_streamChannels || (m_isMixedDown && channels > m_plannedChannels);
+  return passesOther || (device.id != m_plannedDevice && needsOther);
 }
 
 /// While the device is still there.
@@ -281,7 +290,8 @@ void Player::learnLimits() {
   const auto widest = std::max_element(
       formats.begin(), formats.end(),
       [](const StreamFormat& a, const StreamFormat& b) { return a.channels < b.channels; });
-  if (widest != formats.end() && widest->channels > most) {
+  m_isMixedDown = widest != formats.end() && widest->channels > most;
+  if (m_isMixedDown) {
     Tavro::logLine(Tavro::LogLevel::Info, "tavro-play",
                    "%u channels are mixed down to the device's %u", widest->channels, most);
   }

@@ -67,7 +67,10 @@ class Player {
   const std::uint64_t m_startNs = Tavro::HostTime::now();
   bool m_toldOfRealTime = false;
   AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // though it offers to take them
-  std::size_t m_plannedChannels = 0;
+  AudioDeviceID m_plannedDevice = kAudioObjectUnknown;
+  std::size_t m_plannedChannels = 0;  // its
+  std::size_t m_streamChannels = 0;   // of what is playing
+  bool m_isMixedDown = false;         // some of the inputs, for want of channels
   StreamCounts m_counts;
   const Stage m_stage;
   Controls m_controls;

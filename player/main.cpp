@@ -47,23 +47,18 @@ std::optional<std::string> reportFor(const Player::Options& options) {
 }
 
 /// The sound server is called while the inputs are opened: both take some milliseconds.
-std::future<void> callServer(const Player::Options& options) {
-  const bool isWanted = options.device == "auto" || options.device.starts_with("pulse:");
-  return isWanted && !options.simulated.value_or(false)
-             ? std::async(std::launch::async, [] { AudioDevices::list(); })
-             : std::future<void>();
+std::future<Player::SoundingDevice> callServer(const Player::Options& options) {
+  return options.device == "auto" ? std::async(std::launch::async, Player::soundingDevice)
+                                  : std::future<Player::SoundingDevice>();
 }
 
 ExitStatus play(const Player::Options& options) {
-  std::future<void> called = callServer(options);
+  std::future<Player::SoundingDevice> called = callServer(options);
   Player::Playlist playlist(options);
-  if (called.valid()) {
-    called.wait();
-  }
   if (playlist.isEmpty()) {
     return ExitStatus::InputUnreadable;
   }
-  const Player::DeviceChoice choice = Player::chooseDevice(options);
+  const Player::DeviceChoice choice = Player::chooseDevice(options, [&] { return called.get(); });
   if (choice.simulated) {
     Tavro::HostTime::simulate();
   }

@@ -75,7 +75,7 @@ void look(const std::string& name, Probe& probe) {
 extern "C" void listAlsaNames(std::vector<AudioDevices::AttachableDevice>& names,
                               AudioDevices::Failure& failure) {
   const auto found = std::make_shared<Platform::Names>();
-  if (Platform::comesBack([found] { Platform::readNames(*found); })) {
+  if (Platform::comesBack("", [found] { Platform::readNames(*found); })) {
     names = std::move(found->names);
     failure = std::move(found->failure);
   } else {
@@ -86,7 +86,7 @@ extern "C" void listAlsaNames(std::vector<AudioDevices::AttachableDevice>& names
 extern "C" Platform::Driver* makeAlsaDriver(const std::string& name, Platform::AlsaLoss onLoss,
                                             AudioDevices::Failure& failure) {
   const auto probe = std::make_shared<Platform::Probe>();
-  if (!Platform::comesBack([probe, name] { Platform::look(name, *probe); })) {
+  if (!Platform::comesBack(name, [probe, name] { Platform::look(name, *probe); })) {
     failure = {.status = kAudioHardwareBadDeviceError,
                .message = "'alsa:" + name + "' does not answer. Choose another device."};
     return nullptr;

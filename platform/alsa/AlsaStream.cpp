@@ -42,6 +42,7 @@ AudioDevices::Failure AlsaStream::open() {
   }
   const std::lock_guard gate(m_gate);
   m_isEnding = true;
+  leaveBehind();
   return {.status = kAudioHardwareBadDeviceError,
           .message = "'alsa:" + m_plan.name + "' does not answer. Choose another device."};
 }
@@ -52,7 +53,18 @@ void AlsaStream::close() {
     m_isEnding = true;
   }
   m_wake.notify_one();
-  m_ended.get_future().wait_for(kAlsaPatience);
+  if (m_ended.get_future().wait_for(kAlsaPatience) != std::future_status::ready) {
+    const std::lock_guard gate(m_gate);
+    leaveBehind();
+  }
+}
+
+/// Until it is over after all.
+void AlsaStream::leaveBehind() {
+  if (!m_isOver) {
+    m_isLeftBehind = true;
+    ++m_figures->leftBehind;
+  }
 }
 
 void AlsaStream::run() {
@@ -65,6 +77,9 @@ void AlsaStream::run() {
     pcm.reset();
   }
   m_ended.set_value();
+  const std::lock_guard gate(m_gate);
+  m_isOver = true;
+  m_figures->leftBehind -= m_isLeftBehind ? 1 : 0;
 }
 
 /// A digital output that cannot be told what it is given cannot take bursts.

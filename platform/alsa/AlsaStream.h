@@ -34,6 +34,7 @@ struct AlsaPlan {
 struct AlsaFigures {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
+  std::atomic<int> leftBehind{0};           // threads that libasound does not let go of
 };
 
 class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
@@ -64,6 +65,7 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   bool sleepsThrough(std::chrono::nanoseconds time);
   std::chrono::nanoseconds lengthOf(std::uint64_t frames) const;
   void tellLoss(int error);
+  void leaveBehind();
 
   const AlsaPlan m_plan;
   const std::size_t m_frameBytes;
@@ -77,7 +79,10 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   // Held through a cycle, before the device's I/O lock, so that close() knows of none under way
   std::mutex m_gate;
   std::condition_variable m_wake;
-  bool m_isEnding = false;  // guarded by m_gate
+  // Guarded by m_gate
+  bool m_isEnding = false;
+  bool m_isOver = false;  // the thread is out of libasound
+  bool m_isLeftBehind = false;
 
   // The stream's thread only
   std::vector<std::size_t> m_order;  // which channel goes to each of the PCM's; empty: as they come

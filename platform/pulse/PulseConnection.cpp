@@ -61,7 +61,6 @@ AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
   if (m_context == nullptr) {
     return noServer("out of memory");
   }
-  m_listener = &listener;
   pa_context_set_state_callback(m_context, onContextState, this);
   pa_context_set_subscribe_callback(m_context, onEvent, this);
   if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
@@ -74,8 +73,11 @@ AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
   if (!answered) {
     return noServer("it does not answer");
   }
-  return state().connected ? AudioDevices::Failure{}
-                           : noServer(pa_strerror(pa_context_errno(m_context)));
+  if (!state().connected) {
+    return noServer(pa_strerror(pa_context_errno(m_context)));
+  }
+  m_listener = &listener;  // of what comes after this picture; of a failed try it hears nothing
+  return {};
 }
 
 void PulseConnection::forgetListener() {
@@ -185,7 +187,8 @@ void PulseConnection::onSink(pa_context* /*context*/, const pa_sink_info* info, 
     return;
   }
   self.m_isLooking = false;
-  if (self.m_looksAgain || (!self.fitsTogether() && self.m_doubts++ < kMostDoubts)) {
+  const bool cameTooLate = end < 0 && pa_context_errno(self.m_context) == PA_ERR_TIMEOUT;
+  if (cameTooLate || self.m_looksAgain || (!self.fitsTogether() && self.m_doubts++ < kMostDoubts)) {
     self.ask();
   } else if (end > 0) {
     self.m_doubts = 0;

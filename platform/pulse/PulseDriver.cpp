@@ -25,7 +25,6 @@ PulseDriver::PulseDriver(std::shared_ptr<PulseConnection> connection, const Sink
 
 void PulseDriver::update(const Sink& sink, bool running) {
   m_sink = sink;
-  m_figures.suspended.store(sink.suspended);
   if (!running) {
     adaptToSink();
   }
@@ -128,8 +127,12 @@ OSStatus PulseDriver::start(CycleSource& source) {
   return status;
 }
 
+/// The rate of bursts is not brought back: they go on.
 void PulseDriver::restart(CycleSource& source) {
-  stop();
+  if (m_stream) {
+    m_stream->close();
+    m_stream.reset();
+  }
   makeStream(source);
   m_stream->open();
 }
@@ -139,14 +142,9 @@ void PulseDriver::begun() {
   m_failure = {};
 }
 
-/// Kept for failure(). Whoever plays bursts goes by the status of the start, and may play PCM
-/// instead.
-void PulseDriver::refused(OSStatus status, const std::string& reason) {
-  if (!m_burstRate) {
-    const std::lock_guard lock(m_failureLock);
-    m_failure = {.status = status,
-                 .message = "the sound server does not play on '" + m_sink.name + "': " + reason};
-  }
+void PulseDriver::refused(const AudioDevices::Failure& failure) {
+  const std::lock_guard lock(m_failureLock);
+  m_failure = failure;
 }
 
 void PulseDriver::stop() {

@@ -38,7 +38,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
 
  private:
   void begun() override;
-  void refused(OSStatus status, const std::string& reason) override;
+  void refused(const AudioDevices::Failure& failure) override;
   void makeStream(CycleSource& source);
   StreamPlan plan() const;
   void adaptToSink();

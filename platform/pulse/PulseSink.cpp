@@ -73,7 +73,6 @@ Sink sinkOf(const pa_sink_info& info) {
             .index = info.index,
             .description = info.description != nullptr ? info.description : info.name,
             .rate = info.sample_spec.rate,
-            .suspended = info.state == PA_SINK_SUSPENDED,
             .positions = {info.channel_map.map, info.channel_map.map + info.channel_map.channels},
             .burstRates = burstRatesOf(info)};
   std::ranges::stable_sort(sink.positions, {}, rankOf);

@@ -18,6 +18,8 @@ constexpr std::uint32_t kRestCycles = 2;   // after all of the buffer
 constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
 constexpr std::uint32_t kCyclesAtATime = 3;
 
+constexpr pa_usec_t kMostTransportUs = 50'000;  // for an answer to be worth measuring with
+
 constexpr auto kFlags =
     static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
 
@@ -65,6 +67,7 @@ PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const Stre
   m_figures.latencyFrames.store(bufferFrames(m_plan));
   m_figures.drift.interrupt();
   m_figures.endedAt.store(0);
+  m_figures.suspended.store(false);
 }
 
 void PulseStream::close() {
@@ -75,6 +78,7 @@ void PulseStream::close() {
   letGo(m_timing);
   if (m_stream != nullptr) {
     pa_stream_set_state_callback(m_stream, nullptr, nullptr);
+    pa_stream_set_suspended_callback(m_stream, nullptr, nullptr);
     pa_stream_set_write_callback(m_stream, nullptr, nullptr);
     pa_stream_set_underflow_callback(m_stream, nullptr, nullptr);
     m_connection->end(std::exchange(m_stream, nullptr));
@@ -98,7 +102,7 @@ OSStatus PulseStream::openAndWait() {
   if (!answered) {
     return refused(PA_ERR_TIMEOUT);
   }
-  return m_isReady ? OSStatus{noErr} : statusOf(pa_context_errno(m_connection->context()));
+  return m_refusal;
 }
 
 bool PulseStream::connect() {
@@ -114,6 +118,7 @@ bool PulseStream::connect() {
     return false;
   }
   pa_stream_set_state_callback(m_stream, onState, this);
+  pa_stream_set_suspended_callback(m_stream, onSuspended, this);
   pa_stream_set_write_callback(m_stream, onRoom, this);
   pa_stream_set_underflow_callback(m_stream, onUnderrun, this);
   const auto bytes = static_cast<std::uint32_t>(bufferFrames(m_plan) * m_frameBytes);
@@ -127,10 +132,19 @@ bool PulseStream::connect() {
                                     nullptr) == 0;
 }
 
+/// Kept for whoever asks the device. Whoever plays bursts goes by the status of the start, and may
+/// play PCM instead. That there is no server any more is told otherwise.
 OSStatus PulseStream::refused(int error) {
-  const OSStatus status = statusOf(error);
-  m_listener.refused(status, pa_strerror(error));
-  return status;
+  if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(m_connection->context()))) {
+    return m_refusal = kAudioHardwareBadDeviceError;
+  }
+  m_refusal = statusOf(error);
+  if (!m_plan.bursts) {
+    m_listener.refused({.status = m_refusal,
+                        .message = "the sound server does not play on '" + m_plan.sink +
+                                   "': " + pa_strerror(error)});
+  }
+  return m_refusal;
 }
 
 void PulseStream::onState(pa_stream* stream, void* self) {
@@ -138,6 +152,7 @@ void PulseStream::onState(pa_stream* stream, void* self) {
   const pa_stream_state_t state = pa_stream_get_state(stream);
   if (state == PA_STREAM_READY) {
     one.m_isReady = true;
+    onSuspended(stream, self);
     one.m_listener.begun();
   } else if (state == PA_STREAM_FAILED) {
     one.ended();
@@ -145,18 +160,21 @@ void PulseStream::onState(pa_stream* stream, void* self) {
   one.m_connection->signal();
 }
 
+void PulseStream::onSuspended(pa_stream* stream, void* self) {
+  static_cast<PulseStream*>(self)->m_figures.suspended.store(pa_stream_is_suspended(stream) == 1);
+}
+
 /// Why the server ends a stream, or knows no such sink, shows in a look at it taken now. Without a
 /// server there is nothing to look at.
 void PulseStream::ended() {
   pa_context* const context = m_connection->context();
-  if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(context))) {
-    return;
-  }
   const int error = pa_context_errno(context);
-  if (m_isReady || error == PA_ERR_NOENTITY) {
-    m_figures.endedAt.store(m_connection->look());
-  } else {
+  if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(context)) ||
+      (!m_isReady && error != PA_ERR_NOENTITY)) {
     refused(error);
+  } else {
+    m_refusal = kAudioHardwareBadDeviceError;
+    m_figures.endedAt.store(m_connection->look());
   }
 }
 
@@ -281,7 +299,8 @@ void PulseStream::readTiming() {
 /// When the answer comes. The server stood still if it had nothing to play.
 void PulseStream::measureDrift() {
   const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
-  if (timing == nullptr || timing->playing == 0 || timing->read_index_corrupt != 0) {
+  if (timing == nullptr || timing->playing == 0 || timing->read_index_corrupt != 0 ||
+      timing->transport_usec > kMostTransportUs) {
     m_figures.drift.interrupt();
     return;
   }

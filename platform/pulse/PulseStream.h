@@ -33,14 +33,14 @@ struct StreamFigures {
   std::atomic<std::uint64_t> underruns{0};  // of all streams
   DriftMeter drift;                         // of all streams; told under libpulse's lock
   std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
-  std::atomic<bool> suspended{false};       // the sink is
+  std::atomic<bool> suspended{false};       // by somebody who suspended the sink
 };
 
 /// Hears of how a stream begins. On libpulse's thread, or inside open().
 class StreamListener {
  public:
   virtual void begun() = 0;
-  virtual void refused(OSStatus status, const std::string& reason) = 0;
+  virtual void refused(const AudioDevices::Failure& failure) = 0;
 
  protected:
   ~StreamListener() = default;
@@ -66,6 +66,7 @@ class PulseStream {
 
  private:
   static void onState(pa_stream* stream, void* self);
+  static void onSuspended(pa_stream* stream, void* self);
   static void onRoom(pa_stream* stream, std::size_t byteCount, void* self);
   static void onLater(pa_mainloop_api* api, pa_time_event* event, const timeval* time, void* self);
   static void onTiming(pa_stream* stream, int success, void* self);
@@ -95,6 +96,7 @@ class PulseStream {
   pa_time_event* m_later = nullptr;
   pa_operation* m_timing = nullptr;  // asked for
   bool m_isReady = false;
+  OSStatus m_refusal = noErr;
   bool m_hasStarted = false;
   bool m_wasFull = false;
   bool m_rests = false;  // whoever plays may fill its queue again

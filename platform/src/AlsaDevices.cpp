@@ -1,7 +1,9 @@
 #include "AlsaDevices.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <memory>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -26,23 +28,25 @@ Function* entryOf(const char* name, AudioDevices::Failure& failure) {
   return found.entry;
 }
 
-/// Nobody tells when a PCM is back, so it is tried.
-void awaitReturn(const std::string& identifier) {
+/// Nobody tells when a PCM is back, so it is tried, as long as somebody knows of the lost one and
+/// has not attached it again.
+void awaitReturn(const Device& lost) {
   std::chrono::milliseconds backOff = kFirstBackOff;
   AudioDevices::Failure notYet;
-  while (!Registry::instance().device(identifier)) {
+  Registry& registry = Registry::instance();
+  while (registry.device(lost.id()) && !registry.device(lost.identifier())) {
     std::this_thread::sleep_for(backOff);
-    attachAlsa(identifier, notYet);
+    attachAlsa(lost.identifier(), notYet);
     backOff = std::min(2 * backOff, kLongestBackOff);
   }
 }
 
 /// On a thread of its own: ending a device waits for the driver's, which tells this.
-void loseLater(const std::string& identifier, const AudioDevices::Failure& loss) {
-  std::thread([identifier, loss] {
-    if (const auto device = Registry::instance().device(identifier)) {
+void loseLater(AudioDeviceID id, const AudioDevices::Failure& loss) {
+  std::thread([id, loss] {
+    if (const auto device = Registry::instance().device(id)) {
       Registry::instance().lose({{device, loss}}, Change::DeviceGone);
-      awaitReturn(identifier);
+      awaitReturn(*device);
     }
   }).detach();
 }
@@ -60,10 +64,15 @@ std::shared_ptr<Device> attachAlsa(const std::string& identifier, AudioDevices::
     return nullptr;
   }
   const std::string name = identifier.substr(std::string_view(kAlsaPrefix).size());
+  const auto id = std::make_shared<std::atomic<AudioDeviceID>>(kAudioObjectUnknown);
   std::unique_ptr<Driver> driver(makeDriver(
-      name, [identifier](const AudioDevices::Failure& loss) { loseLater(identifier, loss); },
-      failure));
-  return driver ? Registry::instance().add(identifier, name, std::move(driver)) : nullptr;
+      name, [id](const AudioDevices::Failure& loss) { loseLater(id->load(), loss); }, failure));
+  if (!driver) {
+    return nullptr;
+  }
+  auto device = Registry::instance().add(identifier, name, std::move(driver));
+  id->store(device->id());
+  return device;
 }
 
 std::vector<AudioDevices::AttachableDevice> alsaNames(AudioDevices::Failure& failure) {

@@ -13,20 +13,29 @@ constexpr std::uint64_t kPatienceCycles = 4;
 constexpr std::uint64_t kFirstTryNs = 2 * kSecondNs;
 constexpr std::uint64_t kLongestBackOffNs = 16 * kSecondNs;
 
+// What is opened anew takes a buffer's worth of cycles at once, whatever comes of it.
+constexpr std::uint64_t kSteadyNs = 5 * kSecondNs;
+
 }  // namespace
 
 CycleWatchdog::Finding CycleWatchdog::look(std::uint64_t nowNs, bool plays, std::uint64_t cycles,
                                            std::uint64_t cycleNs) {
   if (!plays || std::exchange(m_cycles, cycles) != cycles) {
     m_sinceNs = nowNs;
-    return std::exchange(m_stands, false) ? Finding::GoesOn : Finding::Fine;
+    if (!std::exchange(m_stands, false)) {
+      return Finding::Fine;
+    }
+    m_wentOnNs = nowNs;
+    return Finding::GoesOn;
   }
   if (!m_stands) {
     if (nowNs - m_sinceNs <= std::max(kSecondNs, kPatienceCycles * cycleNs)) {
       return Finding::Fine;
     }
     m_stands = true;
-    m_backOffNs = kFirstTryNs;
+    if (m_backOffNs == 0 || m_sinceNs - m_wentOnNs > kSteadyNs) {
+      m_backOffNs = kFirstTryNs;
+    }
     m_nextTryNs = nowNs + m_backOffNs;
     return Finding::BeganToStand;
   }

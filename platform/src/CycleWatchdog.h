@@ -1,8 +1,8 @@
 #pragma once
 
 /// Tells a device that is to play but runs no cycle, which is silence of another kind than that of
-/// who has nothing to play, and says when to open it anew: less and less often. Judges by what it
-/// is told, in host time.
+/// who has nothing to play, and says when to open it anew: less and less often, also when each try
+/// lets it run for a moment. Judges by what it is told, in host time.
 
 #include <cstdint>
 
@@ -25,7 +25,8 @@ class CycleWatchdog {
 
  private:
   std::uint64_t m_cycles = 0;
-  std::uint64_t m_sinceNs = 0;  // when it last was as it should be
+  std::uint64_t m_sinceNs = 0;   // when it last was as it should be
+  std::uint64_t m_wentOnNs = 0;  // when it last went on
   std::uint64_t m_nextTryNs = 0;
   std::uint64_t m_backOffNs = 0;
   bool m_stands = false;

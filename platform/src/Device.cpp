@@ -1,7 +1,9 @@
 #include "Device.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 #include "DeviceWatch.h"
@@ -11,12 +13,24 @@
 namespace Platform {
 namespace {
 
+constexpr std::chrono::milliseconds kTimeToGoOn{250};
+
 std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames) {
   if (stream.oddBufferBytes) {
     return *stream.oddBufferBytes;
   }
   return isBurstFormat(stream.format) ? kBurstBytes
                                       : std::size_t{frames} * stream.format.mBytesPerFrame;
+}
+
+bool isAlike(const DriverStream& one, const DriverStream& other) {
+  return isSame(one.format, other.format) && one.oddBufferBytes == other.oddBufferBytes &&
+         one.withoutMemory == other.withoutMemory;
+}
+
+bool playsAlike(const DriverDescription& one, const DriverDescription& other) {
+  return std::ranges::equal(one.streams, other.streams, isAlike) && one.labels == other.labels &&
+         one.cycleFrames == other.cycleFrames;
 }
 
 }  // namespace
@@ -80,14 +94,17 @@ double Device::sampleRate() const {
   return m_state.sampleRate();
 }
 
-void Device::readDescription() {
+/// Answers whether it is another one for whoever plays.
+bool Device::readDescription() {
   DriverDescription description = m_driver->describe();
   for (std::size_t i = 0; i < m_memory.size(); ++i) {
     m_memory[i].resize(bufferBytes(description.streams[i], kMaxCycleFrames));
   }
   const std::lock_guard model(modelLock());
+  const bool differs = !playsAlike(description, m_state.description);
   m_state.description = std::move(description);
-  ++m_state.generation;
+  m_state.generation += differs ? 1 : 0;
+  return differs;
 }
 
 OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
@@ -100,8 +117,7 @@ OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
     return kAudioHardwareBadDeviceError;
   }
   const OSStatus status = apply(hasClients());
-  if (status == noErr) {
-    readDescription();
+  if (status == noErr && readDescription()) {
     for (const auto& client : m_clients) {
       client->deviceChanged();
     }
@@ -186,6 +202,9 @@ void Device::remove(const Client& client) {
     if (found == m_clients.end()) {
       return;
     }
+    if (m_clientCount.load() == 1) {
+      discardBuffered();
+    }
     found->reset();
     --m_clientCount;
     if (inside) {
@@ -195,6 +214,13 @@ void Device::remove(const Client& client) {
   }
   if (!hasClients()) {
     m_driver->stop();
+  }
+}
+
+/// What the driver has not played yet is never heard.
+void Device::discardBuffered() {
+  if (m_driver->isSounding()) {
+    m_framesDiscarded.fetch_add(m_driver->latencyFrames());
   }
 }
 
@@ -208,6 +234,9 @@ void Device::end() {
     const std::lock_guard io(m_io);
     if (m_ended.exchange(true)) {
       return;
+    }
+    if (hasClients()) {
+      discardBuffered();
     }
     m_clients.clear();
     m_clientCount = 0;
@@ -246,12 +275,24 @@ CycleWatchdog::Finding Device::look(std::uint64_t nowNs) {
   return finding;
 }
 
+std::optional<bool> Device::changeOfSuspension() {
+  const bool now = isSuspended();
+  return std::exchange(m_wasSuspended, now) != now ? std::optional(now) : std::nullopt;
+}
+
+/// A server that answers again may have been about to go on with what it has.
 void Device::openAnew() {
+  const std::uint64_t cyclesBefore = m_cycles.load();
   if (!m_driver->answers()) {
+    return;
+  }
+  std::this_thread::sleep_for(kTimeToGoOn);
+  if (m_cycles.load() != cyclesBefore) {
     return;
   }
   const std::lock_guard control(m_control);
   if (hasClients() && isAlive()) {
+    discardBuffered();
     m_driver->restart(*this);
   }
 }
@@ -269,10 +310,12 @@ AudioDevices::Failure Device::failure() const {
 AudioDevices::DeviceTotals Device::totals() const {
   // In this order: a cycle in between makes what was heard less, never more than it was.
   const std::uint64_t played = m_framesPlayed.load();
+  const std::uint64_t discarded = m_framesDiscarded.load();
   const std::uint64_t pending = hasClients() ? m_driver->latencyFrames() : 0;
   return {.cycles = m_cycles.load(),
           .framesPlayed = played,
-          .framesHeard = played - std::min(played, pending),
+          .framesHeard = played - std::min(played, discarded + pending),
+          .framesDiscarded = discarded,
           .framesWritten = m_driver->framesWritten(),
           .lateCycles = m_lateCycles.load(),
           .underruns = m_driver->underruns(),

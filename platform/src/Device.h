@@ -7,8 +7,8 @@
 ///   m_io       recursive; held by a cycle while it calls, so whoever has taken a client out under
 ///              it knows that no call is under way. A client's own calls come in again.
 ///   model      modelLock(): plain data, a leaf; never held during a call out
-/// Inside a cycle only m_io and model are taken, so a callback may stop and dispose of what it
-/// likes; the driver's thread then ends by itself.
+/// Inside a cycle only m_io and model are taken, so a callback may stop and dispose of what
+/// plays on its own device; the driver's thread then ends by itself.
 
 #include <AudioDevices/AudioDevices.h>
 #include <CoreAudio/CoreAudio.h>
@@ -18,6 +18,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -94,7 +95,9 @@ class Device final : public CycleSource {
 
   /// Plays, and runs no cycle for too long; as found by the last look. [any-thread]
   bool stands() const { return m_stands.load(); }
-  bool isSuspended() const { return m_driver->isSuspended(); }
+  bool isSuspended() const { return hasClients() && m_driver->isSuspended(); }
+  /// Whether it is suspended, when that is another answer than the last one's. [device watch]
+  std::optional<bool> changeOfSuspension();
   /// What the watch over cycles finds now. [device watch]
   CycleWatchdog::Finding look(std::uint64_t nowNs);
   /// Has the driver begin anew, if it is of use; waits for a server, with no lock held, for whether
@@ -117,7 +120,8 @@ class Device final : public CycleSource {
   static constexpr std::uint32_t kMaxCycleFrames = 4096;
 
  private:
-  void readDescription();
+  bool readDescription();
+  void discardBuffered();
   void prepareBuffers(std::uint32_t frames);
   bool callClients(std::uint32_t frames, const AudioTimeStamp& time);
   void compactClients();
@@ -145,7 +149,9 @@ class Device final : public CycleSource {
   std::thread::id m_scheduled;                      // a thread that has asked for real time
   std::uint64_t m_framesSinceStart = 0;
 
-  CycleWatchdog m_watchdog;  // the watch's alone
+  // The watch's alone
+  CycleWatchdog m_watchdog;
+  bool m_wasSuspended = false;
 
   // Atomic: each stands for itself
   std::atomic<std::size_t> m_clientCount{0};
@@ -156,6 +162,7 @@ class Device final : public CycleSource {
   std::atomic<OSStatus> m_startStatus{noErr};
   std::atomic<std::uint64_t> m_cycles{0};
   std::atomic<std::uint64_t> m_framesPlayed{0};
+  std::atomic<std::uint64_t> m_framesDiscarded{0};
   std::atomic<std::uint64_t> m_lateCycles{0};
   std::atomic<std::uint64_t> m_burstCycles{0};
   std::atomic<std::uint64_t> m_bursts{0};

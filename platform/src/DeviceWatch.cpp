@@ -15,6 +15,10 @@ constexpr std::chrono::milliseconds kPeriod{250};
 void act(Device& device, CycleWatchdog::Finding finding) {
   using Finding = CycleWatchdog::Finding;
   Registry& registry = Registry::instance();
+  if (const auto suspended = device.changeOfSuspension()) {
+    registry.changed(*suspended ? Change::Suspended : Change::Resumed, device,
+                     kAudioDevicePropertyIOStoppedAbnormally);
+  }
   if (finding == Finding::GoesOn) {
     registry.changed(Change::Resumed, device, kAudioDevicePropertyIOStoppedAbnormally);
   } else if (finding == Finding::BeganToStand) {

@@ -6,13 +6,18 @@ namespace {
 constexpr double kNanosPerSecond = 1e9;
 constexpr double kSettlingSeconds = 0.5;  // while buffers fill
 constexpr double kLeastSeconds = 5;
+constexpr std::uint64_t kLongestGapNs = 500'000'000;  // else the device stood still meanwhile
 
 }  // namespace
 
 void DriftMeter::look(std::uint64_t hostNs, std::int64_t frames, double framesPerSecond) {
   Stretch& stretch = m_stretch;
+  if (hostNs - stretch.lastNs > kLongestGapNs) {
+    interrupt();
+  }
+  stretch.lastNs = hostNs;
   if (stretch.firstNs == 0) {
-    stretch = {.firstNs = hostNs, .firstFrame = frames};
+    stretch = {.firstNs = hostNs, .lastNs = hostNs, .firstFrame = frames};
   }
   const double time = static_cast<double>(hostNs - stretch.firstNs) / kNanosPerSecond;
   const double sound = static_cast<double>(frames - stretch.firstFrame) / framesPerSecond;

@@ -28,6 +28,7 @@ class DriftMeter {
  private:
   struct Stretch {
     std::uint64_t firstNs = 0;  // 0: none has begun
+    std::uint64_t lastNs = 0;
     std::int64_t firstFrame = 0;
     double lastTime = 0;  // seconds since the first look
     double looks = 0;

@@ -74,7 +74,7 @@ class Driver {
   /// called from within a cycle. [host-thread]
   virtual OSStatus start(CycleSource& source) = 0;
   virtual void stop() = 0;
-  /// The one after the other, for cycles that stay away; waits for no server.
+  /// The one after the other, for cycles that stay away; does not wait for a sound server.
   virtual void restart(CycleSource& source);
 
   /// Plays by a clock that is not ours, so that its cycles may stay away. [any-thread]

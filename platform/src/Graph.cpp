@@ -101,7 +101,7 @@ void followDefaultDevice() {
   for (const auto& unit : units) {
     const auto current = unit->device();
     if (current != target && !(current && current->inCycle())) {
-      unit->followDefault(target);
+      unit->followDefault();
     }
   }
 }
@@ -128,13 +128,16 @@ OSStatus Graph::addNode(const AudioComponentDescription& description, AUNode& no
 
 OSStatus Graph::open() {
   auto made = std::make_shared<OutputUnit>(Registry::instance().defaultDevice());
-  const std::lock_guard model(modelLock());
-  if (m_node == 0) {
-    return kAUGraphErr_OutputNodeErr;
+  {
+    const std::lock_guard model(modelLock());
+    if (m_node == 0) {
+      return kAUGraphErr_OutputNodeErr;
+    }
+    if (m_unitHandle == nullptr) {
+      m_unitHandle = handles().units.add(std::move(made));
+    }
   }
-  if (m_unitHandle == nullptr) {
-    m_unitHandle = handles().units.add(std::move(made));
-  }
+  followDefaultDevice();  // it may have become another one before the unit was known
   return noErr;
 }
 

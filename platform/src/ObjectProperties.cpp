@@ -73,7 +73,7 @@ PropertyValue readDevice(const Device& device, const AudioObjectPropertyAddress&
     case kAudioDevicePropertyDeviceIsAlive:
       return valueOf(UInt32{device.isAlive()});
     case kAudioDevicePropertyIOStoppedAbnormally:
-      return valueOf(UInt32{device.stands() || (device.hasClients() && device.isSuspended())});
+      return valueOf(UInt32{device.stands() || device.isSuspended()});
     case kAudioDevicePropertyStreams:
       if (address.mScope == kAudioDevicePropertyScopeInput) {
         return arrayOf(std::vector<AudioStreamID>());

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Registry.h"
+
 namespace Platform {
 namespace {
 
@@ -108,11 +110,13 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
   return moveTo(std::move(changed), isRunning());
 }
 
-void OutputUnit::followDefault(const std::shared_ptr<Device>& device) {
+/// To the one of now, not of when it was called: calls may overtake each other.
+void OutputUnit::followDefault() {
   const std::lock_guard lock(m_change);
+  auto target = Registry::instance().defaultDevice();
   Configuration changed = configuration();
-  if (changed.followsDefault && !isRetired()) {
-    changed.device = device;
+  if (target && target != changed.device && changed.followsDefault && !isRetired()) {
+    changed.device = std::move(target);
     moveTo(std::move(changed), isStarted());
   }
 }
@@ -186,6 +190,7 @@ OSStatus OutputUnit::renew(const Configuration& configuration) try {
       prepared = prepare(configuration);
     }
     m_renderer.swap(prepared.renderer);
+    m_renderedGeneration = prepared.deviceGeneration;
   }
   return noErr;
 } catch (const std::runtime_error&) {
@@ -195,7 +200,9 @@ OSStatus OutputUnit::renew(const Configuration& configuration) try {
 void OutputUnit::deviceChanged() {
   const Configuration current = configuration();
   try {
-    m_renderer = prepare(current).renderer;
+    Prepared prepared = prepare(current);
+    m_renderer = std::move(prepared.renderer);
+    m_renderedGeneration = prepared.deviceGeneration;
   } catch (const std::runtime_error&) {
     m_renderer.reset();  // the device's new rate cannot be converted to: silence
   }
@@ -226,6 +233,9 @@ OSStatus OutputUnit::start() {
   // Before the first cycle can come: its callback may stop the unit again.
   markStarted(true);
   OSStatus status = current.device->add(shared_from_this());
+  if (status == noErr) {
+    catchUpWith(*current.device);
+  }
   if (isRetired()) {
     current.device->remove(*this);
     status = kAudioUnitErr_Uninitialized;
@@ -234,6 +244,14 @@ OSStatus OutputUnit::start() {
     markStarted(false);
   }
   return status;
+}
+
+/// The device may have changed between the making of the renderer and the unit's first cycle.
+void OutputUnit::catchUpWith(Device& device) {
+  const std::lock_guard io(device.ioLock());
+  if (m_renderedGeneration != device.state().generation) {
+    deviceChanged();
+  }
 }
 
 void OutputUnit::markStarted(bool started) {

@@ -30,9 +30,9 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   OSStatus setFormat(const AudioStreamBasicDescription& description);
   OSStatus setCallback(const AURenderCallbackStruct& callback);
   OSStatus setDevice(const std::shared_ptr<Device>& device);  // from now on this one
-  /// The default output device is another one: plays there, unless setDevice() chose. Not inside a
-  /// cycle.
-  void followDefault(const std::shared_ptr<Device>& device);
+  /// The default output device may be another one: plays there, unless setDevice() chose. Not
+  /// inside a cycle.
+  void followDefault();
   OSStatus setChannelMap(std::span<const SInt32> map);  // exactly one entry per device channel
   OSStatus reset();
 
@@ -71,16 +71,19 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   Prepared prepare(const Configuration& configuration) const;
   OSStatus renew(const Configuration& configuration);
   OSStatus moveTo(Configuration changed, bool plays);
+  void catchUpWith(Device& device);
   void markStarted(bool started);
   bool isStarted() const;  // on a device that may have ended meanwhile
   bool isRetired() const;
 
   std::recursive_mutex m_change;
   Configuration m_configuration;
-  bool m_started = false;                    // guarded by modelLock()
-  bool m_retired = false;                    // guarded by modelLock()
-  std::unique_ptr<UnitRenderer> m_renderer;  // guarded by the device's I/O lock
-  std::atomic<float> m_gain{1.0F};           // read once a cycle
+  bool m_started = false;  // guarded by modelLock()
+  bool m_retired = false;  // guarded by modelLock()
+  // Guarded by the device's I/O lock
+  std::unique_ptr<UnitRenderer> m_renderer;
+  std::uint64_t m_renderedGeneration = 0;  // of the device that it was made for
+  std::atomic<float> m_gain{1.0F};         // read once a cycle
 };
 
 /// Identity, or `map` where it has an entry per channel.

@@ -40,9 +40,13 @@ std::shared_ptr<Device> Registry::make(std::string identifier, std::string name,
 std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
                                       std::unique_ptr<Driver> driver, Origin origin) {
   auto device = make(std::move(identifier), std::move(name), std::move(driver));
+  std::vector<std::shared_ptr<Device>> forgotten;  // let go of after the lock
   {
     const std::lock_guard model(modelLock());
-    forgetLost(device->identifier());
+    if (const auto known = living(device->identifier())) {
+      return known;
+    }
+    forgotten = forgetLost(device->identifier());
     if (origin == Origin::Server) {
       m_serverDevices.insert(device->id());
     }
@@ -55,13 +59,18 @@ std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
 }
 
 /// But for the last one, whose failure and totals may still be asked for.
-void Registry::forgetLost(const std::string& identifier) {
+std::vector<std::shared_ptr<Device>> Registry::forgetLost(const std::string& identifier) {
   const auto isOne = [&](const auto& each) {
     return !each->isAlive() && each->identifier() == identifier;
   };
+  std::vector<std::shared_ptr<Device>> forgotten;
   while (std::ranges::count_if(m_devices, isOne) > 1) {
-    m_devices.erase(std::ranges::find_if(m_devices, isOne));
+    const auto first = std::ranges::find_if(m_devices, isOne);
+    m_serverDevices.erase((*first)->id());
+    forgotten.push_back(std::move(*first));
+    m_devices.erase(first);
   }
+  return forgotten;
 }
 
 void Registry::detach(const std::shared_ptr<Device>& device) {
@@ -122,10 +131,7 @@ std::shared_ptr<Device> Registry::device(AudioObjectID id) const {
 
 std::shared_ptr<Device> Registry::device(const std::string& identifier) const {
   const std::lock_guard model(modelLock());
-  const auto found = std::ranges::find_if(m_devices, [&](const auto& each) {
-    return each->isAlive() && each->identifier() == identifier;
-  });
-  return found == m_devices.end() ? nullptr : *found;
+  return living(identifier);
 }
 
 std::pair<std::shared_ptr<Device>, std::size_t> Registry::stream(AudioObjectID id) const {
@@ -192,12 +198,14 @@ std::shared_ptr<Device> Registry::find(AudioObjectID id) const {
   return found != m_devices.end() ? *found : nullptr;
 }
 
-std::shared_ptr<Device> Registry::chosen() const {
-  const auto found = std::ranges::find_if(m_devices, [this](const auto& each) {
-    return each->isAlive() && each->identifier() == m_chosen;
+std::shared_ptr<Device> Registry::living(const std::string& identifier) const {
+  const auto found = std::ranges::find_if(m_devices, [&](const auto& each) {
+    return each->isAlive() && each->identifier() == identifier;
   });
   return found != m_devices.end() ? *found : nullptr;
 }
+
+std::shared_ptr<Device> Registry::chosen() const { return living(m_chosen); }
 
 std::shared_ptr<Device> Registry::fallback() const {
   const auto attached = std::ranges::find_if(m_devices, [this](const auto& each) {

@@ -23,8 +23,8 @@ class Registry {
  public:
   static Registry& instance();
 
-  /// Under an identifier that no living device has. Of lost ones of that name the last is kept. One
-  /// of the server's is the default only by the server's word. [host-thread]
+  /// A living device of that identifier is answered instead. Of lost ones of that name the last is
+  /// kept. One of the server's is the default only by the server's word. [host-thread]
   std::shared_ptr<Device> add(std::string identifier, std::string name,
                               std::unique_ptr<Driver> driver, Origin origin = Origin::Attached);
 
@@ -65,8 +65,9 @@ class Registry {
                                std::unique_ptr<Driver> driver);
 
   // With modelLock() held
-  void forgetLost(const std::string& identifier);
+  std::vector<std::shared_ptr<Device>> forgetLost(const std::string& identifier);
   std::shared_ptr<Device> find(AudioObjectID id) const;
+  std::shared_ptr<Device> living(const std::string& identifier) const;
   std::shared_ptr<Device> chosen() const;  // null: none, or missing
   std::shared_ptr<Device> fallback()
       const;  // without a choice: attached longest, else the server's

@@ -36,14 +36,13 @@ AudioDevices::Failure ServerDevices::update() {
   const std::lock_guard lock(m_lock);
   AudioDevices::Failure failure;
   if (!m_server || !m_server->state().connected) {
-    failure = connect();
-  } else if (!m_server->refresh()) {
+    return reconnect();
+  }
+  if (!m_server->refresh()) {
     failure = {.status = kAudioHardwareUnspecifiedError,
                .message = "no sound server: it does not answer"};
   }
-  if (m_server && m_server->state().connected) {
-    synchronise(Lost::GetANewDevice);
-  }
+  synchronise(Lost::GetANewDevice);
   return failure;
 }
 
@@ -79,7 +78,6 @@ void ServerDevices::watch() {
     if (m_server->state().connected) {
       synchronise(Lost::StayLost);
     } else {
-      loseDevices(m_server->state());
       reconnect();
     }
     atMost.reset();
@@ -100,14 +98,23 @@ void ServerDevices::awaitChange(std::optional<std::chrono::milliseconds> atMost)
   m_changed = false;
 }
 
-void ServerDevices::reconnect() {
-  if (connect()) {
+/// Nothing of the former connection is taken for a part of the new one.
+AudioDevices::Failure ServerDevices::reconnect() {
+  const bool hadOne = m_server != nullptr;
+  if (hadOne) {
+    loseDevices(m_server->state());
+  }
+  AudioDevices::Failure failure = connect();
+  if (failure) {
     m_backOff = std::min(2 * m_backOff, kLongestBackOff);
-    return;
+    return failure;
   }
   m_backOff = kFirstBackOff;
   synchronise(Lost::GetANewDevice);
-  Registry::instance().serverBack();
+  if (hadOne) {
+    Registry::instance().serverBack();
+  }
+  return failure;
 }
 
 /// In this order, so that what follows the default moves before the device it leaves is lost, and
@@ -143,7 +150,10 @@ void ServerDevices::takeOver(const Sink& sink, Lost lost) {
       entry.driver->update(sink, running);
       return noErr;
     });
-    tellOf(former, entry);
+    if (sink.rate != former.rate) {
+      Registry::instance().changed(Change::RateChanged, *entry.device,
+                                   kAudioDevicePropertyNominalSampleRate);
+    }
   }
 }
 
@@ -153,17 +163,6 @@ void ServerDevices::replace(Entry& entry, const Sink& sink) {
   entry.device->markLost(loss.reason);
   entry = makeDevice(sink);
   Registry::instance().lose({loss}, Change::DeviceGone);
-}
-
-void ServerDevices::tellOf(const Sink& former, const Entry& entry) {
-  Registry& registry = Registry::instance();
-  if (entry.sink.rate != former.rate) {
-    registry.changed(Change::RateChanged, *entry.device, kAudioDevicePropertyNominalSampleRate);
-  }
-  if (entry.sink.suspended != former.suspended) {
-    registry.changed(entry.sink.suspended ? Change::Suspended : Change::Resumed, *entry.device,
-                     kAudioDevicePropertyIOStoppedAbnormally);
-  }
 }
 
 ServerDevices::Entry ServerDevices::makeDevice(const Sink& sink) {

@@ -48,11 +48,10 @@ class ServerDevices final : private SoundServerListener {
   AudioDevices::Failure connect();
   [[noreturn]] void watch();
   void awaitChange(std::optional<std::chrono::milliseconds> atMost);
-  void reconnect();
+  AudioDevices::Failure reconnect();
   void synchronise(Lost lost);
   void takeOver(const Sink& sink, Lost lost);
   void replace(Entry& entry, const Sink& sink);
-  void tellOf(const Sink& former, const Entry& entry);
   Entry makeDevice(const Sink& sink);
   void loseDevices(const ServerState& state);
 

@@ -23,7 +23,6 @@ struct Sink {
   std::uint32_t index = 0;  // of this appearance: a sink that comes back has another
   std::string description;
   std::uint32_t rate = 48000;
-  bool suspended = false;        // by somebody else
   std::vector<int> positions{};  // the server's own names of the channels, in device order
   Labels labels{};               // the same channels
   std::vector<std::uint32_t> burstRates{};

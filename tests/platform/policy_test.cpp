@@ -182,5 +182,30 @@ TEST(Watchdog, hasADeviceOpenedAnewLessAndLessOften) {
   EXPECT_EQ(watchdog.look(81'000 * kMs, false, 1, kCycle), Finding::GoesOn);  // was stopped
 }
 
+/// What is opened anew takes what fits into its buffer, and may then stand as before.
+TEST(Watchdog, isNotTakenInByADeviceThatRunsForAMoment) {
+  CycleWatchdog watchdog;
+  std::uint64_t cycles = 1;
+  std::vector<std::uint64_t> tries;
+  const auto lookUntil = [&](std::uint64_t& second, std::uint64_t end) {
+    for (; second < end; ++second) {
+      if (watchdog.look(second * 1000 * kMs, true, cycles, kCycle) == Finding::OpenAnew) {
+        tries.push_back(second);
+        cycles += 16;
+      }
+    }
+  };
+  std::uint64_t second = 0;
+  lookUntil(second, 50);
+  // Each begins to stand again 3 s after the try, then 4, 8, 16 s.
+  EXPECT_EQ(tries, (std::vector<std::uint64_t>{4, 11, 22, 41}));
+  for (; second < 60; ++second) {  // well again
+    watchdog.look(second * 1000 * kMs, true, cycles += 100, kCycle);
+  }
+  tries.clear();
+  lookUntil(second, 64);
+  EXPECT_EQ(tries, (std::vector<std::uint64_t>{63}));
+}
+
 }  // namespace
 }  // namespace Platform

@@ -20,7 +20,8 @@
 /// it can, unless a format was set. They play in real time only.
 ///
 /// A device that is gone (its sink removed, its stream ended by the server, the server gone, its
-/// plug pulled) is not alive, its units are silent, and failureOf() tells why until detach().
+/// plug pulled) is not alive, its units are silent, and failureOf() tells why until detach(), or
+/// until the next one of its name is lost.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -60,7 +61,8 @@ struct DeviceDescription {
 };
 
 /// All devices that are there now: the sound server's, and the attached ones. Waits for the server
-/// for 2 s at most. `*noServer`: why there is none, in one line.
+/// for 2 s at most, or twice that while it is being called again. `*noServer`: why there is none,
+/// in one line.
 std::vector<DeviceDescription> list(Failure* noServer = nullptr);
 
 /// One of them, or one that is lost; `id` is kAudioObjectUnknown when it is not known. Asks nobody.
@@ -99,7 +101,8 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
 /// The device's object is gone afterwards; units that play on it fall silent.
 Failure detach(AudioDeviceID device);
 
-/// The first failure since attach() (a full disk, a folder that vanished, …); sticky. Cheap: meant
+/// What went wrong (a full disk, a folder that vanished, a refused start, …): the first failure
+/// since attach(), or, of a device that sounds, the last one until it plays again. Cheap: meant
 /// to be asked every few milliseconds.
 Failure failureOf(AudioDeviceID device);
 
@@ -113,14 +116,15 @@ Failure failureOf(AudioDeviceID device);
 /// status.
 struct DeviceTotals {
   std::uint64_t cycles = 0;
-  std::uint64_t framesPlayed = 0;   // handed to the driver, silence included
-  std::uint64_t framesHeard = 0;    // of these, by now; at least so many
-  std::uint64_t framesWritten = 0;  // a file's frames so far; 0 on other devices
-  std::uint64_t lateCycles = 0;     // began more than a cycle after they were due
-  std::uint64_t underruns = 0;      // times when a server or a PCM had nothing left to play
-  std::uint32_t latencyFrames = 0;  // from being handed over to being heard, by the last cycles
-  std::uint64_t burstCycles = 0;    // with a stream in an AC-3 format: 1536 frames each
-  std::uint64_t bursts = 0;         // of these, the ones that were given more than zeros
+  std::uint64_t framesPlayed = 0;     // handed to the driver, silence included
+  std::uint64_t framesHeard = 0;      // of these, by now; at least so many
+  std::uint64_t framesDiscarded = 0;  // of these, taken back before they were heard
+  std::uint64_t framesWritten = 0;    // a file's frames so far; 0 on other devices
+  std::uint64_t lateCycles = 0;       // began more than a cycle after they were due
+  std::uint64_t underruns = 0;        // times when a server or a PCM had nothing left to play
+  std::uint32_t latencyFrames = 0;    // from being handed over to being heard, by the last cycles
+  std::uint64_t burstCycles = 0;      // with a stream in an AC-3 format: 1536 frames each
+  std::uint64_t bursts = 0;           // of these, the ones that were given more than zeros
   /// Of the last start: noErr, or why nobody plays, as kAudioDevicePermissionsError where another
   /// program has taken the device. Callers of the C calls do not always look.
   OSStatus startStatus = noErr;
