@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <thread>
+#include <unistd.h>
 
 #include "tests/server/ServerTest.h"
 
@@ -65,6 +67,16 @@ class EventsOnAServer : public ServerTest {
     const auto buffers = nlohmann::json::parse(readFile(path("totals")))["buffers"];
     EXPECT_EQ(buffers["played"], buffers["pulled"]) << buffers;
     EXPECT_TRUE(buffers["balanced"]);
+  }
+
+  static double processorSecondsOf(pid_t process) {
+    std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
+    std::string word;
+    long ticks = 0;
+    for (int field = 1; field <= 15 && stat >> word; ++field) {
+      ticks += field >= 14 ? std::stol(word) : 0;  // user's and system's
+    }
+    return static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
   }
 
   static std::size_t openFilesOf(pid_t process) {
@@ -174,6 +186,9 @@ TEST_F(EventsOnAServer, anInterruptEndsPlaybackThatHasNoServer) {
   const pid_t player = beginOn(kOne, {"in.wav"});
   killServer();
   EXPECT_TRUE(eventuallyTold("the sound server is gone"));
+  const double before = processorSecondsOf(player);
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  EXPECT_LT(processorSecondsOf(player) - before, 0.5);  // it calls now and then
   kill(player, SIGINT);
   EXPECT_EQ(end(player).status, 130);
 }
