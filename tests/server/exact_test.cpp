@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <sstream>
 
 #include "tests/server/ServerTest.h"
@@ -13,16 +14,16 @@ namespace {
 
 /// In the order in which a WAV file has them.
 const char* positionsOf(unsigned channels) {
-  switch (channels) {
-    case 1:
-      return "mono";
-    case 2:
-      return "front-left,front-right";
-    case 6:
-      return "front-left,front-right,front-center,lfe,rear-left,rear-right";
-    default:
-      return "front-left,front-right,front-center,lfe,rear-left,rear-right,side-left,side-right";
-  }
+  static constexpr std::array kPositions = {
+      "mono",
+      "front-left,front-right",
+      "front-left,front-right,front-center",
+      "front-left,front-right,rear-left,rear-right",
+      "front-left,front-right,front-center,rear-left,rear-right",
+      "front-left,front-right,front-center,lfe,rear-left,rear-right",
+      "front-left,front-right,front-center,lfe,rear-center,side-left,side-right",
+      "front-left,front-right,front-center,lfe,rear-left,rear-right,side-left,side-right"};
+  return kPositions.at(channels - 1);
 }
 
 class ExactOnAServer : public ServerTest, public testing::WithParamInterface<WaveShape> {};
@@ -48,6 +49,9 @@ std::vector<WaveShape> shapes() {
     for (const unsigned channels : {1U, 2U, 6U, 8U}) {
       all.push_back({type.bits, type.isFloat, channels, 48000});
     }
+  }
+  for (const unsigned channels : {3U, 4U, 5U, 7U}) {
+    all.push_back({16, false, channels, 48000});
   }
   for (const unsigned rate : {8000U, 44100U, 96000U, 192000U}) {
     all.push_back({16, false, 2, rate});
