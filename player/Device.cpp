@@ -3,45 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <utility>
 
 #include "player/ExitStatus.h"
-#include "tavro_core/Log.h"
 
 namespace Player {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr std::string_view kFilePrefix = "file:";
-constexpr std::string_view kBurstSuffix = ".spdif";
-constexpr const char* kAlsaDefault = "alsa:default";
-constexpr std::uint32_t kMostChannels = 8;
-
-bool isFileIdentifier(const std::string& identifier) {
-  return identifier.compare(0, kFilePrefix.size(), kFilePrefix) == 0;
-}
-
-void refuseAnInputAsOutput(const std::string& path, const Options& options) {
-  for (const std::string& input : options.files) {
-    std::error_code ignored;
-    if (fs::equivalent(path, input, ignored)) {
-      throw PlayerError(ExitStatus::Usage, "the output " + path + " is one of the inputs");
-    }
-  }
-}
-
-/// A file that is not there yet, so that nothing is overwritten unasked.
-std::string freeName(const std::string& input) {
-  const std::string stem = fs::path(input).stem().string();
-  std::string name = stem + ".wav";
-  for (int i = 2; fs::exists(name); ++i) {
-    name = fmt::format("{}-{}.wav", stem, i);
-  }
-  return name;
-}
 
 AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
                                    AudioObjectPropertyScope scope) {
@@ -100,65 +68,6 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
 }
 
 }  // namespace
-
-SoundingDevice soundingDevice() {
-  AudioDevices::Failure noServer;
-  const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list(&noServer);
-  const auto chosen =
-      std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
-  if (chosen != devices.end()) {
-    return {chosen->identifier, true};
-  }
-  const std::string reason = noServer ? noServer.message : "the sound server has no default sink";
-  AudioDevices::Failure noAlsa;
-  if (AudioDevices::attach(kAlsaDefault, &noAlsa) != kAudioObjectUnknown) {
-    return {kAlsaDefault, false, reason};
-  }
-  return {"", false, reason + "; " + noAlsa.message};
-}
-
-/// The server, else ALSA, else a file; tells why it is not the server.
-void chooseByItself(DeviceChoice& choice, const Options& options, const SoundingDevice& sounding) {
-  choice.identifier = sounding.identifier;
-  choice.followsDefault = sounding.isServers;
-  choice.isFile = sounding.identifier.empty();
-  std::string what = "playing on " + choice.identifier;
-  if (choice.isFile) {
-    const std::string name = freeName(options.files.front());
-    choice.identifier = std::string(kFilePrefix) + name;
-    what = "writing " + name;
-  }
-  if (!sounding.isServers) {
-    Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),
-                   sounding.reason.c_str());
-  }
-}
-
-DeviceChoice chooseDevice(const Options& options, const std::function<SoundingDevice()>& sounding) {
-  DeviceChoice choice{.identifier = options.device, .isFile = isFileIdentifier(options.device)};
-  if (options.device == "auto") {
-    chooseByItself(choice, options, sounding());
-  }
-  if (choice.isFile) {
-    refuseAnInputAsOutput(choice.identifier.substr(kFilePrefix.size()), options);
-  } else if (options.simulated.value_or(false)) {
-    throw PlayerError(ExitStatus::Usage, "simulated time is for file devices");
-  }
-  choice.isBurstFile = choice.isFile && choice.identifier.ends_with(kBurstSuffix);
-  choice.attach = {.offersBursts = options.passthrough == PassthroughMode::On,
-                   .partsPerMillion = options.fileDriftPpm};
-  choice.simulated = options.simulated.value_or(choice.isFile);
-  return choice;
-}
-
-StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options) {
-  StreamFormat chosen = formats.front();
-  chosen.channels = std::min(options.channels.value_or(chosen.channels), kMostChannels);
-  for (const StreamFormat& format : formats) {
-    chosen.type = std::max(chosen.type, format.type);  // Float32 is the last
-  }
-  return chosen;
-}
 
 Device::Device(const DeviceChoice& choice, std::function<void()> onChange)
     : m_choice(choice), m_onChange(std::move(onChange)) {
