@@ -1,56 +1,25 @@
 #include "PulseSink.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
+
+#include "ChannelNames.h"
 
 namespace Platform {
 namespace {
 
-struct Channel {
-  pa_channel_position_t position;
-  AudioChannelLabel label;
-};
-
-// In the layer's order.
-constexpr std::array kChannels = {
-    Channel{PA_CHANNEL_POSITION_MONO, kAudioChannelLabel_Mono},
-    Channel{PA_CHANNEL_POSITION_FRONT_LEFT, kAudioChannelLabel_Left},
-    Channel{PA_CHANNEL_POSITION_FRONT_RIGHT, kAudioChannelLabel_Right},
-    Channel{PA_CHANNEL_POSITION_FRONT_CENTER, kAudioChannelLabel_Center},
-    Channel{PA_CHANNEL_POSITION_LFE, kAudioChannelLabel_LFEScreen},
-    Channel{PA_CHANNEL_POSITION_REAR_CENTER, kAudioChannelLabel_CenterSurround},
-    Channel{PA_CHANNEL_POSITION_SIDE_LEFT, kAudioChannelLabel_LeftSurround},
-    Channel{PA_CHANNEL_POSITION_SIDE_RIGHT, kAudioChannelLabel_RightSurround},
-    Channel{PA_CHANNEL_POSITION_REAR_LEFT, kAudioChannelLabel_RearSurroundLeft},
-    Channel{PA_CHANNEL_POSITION_REAR_RIGHT, kAudioChannelLabel_RearSurroundRight},
-    Channel{PA_CHANNEL_POSITION_FRONT_LEFT_OF_CENTER, kAudioChannelLabel_LeftCenter},
-    Channel{PA_CHANNEL_POSITION_FRONT_RIGHT_OF_CENTER, kAudioChannelLabel_RightCenter},
-};
-
-std::size_t rankOf(int position) {
-  const auto found = std::ranges::find(kChannels, position, &Channel::position);
-  return static_cast<std::size_t>(found - kChannels.begin());
-}
-
-/// A lone pair behind is the surround pair.
-Labels labelsOf(const std::vector<int>& positions) {
-  const bool hasSides =
-      std::ranges::find(positions, PA_CHANNEL_POSITION_SIDE_LEFT) != positions.end();
-  Labels labels;
-  for (const int position : positions) {
-    if (!hasSides && position == PA_CHANNEL_POSITION_REAR_LEFT) {
-      labels.push_back(kAudioChannelLabel_LeftSurround);
-    } else if (!hasSides && position == PA_CHANNEL_POSITION_REAR_RIGHT) {
-      labels.push_back(kAudioChannelLabel_RightSurround);
-    } else {
-      const std::size_t rank = rankOf(position);
-      labels.push_back(rank < kChannels.size() ? kChannels[rank].label
-                                               : AudioChannelLabel{kAudioChannelLabel_Unknown});
-    }
-  }
-  return labels;
-}
+constexpr ChannelNames<int> kNames = {PA_CHANNEL_POSITION_MONO,
+                                      PA_CHANNEL_POSITION_FRONT_LEFT,
+                                      PA_CHANNEL_POSITION_FRONT_RIGHT,
+                                      PA_CHANNEL_POSITION_FRONT_CENTER,
+                                      PA_CHANNEL_POSITION_LFE,
+                                      PA_CHANNEL_POSITION_REAR_CENTER,
+                                      PA_CHANNEL_POSITION_SIDE_LEFT,
+                                      PA_CHANNEL_POSITION_SIDE_RIGHT,
+                                      PA_CHANNEL_POSITION_REAR_LEFT,
+                                      PA_CHANNEL_POSITION_REAR_RIGHT,
+                                      PA_CHANNEL_POSITION_FRONT_LEFT_OF_CENTER,
+                                      PA_CHANNEL_POSITION_FRONT_RIGHT_OF_CENTER};
 
 std::vector<std::uint32_t> burstRatesOf(const pa_sink_info& info) {
   std::vector<std::uint32_t> rates;
@@ -75,8 +44,8 @@ Sink sinkOf(const pa_sink_info& info) {
             .rate = info.sample_spec.rate,
             .positions = {info.channel_map.map, info.channel_map.map + info.channel_map.channels},
             .burstRates = burstRatesOf(info)};
-  std::ranges::stable_sort(sink.positions, {}, rankOf);
-  sink.labels = labelsOf(sink.positions);
+  sortInLayersOrder(kNames, sink.positions);
+  sink.labels = labelsOf(kNames, sink.positions);
   return sink;
 }
 
