@@ -1,0 +1,67 @@
+#include "time/FirstTurn.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "time/HostTime.h"
+
+namespace Tavro::HostTime {
+
+namespace {
+
+std::vector<pid_t> threads() {
+  std::vector<pid_t> found;
+  std::error_code failed;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task", failed)) {
+    found.push_back(std::atoi(entry.path().filename().c_str()));
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+/// A refusal costs time only.
+void setPolicy(pid_t thread, int policy) {
+  const sched_param normal{};
+  sched_setscheduler(thread, policy, &normal);
+}
+
+}  // namespace
+
+FirstTurn::FirstTurn() {
+  const int here = sched_getcpu();
+  CPU_ZERO(&m_allowed);
+  if (isSimulated() || here < 0 || sched_getscheduler(0) != SCHED_OTHER ||
+      sched_getaffinity(0, sizeof m_allowed, &m_allowed) != 0) {
+    return;
+  }
+  m_others = threads();
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(here, &one);
+  m_isTaken = sched_setaffinity(0, sizeof one, &one) == 0;
+  if (m_isTaken) {
+    // A new thread of this policy, which it inherits, does not take the processor from its creator.
+    setPolicy(0, SCHED_BATCH);
+  }
+}
+
+FirstTurn::~FirstTurn() {
+  if (!m_isTaken) {
+    return;
+  }
+  letGo(0);
+  for (const pid_t thread : threads()) {
+    const bool isNew = !std::binary_search(m_others.begin(), m_others.end(), thread);
+    if (isNew && sched_getscheduler(thread) == SCHED_BATCH) {  // others may have started some, too
+      letGo(thread);
+    }
+  }
+}
+
+void FirstTurn::letGo(pid_t thread) const {
+  setPolicy(thread, SCHED_OTHER);
+  sched_setaffinity(thread, sizeof m_allowed, &m_allowed);
+}
+
+}  // namespace Tavro::HostTime
