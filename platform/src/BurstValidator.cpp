@@ -1,8 +1,6 @@
 #include "BurstValidator.h"
 
-extern "C" {
-#include <libavutil/crc.h>
-}
+#include <boost/crc.hpp>
 
 #include <algorithm>
 #include <array>
@@ -152,14 +150,13 @@ std::string checksumFault(Burst burst, std::size_t frameBytes) {
     frame.at(i) = burst[kHeaderBytes + (i ^ 1)];
   }
   const std::size_t firstBytes = (frameBytes / 4 + frameBytes / 16) * 2;
-  const AVCRC* table = av_crc_get_table(AV_CRC_16_ANSI);
-  const std::uint32_t first = av_crc(table, 0, frame.data() + 2, firstBytes - 2);
-  if (first != 0) {
+  boost::crc_optimal<16, 0x8005> sum;
+  sum.process_bytes(frame.data() + 2, firstBytes - 2);
+  if (sum.checksum() != 0) {
     return "checksum of the AC-3 frame's first five eighths";
   }
-  const std::uint32_t all =
-      av_crc(table, first, frame.data() + firstBytes, frameBytes - firstBytes);
-  return all != 0 ? "checksum of the AC-3 frame" : "";
+  sum.process_bytes(frame.data() + firstBytes, frameBytes - firstBytes);
+  return sum.checksum() != 0 ? "checksum of the AC-3 frame" : "";
 }
 
 }  // namespace

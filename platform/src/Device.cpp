@@ -297,11 +297,16 @@ void Device::openAnew() {
   }
 }
 
+void Device::noteRefusal(const AudioDevices::Failure& refusal) {
+  const std::lock_guard model(modelLock());
+  m_refusal = refusal;
+}
+
 AudioDevices::Failure Device::failure() const {
   {
     const std::lock_guard model(modelLock());
-    if (m_loss) {
-      return m_loss;
+    if (m_loss || m_refusal) {
+      return m_loss ? m_loss : m_refusal;
     }
   }
   return m_driver->failure();

@@ -104,6 +104,9 @@ class Device final : public CycleSource {
   /// that answers at all. [device watch]
   void openAnew();
 
+  /// Why a unit could not start on it; nothing: one could. [host-thread]
+  void noteRefusal(const AudioDevices::Failure& refusal);
+
   AudioDevices::Failure failure() const;  // [any-thread]
   std::uint32_t latencyFrames() const { return m_driver->latencyFrames(); }
   AudioDevices::DeviceTotals totals() const;  // [any-thread]
@@ -138,8 +141,9 @@ class Device final : public CycleSource {
   std::mutex m_control;
   mutable std::recursive_mutex m_io;
 
-  DeviceState m_state;           // written under m_io and model, read under either
-  AudioDevices::Failure m_loss;  // guarded by model
+  DeviceState m_state;              // written under m_io and model, read under either
+  AudioDevices::Failure m_loss;     // guarded by model
+  AudioDevices::Failure m_refusal;  // guarded by model
 
   // Guarded by m_io
   std::vector<std::shared_ptr<Client>> m_clients;  // null: taken out inside a cycle

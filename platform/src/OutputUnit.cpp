@@ -192,8 +192,11 @@ OSStatus OutputUnit::renew(const Configuration& configuration) try {
     m_renderer.swap(prepared.renderer);
     m_renderedGeneration = prepared.deviceGeneration;
   }
+  configuration.device->noteRefusal({});
   return noErr;
-} catch (const std::runtime_error&) {
+} catch (const std::runtime_error& error) {
+  configuration.device->noteRefusal(
+      {.status = kAudioUnitErr_FormatNotSupported, .message = error.what()});
   return kAudioUnitErr_FormatNotSupported;
 }
 

@@ -2,57 +2,42 @@
 
 /// Interleaved double samples at another rate, in step: output frame k lies exactly at input time
 /// k × input rate ÷ output rate, with no delay in front. The price is a look-ahead: the first
-/// request asks for some frames more than it gives back. Everything is allocated at construction.
+/// request asks for some frames more than it gives back.
+///
+/// The library that does it brings many others along; it is in a module that is loaded when two
+/// rates first differ.
 
 #include <cstdint>
 #include <memory>
-#include <vector>
-
-struct SwrContext;
 
 namespace Platform {
 
 class Resampler {
  public:
-  /// Throws std::runtime_error when the library refuses, std::bad_alloc.
-  Resampler(std::uint32_t inputRate, std::uint32_t outputRate, std::uint32_t channels,
-            std::uint32_t maxOutputFrames);
-  ~Resampler();
-  Resampler(const Resampler&) = delete;
-  Resampler& operator=(const Resampler&) = delete;
+  virtual ~Resampler() = default;
 
   /// Input frames that convert() needs for the next `outputFrames`. [io-thread]
-  std::uint32_t inputFor(std::uint32_t outputFrames) const;
+  virtual std::uint32_t inputFor(std::uint32_t outputFrames) const = 0;
 
   /// The largest answer of inputFor().
-  std::uint32_t maxInputFrames() const { return m_maxInputFrames; }
+  virtual std::uint32_t maxInputFrames() const = 0;
 
-  /// Takes inputFor(outputFrames) frames, gives outputFrames. [io-thread]
-  void convert(const double* input, double* output, std::uint32_t outputFrames);
+  /// Takes inputFor(outputFrames) frames, gives outputFrames; allocates nothing. [io-thread]
+  virtual void convert(const double* input, double* output, std::uint32_t outputFrames) = 0;
 
   /// How many frames of silent input leave nothing of earlier sound.
-  std::uint32_t memoryFrames() const { return 2 * m_lookAhead; }
-
- private:
-  std::uint64_t inputPosition(std::uint64_t outputFrames) const;
-  void prime();
-  std::uint32_t feed(const double* input, std::uint32_t inputFrames, double* output,
-                     std::uint32_t outputFrames);
-
-  struct Free {
-    void operator()(SwrContext* context) const;
-  };
-  const std::uint32_t m_inputRate;
-  const std::uint32_t m_outputRate;
-  const std::uint32_t m_channels;
-  const std::uint32_t m_maxOutputFrames;
-  std::unique_ptr<SwrContext, Free> m_context;
-  std::uint32_t m_lookAhead = 0;  // input frames
-  std::uint32_t m_maxInputFrames = 0;
-  std::uint32_t m_framesToDrop = 0;  // output frames of the priming silence still to come
-  std::uint64_t m_framesIn = 0;
-  std::uint64_t m_framesOut = 0;
-  std::vector<double> m_dropped;  // where they go
+  virtual std::uint32_t memoryFrames() const = 0;
 };
+
+/// For requests of at most `maxOutputFrames`. Throws std::runtime_error when there is no library or
+/// it refuses, std::bad_alloc. [host-thread]
+std::unique_ptr<Resampler> makeResampler(std::uint32_t inputRate, std::uint32_t outputRate,
+                                         std::uint32_t channels, std::uint32_t maxOutputFrames);
+
+/// The module's, of a resampler that is the caller's; throws the same.
+using NewResampler = Resampler*(std::uint32_t inputRate, std::uint32_t outputRate,
+                                std::uint32_t channels, std::uint32_t maxOutputFrames);
+inline constexpr const char* kResamplerModule = "libCoreAudio_Resampler.so";
+inline constexpr const char* kResamplerEntry = "newResampler";
 
 }  // namespace Platform

@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
-#include <string_view>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -109,25 +107,6 @@ std::string reasonOf(int error, SNDFILE* file) {
   return reason;
 }
 
-/// The library puts a PEAK chunk, which holds the time of day and peaks that it does not know, into
-/// float files, and in this container cannot be told not to. It is made padding.
-bool blankPeakChunk(int descriptor) {
-  std::array<char, 256> header{};
-  const ssize_t held = ::pread(descriptor, header.data(), header.size(), 0);
-  const std::string_view text(header.data(), held > 0 ? static_cast<std::size_t>(held) : 0);
-  const std::size_t at = text.find("PEAK");
-  if (at == text.npos || at > text.find("data") || at + 8 > text.size()) {
-    return true;
-  }
-  std::uint32_t size = 0;
-  std::memcpy(&size, text.data() + at + 4, sizeof size);
-  std::string padding(8 + size, '\0');
-  padding.replace(0, 4, "JUNK");
-  std::memcpy(padding.data() + 4, &size, sizeof size);
-  return ::pwrite(descriptor, padding.data(), padding.size(), static_cast<off_t>(at)) ==
-         static_cast<ssize_t>(padding.size());
-}
-
 }  // namespace
 
 std::vector<std::size_t> waveOrder(const Labels& labels) {
@@ -223,9 +202,6 @@ void SoundFile::finish() {
     if (status != 0 || errno == ENOSPC) {
       fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
            "Make room or choose another path.");
-    }
-    if (m_container == Container::Wav && !blankPeakChunk(m_descriptor)) {
-      fail("cannot be completed", errorText(errno), kChooseAnother);
     }
   }
   checkPath();

@@ -29,8 +29,8 @@ UnitRenderer::UnitRenderer(RenderPlan plan, float gain)
   std::size_t sourceFrames = m_plan.maxFrames;
   const std::size_t channels = m_plan.source.channels;
   if (m_plan.source.rate != m_plan.deviceRate) {
-    m_resampler = std::make_unique<Resampler>(m_plan.source.rate, m_plan.deviceRate,
-                                              m_plan.source.channels, m_plan.maxFrames);
+    m_resampler = makeResampler(m_plan.source.rate, m_plan.deviceRate, m_plan.source.channels,
+                                m_plan.maxFrames);
     sourceFrames = m_resampler->maxInputFrames();
     m_resampled.resize(m_plan.maxFrames * channels);
   }

@@ -32,7 +32,7 @@ struct RenderPlan {
 
 class UnitRenderer {
  public:
-  /// Throws like Resampler.
+  /// Throws like makeResampler().
   UnitRenderer(RenderPlan plan, float gain);
 
   /// Plays `frames` frames into the zeroed buffers, or onto what they hold with `mix`. True: all
