@@ -19,13 +19,13 @@ std::uint8_t volumeOf(GraphSessionInterface* session) {
 }  // namespace
 
 bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough) {
-  if (value->type != VariantType::kObject || value->value == 0) {
+  if (value == nullptr || value->type != VariantType::kObject || value->value == 0) {
     return false;
   }
   const auto& wanted = *reinterpret_cast<const AudioProperties*>(value->value);
   const boost::recursive_mutex::scoped_lock lock(m_owner->m_configLock);
-  if (!canBuild(passthrough)) {
-    return false;
+  if (m_owner->m_session == nullptr) {
+    return false;  // nothing is kept, so that the same write succeeds once there is a session
   }
   const bool modeChanged = m_passthrough != passthrough;
   m_passthrough = passthrough;
@@ -47,12 +47,6 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
   }
   m_owner->updateBitsPerSampleInfo(m_properties.m_bitsPerSample);
   return true;
-}
-
-/// What a build needs. Refused before anything of the write is kept, so that the same write
-/// succeeds once the session and the connection are there.
-bool CoreAudioOutput::CoreAudioPort::canBuild(bool passthrough) const {
-  return m_owner->m_session != nullptr && (passthrough || m_format != nullptr);
 }
 
 bool CoreAudioOutput::isGraphRunning() {

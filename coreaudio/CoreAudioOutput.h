@@ -115,7 +115,6 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
 
  private:
   bool configure(_Variant* value, bool passthrough);
-  bool canBuild(bool passthrough) const;
   bool isReady();
   void connect(PortInterface* peer);
   void disconnect();

@@ -39,7 +39,8 @@ OSStatus CoreAudioOutput::buildGraph(bool passthrough) {
   return status;
 }
 
-/// What the render callback will produce. False for a format without bytes or without a rate.
+/// What the render callback will produce. False without a connection, which brings the code of the
+/// format. Whether the unit plays it is the unit's to say.
 bool CoreAudioOutput::fillStreamFormat() {
   m_streamFormat = {};
   if (m_port->m_format == nullptr) {
@@ -66,7 +67,7 @@ bool CoreAudioOutput::fillStreamFormat() {
   const boost::recursive_mutex::scoped_lock lock(m_clockLock);
   m_bytesPerSecond =
       properties.m_sampleRate * properties.m_channels * (m_streamFormat.mBitsPerChannel / 8);
-  return m_streamFormat.mBytesPerFrame != 0 && properties.m_sampleRate != 0;
+  return true;
 }
 
 OSStatus CoreAudioOutput::buildPcmGraph() {

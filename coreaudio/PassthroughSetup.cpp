@@ -110,13 +110,13 @@ bool CoreAudioOutput::selectFormatOfStream(AudioStreamID stream) {
   return true;
 }
 
-/// Remembers the chosen stream's format for the teardown; what cannot be read is not restored.
+/// Remembers the chosen stream's format for the teardown. What was remembered before stays if it
+/// cannot be read: the last format known to be sound, as a rule of the same stream.
 void CoreAudioOutput::savePhysicalFormat() {
   void* block = nullptr;
   const UInt32 bytes = readObjectProperty(m_outputStreamId, kAudioStreamPropertyPhysicalFormat,
                                           kAudioObjectPropertyScopeGlobal, &block);
   const auto current = toArray<AudioStreamBasicDescription>(block, bytes);
-  m_savedPhysicalFormat.reset();
   if (current.count != 0) {
     m_savedPhysicalFormat = *current.begin();
   }
@@ -138,7 +138,6 @@ void CoreAudioOutput::endPassthrough() {
   if (m_savedPhysicalFormat) {
     setPhysicalFormat(*m_savedPhysicalFormat);
   }
-  m_savedPhysicalFormat.reset();
   m_passthroughActive = false;
 }
 

@@ -50,12 +50,11 @@ class RenderPass {
 
   CoreAudioOutput& m_output;
   AudioUnitRenderActionFlags* m_flags;
-  AudioBuffer& m_target;
+  AudioBuffer& m_target;           // its mDataByteSize: bytes filled so far
   const std::uint32_t m_capacity;  // bytes that may be written
   const std::uint32_t m_bytes;     // requested
   const std::uint32_t m_now;       // graph time
   const std::uint64_t m_wall;      // host milliseconds
-  std::uint32_t m_filled = 0;      // bytes
   QueuedBuffer m_front;
 };
 
@@ -71,7 +70,7 @@ RenderPass::RenderPass(CoreAudioOutput& output, AudioUnitRenderActionFlags* flag
 
 void RenderPass::run() {
   bool silent = !begin() || fill() == Filling::Silence;
-  if (!silent && m_filled == 0) {  // all that was met was late, or empty
+  if (!silent && m_target.mDataByteSize == 0) {  // all that was met was late, or empty
     m_output.m_synced = false;
     silent = true;
   }
@@ -93,11 +92,12 @@ bool RenderPass::begin() {
     m_output.m_synced = false;
     return false;
   }
+  m_target.mDataByteSize = 0;
   return true;
 }
 
 RenderPass::Filling RenderPass::fill() {
-  while (m_filled < m_bytes && m_front.m_buffer != nullptr) {
+  while (m_target.mDataByteSize < m_bytes && m_front.m_buffer != nullptr) {
     if (m_front.m_position >= m_front.m_size) {  // an empty buffer has been played at once
       finishFront();
     } else if (startsTooLate()) {
@@ -143,12 +143,13 @@ void RenderPass::playFront() {
   if (!m_output.m_synced) {
     enterAtClock(piece);
   }
-  const std::uint32_t bytes = std::min(m_front.m_size - m_front.m_position, m_bytes - m_filled);
+  const std::uint32_t bytes =
+      std::min(m_front.m_size - m_front.m_position, m_bytes - m_target.mDataByteSize);
   m_output.reportBuffer(BufferState::kPlaying, m_front.m_buffer);
-  std::memcpy(static_cast<std::uint8_t*>(m_target.mData) + m_filled,
+  std::memcpy(static_cast<std::uint8_t*>(m_target.mData) + m_target.mDataByteSize,
               m_front.m_data + m_front.m_position, bytes);
   m_front.unlockData();
-  m_filled += bytes;
+  m_target.mDataByteSize += bytes;
   m_front.m_position += bytes;
   m_output.m_lastEndTime = piece.time + piece.duration;
   m_output.m_synced = true;
@@ -193,7 +194,8 @@ void RenderPass::leaveFront() {
 }
 
 void RenderPass::padWithZeros() {
-  std::memset(static_cast<std::uint8_t*>(m_target.mData) + m_filled, 0, m_bytes - m_filled);
+  const std::uint32_t filled = m_target.mDataByteSize;
+  std::memset(static_cast<std::uint8_t*>(m_target.mData) + filled, 0, m_bytes - filled);
   m_target.mDataByteSize = m_bytes;
   m_target.mNumberChannels = m_output.m_streamFormat.mChannelsPerFrame;
 }

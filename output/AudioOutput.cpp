@@ -81,7 +81,8 @@ bool AudioOutput<T>::destroy() {
     session->unregisterSettingConsumer(this);
     m_session = nullptr;
   }
-  while (m_feederUsesSession) {
+  const bool isFeeder = m_thread != nullptr && m_thread->get_id() == boost::this_thread::get_id();
+  while (m_feederUsesSession && !isFeeder) {  // from within a report of its own it returns
     boost::this_thread::yield();
   }
   return true;
