@@ -13,8 +13,8 @@ constexpr std::uint32_t kBuffersElsewhere = 16;
 }  // namespace
 
 BurstSource::BurstSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-                         std::uint32_t originMs, Tavro::HostTime::Signal& wake)
-    : Source(session, playlist, format, kFramesPerBurst, originMs, wake),
+                         const Beginning& beginning, Tavro::HostTime::Signal& wake)
+    : Source(session, playlist, format, kFramesPerBurst, beginning, wake),
       m_pool(kBuffersElsewhere, kBurstBytes, session.ledger()),
       m_bursts(std::size_t{kKept} * kBurstBytes),
       m_thread(Tavro::HostTime::Role::Decode, "read", [this] { read(); }) {}
@@ -44,7 +44,7 @@ void BurstSource::read() {
 void BurstSource::keep() {
   const std::lock_guard guard(m_lock);
   if (!isSought()) {
-    m_made.fetch_add(1, std::memory_order_release);
+    countMade();
   }
 }
 
@@ -61,7 +61,7 @@ bool BurstSource::make(std::uint8_t* to) {
       if (!track) {
         return false;
       }
-      m_track = std::make_unique<Ac3Reader>(std::move(*track), m_format.rate);
+      m_track = readBursts(std::move(*track), m_format.rate);
     }
     if (m_track->read(to)) {
       return true;

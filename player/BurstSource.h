@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "player/Ac3Reader.h"
+#include "player/BurstReader.h"
 #include "player/Playlist.h"
 #include "player/Source.h"
 
@@ -20,7 +20,7 @@ class BurstSource final : public Source {
   /// Reads at once. Buffers handed to the device without a report in the session's ledger are its
   /// own from here on.
   BurstSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-              std::uint32_t originMs, Tavro::HostTime::Signal& wake);
+              const Beginning& beginning, Tavro::HostTime::Signal& wake);
   ~BurstSource() override;
 
  private:
@@ -38,7 +38,7 @@ class BurstSource final : public Source {
   }
 
   Tavro::BufferPool m_pool;
-  std::unique_ptr<Ac3Reader> m_track;  // reading thread only
+  std::unique_ptr<BurstReader> m_track;  // reading thread only
 
   // The last bursts made, a ring. Those not consumed are never written to.
   std::vector<std::uint8_t> m_bursts;

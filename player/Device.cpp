@@ -186,6 +186,15 @@ void Device::setFileFormat(const StreamFormat& format) {
   }
 }
 
+std::uint32_t Device::channels() const {
+  constexpr std::ptrdiff_t kMost = 8;
+  const std::vector<AudioChannelLabel> labels = describe().labels;
+  const auto used = std::count_if(labels.begin(), labels.end(), [](AudioChannelLabel label) {
+    return label != kAudioChannelLabel_Unused;
+  });
+  return used > 0 ? static_cast<std::uint32_t>(std::min(used, kMost)) : 2;
+}
+
 void Device::restoreFormats() const {
   for (const AudioDevices::StreamDescription& stream : m_streams) {
     setPhysicalFormat(stream.id, stream.currentFormat);

@@ -29,6 +29,9 @@ class Device {
 
   AudioDevices::DeviceDescription describe() const { return AudioDevices::describe(m_id); }
 
+  /// That a component takes of it: as the plug-in counts them, its labelled ones, eight at most.
+  std::uint32_t channels() const;
+
   /// Gives every stream the format that it had at first, as far as the device allows: a component
   /// that could not start its passthrough leaves its stream switched. While nothing plays.
   void restoreFormats() const;

@@ -185,7 +185,7 @@ std::optional<Coding> codingOf(const std::vector<std::string>& files) {
     return std::nullopt;
   }
   try {
-    return MediaFile(files.front()).coding();
+    return openMedia(files.front())->coding();
   } catch (const InputError& error) {
     throw PlayerError(ExitStatus::InputUnreadable, files.front() + ": " + error.what());
   }
@@ -203,7 +203,7 @@ std::string reasonFor(const AudioStreamBasicDescription& format,
 
 Json inputJson(const std::string& path, const Coding& coding, const std::string& reason) {
   return {{"path", path},
-          {"codec", avcodec_get_name(coding.codec)},
+          {"codec", coding.codec},
           {"rate", coding.rate},
           {"channels", coding.channels},
           {"passed_through", reason.empty()},

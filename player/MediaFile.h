@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
-#include "player/Ffmpeg.h"
 #include "player/StreamFormat.h"
 
 namespace Player {
@@ -18,56 +19,38 @@ class InputError : public std::runtime_error {
 
 /// How a file's audio is coded.
 struct Coding {
-  AVCodecID codec = AV_CODEC_ID_NONE;
+  std::string codec;  // as the decoding libraries call it: "flac", "pcm_s16le", "ac3"
   std::uint32_t rate = 0;
   std::uint32_t channels = 0;
 };
 
-/// The first audio stream of a file: either decoded, frame by frame, or packet by packet as it is.
-/// One thread at a time.
+/// The first audio stream of a file. One thread at a time.
 class MediaFile {
  public:
-  /// Throws InputError.
-  explicit MediaFile(const std::string& path);
+  virtual ~MediaFile() = default;
 
   /// The stream's own sample type, rate and channels, in the nearest shape that a plug-in takes.
-  const StreamFormat& format() const { return m_format; }
+  virtual const StreamFormat& format() const = 0;
 
-  const Coding& coding() const { return m_coding; }
+  virtual const Coding& coding() const = 0;
 
   /// Frames that the file says it has; none if it does not say.
-  std::optional<std::uint64_t> length() const;
+  virtual std::optional<std::uint64_t> length() const = 0;
 
   /// Goes to a frame at or before `target`, as near as is quick, and answers how many are to be
   /// left out from there. Before the first decode().
-  std::uint64_t seek(std::uint64_t target);
+  virtual std::uint64_t seek(std::uint64_t target) = 0;
 
-  /// The next decoded piece, valid until the next call; null at the end.
-  const AVFrame* decode();
-
-  /// The next packet, valid until the next call; null at the end. Instead of seek() and decode().
-  const AVPacket* nextPacket();
+  /// Appends the next decoded piece as bytes of `target`, the same for all of the file; false at
+  /// the end. What need not be changed is not: the same sample type, rate and channels come out bit
+  /// for bit. Throws InputError.
+  virtual bool decode(const StreamFormat& target, std::vector<std::uint8_t>& out) = 0;
 
   /// What was wrong with the stream as far as it was read; empty: nothing. After the end.
-  std::string damage() const;
-
- private:
-  void findCoding();
-  bool hasExactTimes() const;
-  int readPacket();
-  bool sendPacket();
-
-  Owned<AVFormatContext> m_container;
-  Owned<AVCodecContext> m_decoder;
-  Owned<AVPacket> m_packet;
-  Owned<AVFrame> m_frame;
-  AVStream* m_stream = nullptr;  // the container's
-  StreamFormat m_format;
-  Coding m_coding;
-  bool m_isPacketNext = false;      // m_packet was read ahead
-  std::uint64_t m_position = 0;     // frames, at the decoder's end
-  std::uint64_t m_lostPackets = 0;  // not, or not wholly decoded
-  std::string m_readError;
+  virtual std::string damage() const = 0;
 };
+
+/// Throws InputError.
+std::unique_ptr<MediaFile> openMedia(const std::string& path);
 
 }  // namespace Player

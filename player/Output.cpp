@@ -45,15 +45,6 @@ Output::Output(Tavro::Bundle& bundle, Tavro::Session& session)
 
 Output::~Output() { m_component->component().destroy(); }
 
-std::uint32_t Output::deviceChannels() {
-  Tavro::PortInterface* port = connectInput(Tavro::FormatCode::kInteger);
-  Tavro::_Variant answer{};
-  const bool answered = port->readQuery(Tavro::PortQuery::kMaximumChannels, &answer);
-  m_component->output().disconnectInput(port);
-  const auto channels = static_cast<std::uint32_t>(answer.value);
-  return answered && channels > 0 ? channels : 2;
-}
-
 bool Output::takes(const StreamFormat& format) const {
   return !m_written || m_written->rate != format.rate || m_written->channels != format.channels ||
          m_written->bursts != format.bursts;

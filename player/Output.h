@@ -27,9 +27,6 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  /// Channels that the default output device takes.
-  std::uint32_t deviceChannels();
-
   /// A port ignores a write of the rate, channels and mode that it has, whatever its bits and
   /// whether or not that write worked; then it takes another component.
   bool takes(const StreamFormat& format) const;

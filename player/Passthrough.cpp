@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "player/StreamFormat.h"
 
@@ -16,15 +17,8 @@ constexpr std::array<AudioFormatID, 4> kAc3Formats = {0x49414333 /* IAC3 */, 0x6
                                                       kAudioFormat60958AC3, kAudioFormatAC3};
 constexpr std::array<std::uint32_t, 3> kAc3Rates = {48000, 44100, 32000};
 
-std::string nameOf(AVCodecID codec) {
-  switch (codec) {
-    case AV_CODEC_ID_EAC3:
-      return "E-AC-3";
-    case AV_CODEC_ID_DTS:
-      return "DTS";
-    default:
-      return avcodec_get_name(codec);
-  }
+std::string nameOf(const std::string& codec) {
+  return codec == "eac3" ? "E-AC-3" : codec == "dts" ? "DTS" : codec;
 }
 
 }  // namespace
@@ -54,7 +48,7 @@ std::string refusalOf(const AudioStreamBasicDescription& format,
 }
 
 std::string refusalOf(const Coding& coding) {
-  return coding.codec == AV_CODEC_ID_AC3 ? "" : "it is " + nameOf(coding.codec) + ", not AC-3";
+  return coding.codec == "ac3" ? "" : "it is " + nameOf(coding.codec) + ", not AC-3";
 }
 
 std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescription& device) {
@@ -76,15 +70,8 @@ std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescriptio
 }
 
 bool isForReceivers(const Coding& coding) {
-  switch (coding.codec) {
-    case AV_CODEC_ID_AC3:
-    case AV_CODEC_ID_EAC3:
-    case AV_CODEC_ID_DTS:
-    case AV_CODEC_ID_TRUEHD:
-      return true;
-    default:
-      return false;
-  }
+  constexpr std::array<std::string_view, 4> kForReceivers = {"ac3", "eac3", "dts", "truehd"};
+  return std::find(kForReceivers.begin(), kForReceivers.end(), coding.codec) != kForReceivers.end();
 }
 
 }  // namespace Player

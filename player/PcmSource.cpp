@@ -15,8 +15,9 @@ constexpr std::uint64_t kRetryNs = 10'000'000;
 }  // namespace
 
 PcmSource::PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-                     std::uint32_t bufferMs, std::uint32_t originMs, Tavro::HostTime::Signal& wake)
-    : Source(session, playlist, format, std::max(1u, format.rate * bufferMs / 1000), originMs,
+                     std::uint32_t bufferMs, const Beginning& beginning,
+                     Tavro::HostTime::Signal& wake)
+    : Source(session, playlist, format, std::max(1u, format.rate * bufferMs / 1000), beginning,
              wake),
       m_pool(kPrefetch + kBuffersElsewhere, m_framesPerBuffer * format.bytesPerFrame(),
              session.ledger()),
@@ -57,9 +58,9 @@ void PcmSource::put(Tavro::PooledBuffer* buffer) {
     buffer->release();
     return;
   }
-  m_made.fetch_add(1, std::memory_order_release);
   m_ready[(m_first + m_count) % kPrefetch] = buffer;
   ++m_count;
+  countMade();
 }
 
 Tavro::PooledBuffer* PcmSource::take() {

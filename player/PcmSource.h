@@ -16,7 +16,7 @@ class PcmSource final : public Source {
  public:
   /// Decodes at once.
   PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-            std::uint32_t bufferMs, std::uint32_t originMs, Tavro::HostTime::Signal& wake);
+            std::uint32_t bufferMs, const Beginning& beginning, Tavro::HostTime::Signal& wake);
   ~PcmSource() override;
 
  private:

@@ -17,6 +17,7 @@ using Tavro::HostTime::isSimulated;
 
 constexpr std::uint64_t kNanosPerMs = 1'000'000;
 constexpr std::uint64_t kReadyCheckNs = 5 * kNanosPerMs;
+constexpr std::uint64_t kFirstBuffersNs = 20 * kNanosPerMs;
 constexpr std::uint64_t kWatchRealNs = 20 * kNanosPerMs;
 constexpr std::uint64_t kWatchSimulatedNs = 200 * kNanosPerMs;
 
@@ -42,27 +43,46 @@ bool CycleFlow::goOn(const Device& device) {
   return isSimulated() || now - m_sinceNs < kCyclesAwayNs;
 }
 
-Playback::Playback(const Stage& stage, Output& output, const StreamFormat& format)
+Playback::Playback(const Stage& stage, const GetOutput& output, const StreamFormat& format,
+                   const std::optional<Spot>& spot)
     : m_stage(stage),
       m_returnedBefore(stage.session.ledger().pulledCount()),
-      m_bursts(format.bursts
-                   ? std::make_unique<BurstSource>(stage.session, stage.playlist, format,
-                                                   stage.session.clock().currentTime(), stage.wake)
-                   : nullptr),
+      m_bursts(format.bursts ? std::make_unique<BurstSource>(stage.session, stage.playlist, format,
+                                                             beginning(spot), stage.wake)
+                             : nullptr),
       m_pcm(format.bursts
                 ? nullptr
                 : std::make_unique<PcmSource>(stage.session, stage.playlist, format, stage.bufferMs,
-                                              stage.session.clock().currentTime(), stage.wake)),
+                                              beginning(spot), stage.wake)),
       m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
       m_rate(format.rate),
       m_device(stage.device.id()),
-      m_connection(output, *m_source, format) {}
+      m_connection(whenMade(output), *m_source, format) {}
+
+Beginning Playback::beginning(const std::optional<Spot>& spot) const {
+  return {m_stage.session.clock().currentTime(), spot};
+}
 
 Playback::~Playback() {
   (m_bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) +=
       m_isGivenUp ? m_source->taken() : m_source->buffers();
   m_stage.counts.sentAgain += m_sentAgain;
   m_stage.counts.seeks += m_seeks;
+}
+
+/// A component's feeder that finds nothing to do rests, for longer than all of this takes: it is to
+/// find its first buffers at its first look.
+Output& Playback::whenMade(const GetOutput& output) {
+  m_stage.loadBundle();  // meanwhile they are made
+  const std::uint64_t deadline = Tavro::HostTime::now() + kFirstBuffersNs;
+  while (!m_source->isAhead() && Tavro::HostTime::now() < deadline) {
+    m_stage.wait(kFirstBuffersNs);
+  }
+  // A device that takes bursts runs from their configuration on, and on a thread of its own kind.
+  if (!m_bursts) {
+    m_firstTurn.emplace();
+  }
+  return output();
 }
 
 void Playback::run(const Between& between) {
@@ -93,11 +113,17 @@ bool Playback::start() {
   return true;
 }
 
-/// Until it can be started: the component is ready, or has all there is.
+/// Until it can be started: the component is ready, and its queue full, or it has all there is. A
+/// device that takes bursts runs already, and takes them from the queue.
 bool Playback::fillQueue() {
   Progress progress;
-  while (!m_connection.isReady()) {
-    const bool hasAll = m_source->hasEnded() && m_source->taken() == m_source->buffers();
+  const auto canStart = [this] {
+    return m_connection.isReady() && (m_bursts != nullptr || m_source->isQueued());
+  };
+  bool isReady = canStart();
+  m_firstTurn.reset();
+  for (; !isReady; isReady = canStart()) {
+    const bool hasAll = m_source->hasGivenAll();
     m_stage.wait(kReadyCheckNs);  // also for a buffer just taken to reach the queue
     if (hasAll) {
       return m_source->buffers() > 0;

@@ -14,6 +14,7 @@
 #include "player/RenderWatch.h"
 #include "player/Source.h"
 #include "tavro_core/Session.h"
+#include "time/FirstTurn.h"
 
 namespace Player {
 
@@ -28,7 +29,7 @@ struct StreamCounts {
 /// The device that bursts go to is lost, or another one is to be played on: here the stream ends,
 /// to go on there.
 struct DeviceChanged {
-  std::optional<Source::Spot> goesOnAt;  // none: nothing has been played yet
+  std::optional<Spot> goesOnAt;  // none: nothing has been played yet
 };
 
 /// Whether the device runs cycles, as looked at every now and then.
@@ -52,6 +53,7 @@ struct Stage {
   std::uint32_t bufferMs;                      // of decoded sound
   std::function<void(std::uint64_t ns)> wait;  // so long or until woken; throws PlayerError
   std::function<void(PlayerState state)> enter;
+  std::function<void()> loadBundle;  // before a component is asked for
 };
 
 /// One stream on its way through an output. [host-thread]
@@ -67,8 +69,14 @@ struct Stage {
 /// goes on.
 class Playback {
  public:
-  /// Connects and configures; throws FormatRefused.
-  Playback(const Stage& stage, Output& output, const StreamFormat& format);
+  /// Asked for when the first buffers are made.
+  using GetOutput = std::function<Output&()>;
+
+  /// Waits for the first buffers for some milliseconds at most, connects and configures; throws
+  /// PlayerError (FormatRefused among them) and BundleError. The first track begins at the spot, if
+  /// any.
+  Playback(const Stage& stage, const GetOutput& output, const StreamFormat& format,
+           const std::optional<Spot>& spot);
   ~Playback();  // adds to the counts
   Playback(const Playback&) = delete;
   Playback& operator=(const Playback&) = delete;
@@ -88,6 +96,8 @@ class Playback {
   bool isPaused() const { return m_isPaused; }
 
  private:
+  Beginning beginning(const std::optional<Spot>& spot) const;
+  Output& whenMade(const GetOutput& output);
   bool start();
   bool fillQueue();
   void playToTheEnd(const Between& between);
@@ -105,6 +115,8 @@ class Playback {
   Source* m_source;
   const std::uint32_t m_rate;
   const AudioDeviceID m_device;  // at first
+  std::optional<Tavro::HostTime::FirstTurn>
+      m_firstTurn;  // until the component may look for buffers
   Connection m_connection;
   std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they go
   bool m_isPaused = false;

@@ -32,7 +32,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
       m_events(m_session.events(), options.eventsPath),
       m_device(choice, [this] { m_wake.notify(); }),
       m_watch(m_session.events()),
-      m_bundle(bundlePath),
+      m_bundlePath(bundlePath),
       m_status(!options.quiet),
       m_stage{m_session,
               playlist,
@@ -42,7 +42,8 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
               m_counts,
               options.bufferMs,
               [this](std::uint64_t ns) { wait(ns); },
-              [this](PlayerState state) { enter(state); }},
+              [this](PlayerState state) { enter(state); },
+              [this] { loadBundle(); }},
       m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
                  [this](std::uint64_t ns) { wait(ns); }) {
   if (options.volume) {
@@ -195,17 +196,19 @@ void Player::playStream(const StreamFormat& format) {
   const std::size_t position = m_playlist.position();
   m_streamChannels = format.bursts ? 0 : format.channels;
   try {
-    Playback playback(m_stage, outputFor(format), format);
+    Playback playback(
+        m_stage, [&]() -> Output& { return outputFor(format); }, format, m_spot);
     playback.run([this](Playback& playing) {
       if (!playing.isPaused() && wantsAnotherPlan()) {
         playing.giveUp();
       }
       return m_controls.serve(playing);
     });
+    m_spot.reset();
   } catch (const FormatRefused& refused) {
     wait(0);
     if (!m_device.isThere()) {  // that is why
-      goOnAt(std::nullopt, position);
+      goOnAt(position);
       return;
     }
     if (!format.bursts) {
@@ -223,24 +226,21 @@ void Player::playStream(const StreamFormat& format) {
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
   } catch (const DeviceChanged& changed) {
-    goOnAt(changed.goesOnAt, position);
+    m_spot = changed.goesOnAt ? changed.goesOnAt : m_spot;
+    goOnAt(m_spot ? m_spot->position : position);
   }
 }
 
 /// On whatever device there is by then, as bursts if it takes them. Where only bursts will do, on
 /// one that does.
-void Player::goOnAt(const std::optional<Source::Spot>& spot, std::size_t position) {
+void Player::goOnAt(std::size_t position) {
   m_output.reset();
   enter(PlayerState::Paused);
   const bool mustPassThrough = m_options.passthrough == PassthroughMode::On;
   while (!m_device.isThere() || (mustPassThrough && wantsAnotherPlan())) {
     wait(kDeviceLookNs);
   }
-  if (spot) {
-    m_playlist.goOn(spot->position, spot->ns);
-  } else {
-    m_playlist.goTo(position);
-  }
+  m_playlist.goTo(position);
   planPassthrough();
   learnLimits();
 }
@@ -273,10 +273,16 @@ PassthroughTotals Player::burstTotals() {
   return totals;
 }
 
+void Player::loadBundle() {
+  if (!m_bundle) {
+    m_bundle.emplace(m_bundlePath);
+  }
+}
+
 Output& Player::outputFor(const StreamFormat& format) {
   if (!m_output || !m_output->takes(format)) {
     m_output.reset();
-    m_output = std::make_unique<Output>(m_bundle, m_session);
+    m_output = std::make_unique<Output>(*m_bundle, m_session);
   }
   return *m_output;
 }
@@ -284,8 +290,7 @@ Output& Player::outputFor(const StreamFormat& format) {
 /// How many channels the device takes, and who of the decoded is mixed down to that.
 void Player::learnLimits() {
   const std::vector<StreamFormat> formats = m_playlist.decodedFormats();
-  m_output = std::make_unique<Output>(m_bundle, m_session);
-  const std::uint32_t most = m_output->deviceChannels();
+  const std::uint32_t most = m_device.channels();
   m_playlist.limit({most, !m_choice.isFile && most >= 2});
   const auto widest = std::max_element(
       formats.begin(), formats.end(),

@@ -24,7 +24,7 @@ namespace Player {
 /// thread. The members stand in the order in which they depend on each other.
 class Player {
  public:
-  /// Throws PlayerError or BundleError; nothing has been played then.
+  /// Throws PlayerError; nothing has been played then.
   Player(const Options& options, const DeviceChoice& choice, Playlist& playlist,
          const std::string& bundlePath);
 
@@ -42,7 +42,8 @@ class Player {
   std::string reasonToDecode(const Coding& coding,
                              const AudioDevices::DeviceDescription& device) const;
   void playStream(const StreamFormat& format);
-  void goOnAt(const std::optional<Source::Spot>& spot, std::size_t position);
+  void goOnAt(std::size_t position);
+  void loadBundle();
   Output& outputFor(const StreamFormat& format);
   void requireAllPlayed();
   PassthroughTotals burstTotals();
@@ -60,11 +61,13 @@ class Player {
   EventFile m_events;
   Device m_device;
   RenderWatch m_watch;
-  Tavro::Bundle m_bundle;
+  const std::string m_bundlePath;
+  std::optional<Tavro::Bundle> m_bundle;  // once the first stream needs it
   std::unique_ptr<Output> m_output;
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
+  std::optional<Spot> m_spot;  // where the next stream begins, if it was played that far before
   bool m_toldOfRealTime = false;
   AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // though it offers to take them
   AudioDeviceID m_plannedDevice = kAudioObjectUnknown;

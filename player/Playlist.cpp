@@ -64,22 +64,13 @@ std::optional<StreamFormat> Playlist::nextFormat() const {
   return played(m_entries[m_next % m_entries.size()]);
 }
 
-void Playlist::goOn(std::size_t position, std::uint64_t skippedNs) {
-  m_next = position;
-  m_goesOn = {position, skippedNs};
-}
-
 std::optional<Track> Playlist::next(const StreamFormat& format) {
   while (nextFormat() == format) {
     const std::size_t position = m_next++;
     const Entry& entry = m_entries[position % m_entries.size()];
     std::unique_ptr<MediaFile> file = m_first ? std::move(m_first) : open(entry.path);
     if (file) {
-      Cut cut = cutFor(entry.format.rate);
-      if (m_goesOn && m_goesOn->position == position) {
-        cut = cut.behind(framesOf(m_goesOn->skippedNs, entry.format.rate));
-      }
-      return Track{entry.path, std::move(file), cut, position};
+      return Track{entry.path, std::move(file), cutFor(entry.format.rate), position};
     }
   }
   return std::nullopt;
@@ -95,7 +86,7 @@ void Playlist::report(const std::string& path, const std::string& problem) {
 
 std::unique_ptr<MediaFile> Playlist::open(const std::string& path) {
   try {
-    return std::make_unique<MediaFile>(path);
+    return openMedia(path);
   } catch (const InputError& error) {
     report(path, error.what());
     return nullptr;

@@ -57,9 +57,6 @@ class Playlist {
   std::size_t position() const { return m_next; }
   void goTo(std::size_t position) { m_next = position; }
 
-  /// The same, to go on behind the first `skippedNs` of what is played of it.
-  void goOn(std::size_t position, std::uint64_t skippedNs);
-
   /// Tells why an input was not (wholly) played, once for each.
   void report(const std::string& path, const std::string& problem);
 
@@ -82,13 +79,7 @@ class Playlist {
   const Options& m_options;
   std::vector<Entry> m_entries;
   ChannelLimits m_limits;
-  struct Place {
-    std::size_t position;
-    std::uint64_t skippedNs;
-  };
-
   std::size_t m_next = 0;  // counts through all the loops
-  std::optional<Place> m_goesOn;
   std::size_t m_end = 0;
   std::unique_ptr<MediaFile> m_first;   // opened already, for a quick start
   std::vector<std::string> m_reported;  // paths

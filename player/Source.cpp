@@ -21,15 +21,23 @@ std::uint64_t settledCount(Tavro::Session& session) {
 }  // namespace
 
 Source::Source(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-               std::uint32_t framesPerBuffer, std::uint32_t originMs, Tavro::HostTime::Signal& wake)
+               std::uint32_t framesPerBuffer, const Beginning& beginning,
+               Tavro::HostTime::Signal& wake)
     : m_session(session),
       m_playlist(playlist),
       m_format(format),
       m_framesPerBuffer(framesPerBuffer),
-      m_originMs(originMs),
+      m_originMs(beginning.stampMs),
       m_consumedBefore(settledCount(session)),
       m_wake(wake),
-      m_tracks(kHeardWithinSeconds * format.rate) {}
+      m_tracks(kHeardWithinSeconds * format.rate) {
+  if (beginning.spot) {
+    const std::uint64_t frame = wholeFrame(framesOf(beginning.spot->ns, format.rate));
+    m_sought = {beginning.spot->position, frame, frame};
+    m_shift = frame;
+    m_originMs -= stampOf(frame) - m_originMs;
+  }
+}
 
 bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
   if (id != Tavro::PortQuery::kNextBuffer) {
@@ -40,6 +48,9 @@ bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
     const std::lock_guard guard(m_lock);
     buffer = m_held ? nullptr : take();
     m_quiet.store(m_held, std::memory_order_release);
+    if (++m_asked == kQueued) {
+      m_wake.notify();
+    }
   }
   if (buffer == nullptr) {
     return false;
@@ -59,6 +70,13 @@ void Source::hold() {
 void Source::letGo() {
   const std::lock_guard guard(m_lock);
   m_held = false;
+  m_asked = 0;
+}
+
+void Source::countMade() {
+  if (m_made.fetch_add(1, std::memory_order_release) + 1 == kQueued) {
+    m_wake.notify();
+  }
 }
 
 /// They come back in their order, so their count says which.
@@ -90,7 +108,11 @@ void Source::seek(const Seek& to) {
   m_wanted.notify();
 }
 
-/// Where bursts are cut, where it has to be a whole one.
+/// Bursts are entered at a whole one.
+std::uint64_t Source::wholeFrame(std::uint64_t frame) const {
+  return m_format.bursts ? frame - frame % kFramesPerBurst : frame;
+}
+
 std::uint64_t Source::targetIn(const TrackMarks::Mark& track, std::uint64_t from,
                                const Seek& to) const {
   const std::uint64_t way = framesOf(static_cast<std::uint64_t>(std::abs(to.ns)), m_format.rate);
@@ -98,11 +120,10 @@ std::uint64_t Source::targetIn(const TrackMarks::Mark& track, std::uint64_t from
   if (to.relative) {
     target = to.ns < 0 ? from - std::min(from, way) : from + way;
   }
-  target = std::min(target, track.length.value_or(target));
-  return m_format.bursts ? target - target % kFramesPerBurst : target;
+  return wholeFrame(std::min(target, track.length.value_or(target)));
 }
 
-std::optional<Source::Spot> Source::spot() {
+std::optional<Spot> Source::spot() {
   const std::lock_guard guard(m_lock);
   const std::uint64_t frame = frameOf(taken());
   const TrackMarks::Mark* track = m_tracks.at(frame);
@@ -139,14 +160,15 @@ std::optional<Track> Source::nextTrack(std::uint64_t begin) {
   if (!track) {
     return std::nullopt;
   }
-  if (place && place->position == track->position) {
-    track->cut = track->cut.behind(place->frameInTrack);
-    return track;
+  const bool isEntered = place && place->position == track->position;
+  const std::uint64_t entry = isEntered ? place->frameInTrack : 0;
+  {
+    const std::lock_guard guard(m_lock);
+    if (!isSought() && (!isEntered || m_tracks.at(begin) == nullptr)) {
+      m_tracks.add(begin - entry, *track);
+    }
   }
-  const std::lock_guard guard(m_lock);
-  if (!isSought()) {
-    m_tracks.add(begin, *track);
-  }
+  track->cut = isEntered ? track->cut.behind(entry) : track->cut;
   return track;
 }
 

@@ -15,10 +15,22 @@
 
 namespace Player {
 
+/// A place in what is played of a track.
+struct Spot {
+  std::size_t position;  // in the playlist
+  std::uint64_t ns;
+};
+
 /// Where to go on within a track.
 struct Seek {
   std::int64_t ns = 0;    // not negative unless relative
   bool relative = false;  // to what the device took last; else to the track's beginning
+};
+
+/// Where a stream begins: its first track in the middle, if it went that far elsewhere.
+struct Beginning {
+  std::uint32_t stampMs = 0;
+  std::optional<Spot> spot;
 };
 
 /// The upstream port of one stream: inputs of one format, one after the other without a gap. What
@@ -39,6 +51,16 @@ class Source : public Tavro::PortInterface {
 
   /// All is made; buffers() is final then, but for a seek. [any-thread]
   bool hasEnded() const { return m_ended.load(std::memory_order_acquire); }
+
+  /// The component has taken all there is. [any-thread]
+  bool hasGivenAll() const { return hasEnded() && taken() == buffers(); }
+
+  /// As many are made, and not done with, as a component queues, or all there are. [any-thread]
+  bool isAhead() const { return hasEnded() || buffers() >= consumed() + kQueued; }
+
+  /// The component has taken them: a device may want them at once when it starts, faster than the
+  /// component asks for others. [any-thread]
+  bool isQueued() const { return hasGivenAll() || taken() >= consumed() + kQueued; }
 
   /// Buffers made so far, and how many of them the component has taken; neither counts those that
   /// it lost again. [any-thread]
@@ -61,11 +83,7 @@ class Source : public Tavro::PortInterface {
   /// [host-thread], after rewind()
   void seek(const Seek& to);
 
-  /// Where the next buffer lies in what is played of its track. [host-thread], while held
-  struct Spot {
-    std::size_t position;  // in the playlist
-    std::uint64_t ns;
-  };
+  /// Where the next buffer lies. [host-thread], while held
   std::optional<Spot> spot();
 
   /// When the first buffer that the component is not done with is due, in graph time. [host-thread]
@@ -75,9 +93,10 @@ class Source : public Tavro::PortInterface {
   std::uint32_t nextStampMs();
 
  protected:
-  /// `wake` is notified at the end of the stream.
+  /// `wake` is notified when the source is ahead at first, when the component has filled its queue,
+  /// and at the end of the stream.
   Source(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
-         std::uint32_t framesPerBuffer, std::uint32_t originMs, Tavro::HostTime::Signal& wake);
+         std::uint32_t framesPerBuffer, const Beginning& beginning, Tavro::HostTime::Signal& wake);
 
   /// The next buffer, with one reference, counted in m_taken; null: none now. [feeder-thread], with
   /// the lock held
@@ -85,6 +104,9 @@ class Source : public Tavro::PortInterface {
 
   /// Gives up what is made and not taken. [host-thread], with the lock held
   virtual void drop() {}
+
+  /// One more, ready to be taken. On the thread that makes them, with the lock held.
+  void countMade();
 
   /// Buffers that the component is done with.
   std::uint64_t consumed() const;
@@ -116,14 +138,17 @@ class Source : public Tavro::PortInterface {
   Tavro::HostTime::Signal m_wanted;  // more buffers, or others
 
  private:
+  static constexpr std::uint64_t kQueued = 10;  // by a component, at most
+
   struct Place {
     std::size_t position;        // in the playlist
     std::uint64_t frameInTrack;  // of the part that is played
     std::uint64_t frame;         // of the stream
   };
+  std::uint64_t wholeFrame(std::uint64_t frame) const;
   std::uint64_t targetIn(const TrackMarks::Mark& track, std::uint64_t from, const Seek& to) const;
 
-  const std::uint32_t m_originMs;
+  std::uint32_t m_originMs;  // of the frame 0, which a stream need not have
   const std::uint64_t m_consumedBefore;
   Tavro::HostTime::Signal& m_wake;
   std::atomic<bool> m_ended{false};  // written with the lock held
@@ -131,6 +156,7 @@ class Source : public Tavro::PortInterface {
 
   // With the lock held.
   bool m_held = false;
+  std::uint64_t m_asked = 0;  // for buffers, since nothing was held
   std::uint64_t m_shift = 0;  // frames, modulo 2^64, by which seeks have moved the buffers
   TrackMarks m_tracks;
   std::optional<Place> m_sought;

@@ -9,7 +9,7 @@ namespace Player {
 TrackReader::TrackReader(Track track, const StreamFormat& format)
     : m_path(std::move(track.path)),
       m_file(std::move(track.file)),
-      m_converter(format),
+      m_format(format),
       m_bytesPerFrame(format.bytesPerFrame()),
       m_toSkip(m_file->seek(track.cut.start)),
       m_toRead(track.cut.length),
@@ -56,12 +56,7 @@ bool TrackReader::decodeMore() {
     return false;
   }
   try {
-    if (const AVFrame* frame = m_file->decode()) {
-      m_converter.add(*frame, m_decoded);
-    } else {
-      m_converter.finish(m_decoded);
-      m_atEnd = true;
-    }
+    m_atEnd = !m_file->decode(m_format, m_decoded);
   } catch (const InputError& error) {
     m_error = error.what();
     m_atEnd = true;

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "player/FrameConverter.h"
 #include "player/StreamFormat.h"
 #include "player/Track.h"
 
@@ -31,7 +30,7 @@ class TrackReader {
 
   std::string m_path;
   std::unique_ptr<MediaFile> m_file;
-  FrameConverter m_converter;
+  const StreamFormat m_format;
   const std::uint32_t m_bytesPerFrame;
   std::uint64_t m_toSkip;                 // frames
   std::optional<std::uint64_t> m_toRead;  // frames

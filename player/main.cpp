@@ -1,5 +1,4 @@
 #include <exception>
-#include <filesystem>
 #include <future>
 #include <iostream>
 #include <optional>
@@ -8,10 +7,10 @@
 #include "player/Device.h"
 #include "player/DeviceReport.h"
 #include "player/ExitStatus.h"
-#include "player/Ffmpeg.h"
 #include "player/Interrupt.h"
 #include "player/Options.h"
 #include "player/Player.h"
+#include "player/ProgramFolder.h"
 #include "tavro_core/Log.h"
 #include "time/HostTime.h"
 
@@ -28,12 +27,11 @@ Tavro::LogLevel levelOf(const Player::Options& options) {
   return options.verbose ? Tavro::LogLevel::Verbose : Tavro::LogLevel::Info;
 }
 
-/// The bundle lies beside the program.
 std::string bundlePath(const Player::Options& options) {
   if (!options.pluginPath.empty()) {
     return options.pluginPath;
   }
-  return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / kBundleName).string();
+  return (Player::programFolder() / kBundleName).string();
 }
 
 std::optional<std::string> reportFor(const Player::Options& options) {
@@ -73,7 +71,6 @@ int main(int argc, char** argv) {
     return *done;
   }
   Tavro::setLogLevel(levelOf(options));
-  av_log_set_level(options.verbose ? AV_LOG_WARNING : AV_LOG_QUIET);
   Player::Interrupt::install();
   ExitStatus status = ExitStatus::PlaybackFailed;
   try {

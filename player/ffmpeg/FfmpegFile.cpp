@@ -1,8 +1,8 @@
-#include "player/MediaFile.h"
+#include "player/ffmpeg/FfmpegFile.h"
 
 #include <utility>
 
-#include "player/Ac3Frame.h"
+#include "player/ffmpeg/Ac3Frame.h"
 
 namespace Player {
 
@@ -46,7 +46,7 @@ Owned<AVFormatContext> openContainer(const std::string& path) {
 
 }  // namespace
 
-MediaFile::MediaFile(const std::string& path)
+FfmpegFile::FfmpegFile(const std::string& path)
     : m_container(openContainer(path)), m_packet(av_packet_alloc()), m_frame(av_frame_alloc()) {
   const AVCodec* codec = nullptr;
   const int index = av_find_best_stream(m_container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
@@ -80,9 +80,9 @@ MediaFile::MediaFile(const std::string& path)
 
 /// The library tells the rate of the last AC-3 frame that it has looked at. What counts is the
 /// first: the first packet's.
-void MediaFile::findCoding() {
-  m_coding = {m_decoder->codec_id, m_format.rate, m_format.channels};
-  if (m_coding.codec != AV_CODEC_ID_AC3 || readPacket() < 0) {
+void FfmpegFile::findCoding() {
+  m_coding = {avcodec_get_name(m_decoder->codec_id), m_format.rate, m_format.channels};
+  if (m_decoder->codec_id != AV_CODEC_ID_AC3 || readPacket() < 0) {
     return;
   }
   m_isPacketNext = true;
@@ -92,7 +92,7 @@ void MediaFile::findCoding() {
   }
 }
 
-std::optional<std::uint64_t> MediaFile::length() const {
+std::optional<std::uint64_t> FfmpegFile::length() const {
   const AVRational frame{1, static_cast<int>(m_format.rate)};
   if (m_stream->duration > 0) {
     return static_cast<std::uint64_t>(av_rescale_q(m_stream->duration, m_stream->time_base, frame));
@@ -104,14 +104,14 @@ std::optional<std::uint64_t> MediaFile::length() const {
 }
 
 /// Whether times and lengths of the stream are counts of frames, and right.
-bool MediaFile::hasExactTimes() const {
+bool FfmpegFile::hasExactTimes() const {
   const AVCodecID codec = m_decoder->codec_id;
   const bool counts = codec == AV_CODEC_ID_FLAC || av_get_exact_bits_per_sample(codec) > 0;
   return counts && m_stream->time_base.num == 1 &&
          m_stream->time_base.den == static_cast<int>(m_format.rate);
 }
 
-std::uint64_t MediaFile::seek(std::uint64_t target) {
+std::uint64_t FfmpegFile::seek(std::uint64_t target) {
   if (target == 0 || !hasExactTimes() || target >= length().value_or(0)) {
     return target;
   }
@@ -132,7 +132,21 @@ std::uint64_t MediaFile::seek(std::uint64_t target) {
   return target > m_position ? target - m_position : 0;
 }
 
-const AVFrame* MediaFile::decode() {
+bool FfmpegFile::decode(const StreamFormat& target, std::vector<std::uint8_t>& out) {
+  if (!m_converter) {
+    m_converter.emplace(target);
+  }
+  const AVFrame* const frame = nextFrame();
+  if (frame == nullptr) {
+    m_converter->finish(out);
+    return false;
+  }
+  m_converter->add(*frame, out);
+  return true;
+}
+
+/// Valid until the next call; null at the end.
+const AVFrame* FfmpegFile::nextFrame() {
   for (;;) {
     const int result = avcodec_receive_frame(m_decoder.get(), m_frame.get());
     if (result == 0) {
@@ -151,7 +165,7 @@ const AVFrame* MediaFile::decode() {
   }
 }
 
-const AVPacket* MediaFile::nextPacket() {
+const AVPacket* FfmpegFile::nextPacket() {
   const int result = readPacket();
   if (result < 0 && result != AVERROR_EOF) {
     m_readError = errorText(result);
@@ -160,7 +174,7 @@ const AVPacket* MediaFile::nextPacket() {
 }
 
 /// The next packet of the stream; answers the library's code.
-int MediaFile::readPacket() {
+int FfmpegFile::readPacket() {
   if (std::exchange(m_isPacketNext, false)) {
     return 0;
   }
@@ -173,7 +187,7 @@ int MediaFile::readPacket() {
 }
 
 /// Gives the decoder one packet of the stream, or the end; false when it takes nothing any more.
-bool MediaFile::sendPacket() {
+bool FfmpegFile::sendPacket() {
   const AVPacket* packet = nextPacket();
   if (packet == nullptr) {
     return avcodec_send_packet(m_decoder.get(), nullptr) == 0;
@@ -184,7 +198,7 @@ bool MediaFile::sendPacket() {
   return true;
 }
 
-std::string MediaFile::damage() const {
+std::string FfmpegFile::damage() const {
   if (!m_readError.empty()) {
     return "reading it failed: " + m_readError;
   }

@@ -1,16 +1,19 @@
-#include "player/Ac3Reader.h"
+#include "player/ffmpeg/Ac3Reader.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "player/Ac3Frame.h"
 #include "player/StreamFormat.h"
+#include "player/ffmpeg/Ac3Frame.h"
 
 namespace Player {
 
-Ac3Reader::Ac3Reader(Track track, std::uint32_t rate) : m_track(std::move(track)), m_rate(rate) {}
+Ac3Reader::Ac3Reader(Track track, std::uint32_t rate)
+    : m_track(std::move(track)),
+      m_file(dynamic_cast<FfmpegFile*>(m_track.file.get())),
+      m_rate(rate) {}
 
 bool Ac3Reader::read(std::uint8_t* to) {
   const Cut& cut = m_track.cut;
@@ -72,7 +75,10 @@ void Ac3Reader::pack(std::span<const std::uint8_t> frame, std::uint8_t* to) {
 }
 
 bool Ac3Reader::fetch() {
-  const AVPacket* packet = m_track.file->nextPacket();
+  if (m_file == nullptr) {  // changed since it was last opened
+    throw InputError("it is not AC-3 any more");
+  }
+  const AVPacket* packet = m_file->nextPacket();
   if (packet == nullptr) {
     return false;
   }

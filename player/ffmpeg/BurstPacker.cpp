@@ -1,4 +1,4 @@
-#include "player/BurstPacker.h"
+#include "player/ffmpeg/BurstPacker.h"
 
 #include <cstring>
 

@@ -1,10 +1,10 @@
-#include "player/FrameConverter.h"
+#include "player/ffmpeg/FrameConverter.h"
 
 #include <array>
-#include <cstring>
 #include <numeric>
 
 #include "player/MediaFile.h"
+#include "player/PackedSamples.h"
 
 namespace Player {
 
@@ -120,23 +120,9 @@ void FrameConverter::convert(const AVFrame* frame, std::vector<std::uint8_t>& ou
 
 void FrameConverter::append(const std::uint8_t* samples, std::size_t frames,
                             std::vector<std::uint8_t>& out) const {
-  const std::size_t bytes = m_target.bytesPerSample();
-  const std::size_t step = libraryBytes(m_target.type);
   const std::size_t copies = m_spreadsMono ? 2 : 1;
-  const std::size_t count = frames * m_target.channels / copies;
-  const std::size_t begin = out.size();
-  out.resize(begin + frames * m_target.bytesPerFrame());
-  std::uint8_t* to = out.data() + begin;
-  if (step == bytes && copies == 1) {
-    std::memcpy(to, samples, count * bytes);
-    return;
-  }
-  const std::uint8_t* from = samples + (step - bytes);  // the upper bytes, little-endian
-  for (std::size_t i = 0; i < count; ++i, from += step) {
-    for (std::size_t copy = 0; copy < copies; ++copy, to += bytes) {
-      std::memcpy(to, from, bytes);
-    }
-  }
+  appendPacked(samples, frames * m_target.channels / copies, libraryBytes(m_target.type),
+               m_target.bytesPerSample(), copies, out);
 }
 
 }  // namespace Player

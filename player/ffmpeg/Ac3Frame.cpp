@@ -1,4 +1,4 @@
-#include "player/Ac3Frame.h"
+#include "player/ffmpeg/Ac3Frame.h"
 
 extern "C" {
 #include <libavcodec/ac3_parser.h>

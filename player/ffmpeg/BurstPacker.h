@@ -5,7 +5,7 @@
 #include <memory>
 #include <span>
 
-#include "player/Ffmpeg.h"
+#include "player/ffmpeg/Ffmpeg.h"
 
 namespace Player {
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "player/Ffmpeg.h"
 #include "player/StreamFormat.h"
+#include "player/ffmpeg/Ffmpeg.h"
 
 namespace Player {
 

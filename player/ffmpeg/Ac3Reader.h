@@ -6,25 +6,20 @@
 #include <span>
 #include <string>
 
-#include "player/BurstPacker.h"
-#include "player/MediaFile.h"
-#include "player/Track.h"
+#include "player/BurstReader.h"
+#include "player/ffmpeg/BurstPacker.h"
+#include "player/ffmpeg/FfmpegFile.h"
 
 namespace Player {
 
-/// One file as bursts, one for each of its undamaged AC-3 frames of one rate, cut to whole frames.
-/// Damaged ones are left out and counted; a change of rate ends it. One thread at a time.
-class Ac3Reader {
+/// The AC-3 frames of an FfmpegFile.
+class Ac3Reader final : public BurstReader {
  public:
   Ac3Reader(Track track, std::uint32_t rate);
 
-  /// Writes the next burst, of kBurstBytes; false at the end.
-  bool read(std::uint8_t* to);
-
-  const std::string& path() const { return m_track.path; }
-
-  /// At the end: why the track was not played as it was asked for; empty if it was.
-  std::string problem() const;
+  bool read(std::uint8_t* to) override;
+  const std::string& path() const override { return m_track.path; }
+  std::string problem() const override;
 
  private:
   std::optional<std::span<const std::uint8_t>> nextFrame();
@@ -32,7 +27,8 @@ class Ac3Reader {
   bool fetch();
   void leaveOut(const char* fault);
 
-  Track m_track;
+  const Track m_track;
+  FfmpegFile* const m_file;  // the track's, if it is one
   const std::uint32_t m_rate;
   std::optional<BurstPacker> m_packer;
   std::span<const std::uint8_t> m_rest;  // of the file's current packet

@@ -1,0 +1,28 @@
+#pragma once
+
+// What FFmpeg's libraries do for the player. They bring more than a hundred others along, whose
+// loading takes longer than all the rest of a start: they are in a module beside the program that
+// is loaded with the first file that needs it, for good.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "player/BurstReader.h"
+#include "player/MediaFile.h"
+#include "player/Track.h"
+
+namespace Player {
+
+struct Decoders {
+  std::unique_ptr<MediaFile> (*open)(const std::string& path);
+  std::unique_ptr<BurstReader> (*readBursts)(Track track, std::uint32_t rate);
+};
+
+/// [any-thread]; throws InputError: they cannot be loaded.
+const Decoders& decoders();
+
+inline constexpr const char* kDecodersModule = "libtavro_play_decoders.so";
+inline constexpr const char* kDecodersEntry = "tavroPlayDecoders";
+
+}  // namespace Player

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "player/MediaFile.h"
+#include "player/ffmpeg/Ffmpeg.h"
+#include "player/ffmpeg/FrameConverter.h"
+
+namespace Player {
+
+/// Any file that FFmpeg's libraries read: either decoded, or packet by packet as it is.
+class FfmpegFile final : public MediaFile {
+ public:
+  /// Throws InputError.
+  explicit FfmpegFile(const std::string& path);
+
+  const StreamFormat& format() const override { return m_format; }
+  const Coding& coding() const override { return m_coding; }
+  std::optional<std::uint64_t> length() const override;
+  std::uint64_t seek(std::uint64_t target) override;
+  bool decode(const StreamFormat& target, std::vector<std::uint8_t>& out) override;
+  std::string damage() const override;
+
+  /// The next packet, valid until the next call; null at the end. Instead of seek() and decode().
+  const AVPacket* nextPacket();
+
+ private:
+  const AVFrame* nextFrame();
+  void findCoding();
+  bool hasExactTimes() const;
+  int readPacket();
+  bool sendPacket();
+
+  Owned<AVFormatContext> m_container;
+  Owned<AVCodecContext> m_decoder;
+  Owned<AVPacket> m_packet;
+  Owned<AVFrame> m_frame;
+  AVStream* m_stream = nullptr;  // the container's
+  StreamFormat m_format;
+  Coding m_coding;
+  std::optional<FrameConverter> m_converter;  // once something was decoded
+  bool m_isPacketNext = false;                // m_packet was read ahead
+  std::uint64_t m_position = 0;               // frames, at the decoder's end
+  std::uint64_t m_lostPackets = 0;            // not, or not wholly decoded
+  std::string m_readError;
+};
+
+}  // namespace Player
