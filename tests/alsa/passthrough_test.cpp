@@ -44,7 +44,7 @@ TEST_F(PassthroughOnAlsa, burstsArriveUntouchedAtEveryRateAndPcmAfterThem) {
   for (const auto& [rate, file] :
        {std::pair{48000U, "6-130-0-2"}, {44100U, "6-130-0-0"}, {32000U, "6-130-0-3"}}) {
     SCOPED_TRACE(rate);
-    ASSERT_EQ(setPhysicalFormat(stream.id, ac3Bursts(rate, 2)), noErr);
+    ASSERT_EQ(setFormat(stream.id, ac3Bursts(rate, 2)), noErr);
     const Bytes bursts = encodedBursts(16, rate);
     BurstPlayer player(device, bursts);
     const std::uint64_t before = AudioDevices::totalsOf(device).framesPlayed;
@@ -54,7 +54,7 @@ TEST_F(PassthroughOnAlsa, burstsArriveUntouchedAtEveryRateAndPcmAfterThem) {
     ASSERT_EQ(player.stop(), noErr);
     EXPECT_TRUE(liesIn(played(file), bursts, 4));
   }
-  ASSERT_EQ(setPhysicalFormat(stream.id, stream.currentFormat), noErr);
+  ASSERT_EQ(setFormat(stream.id, stream.currentFormat), noErr);
   EXPECT_FALSE(AudioDevices::detach(device));
   const Wave in = noise({16, false, 2, 48000}, 9600);
   EXPECT_EQ(playOn("iec958", in).status, 0);

@@ -144,8 +144,10 @@ Rendered BundleTest::render(UInt32 frames, std::optional<UInt32> capacity) {
   Rendered result{};
   const AudioTimeStamp time{};
   const AURenderCallbackStruct& callback = graph->unit.callback;
+  const std::uint64_t before = AllocationWatch::countOfThisThread();
   result.status =
       callback.inputProc(callback.inputProcRefCon, &result.flags, &time, 0, frames, &list);
+  result.allocations = AllocationWatch::countOfThisThread() - before;
   result.byteSize = list.mBuffers[0].mDataByteSize;
   result.channels = list.mBuffers[0].mNumberChannels;
   result.bytes.assign(begin, begin + bytes);

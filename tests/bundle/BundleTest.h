@@ -23,6 +23,7 @@ struct Rendered {
   UInt32 channels;
   Bytes bytes;        // the capacity; 0xEE where nothing was written
   bool guardsIntact;  // nothing written before or beyond the capacity
+  std::uint64_t allocations;
 
   bool silent() const { return (flags & kAudioUnitRenderAction_OutputIsSilence) != 0; }
 };

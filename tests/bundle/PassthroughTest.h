@@ -65,7 +65,8 @@ class PassthroughTest : public BundleTest {
     feed();
   }
 
-  /// One device cycle with a zeroed buffer of each size; answers what the buffers hold after it.
+  /// One device cycle with a zeroed buffer of each size, and one beyond the end of the list;
+  /// answers what the buffers hold after it.
   std::vector<Bytes> cycle(const std::vector<std::size_t>& sizes = {kBurstBytes, kBurstBytes}) {
     std::vector<Bytes> memory;
     std::vector<std::uint64_t> room(1 + 2 * (sizes.size() + 1));
@@ -76,6 +77,8 @@ class PassthroughTest : public BundleTest {
       list->mBuffers[i] = {2, static_cast<UInt32>(sizes[i]),
                            bytes.empty() ? nullptr : bytes.data()};
     }
+    Bytes beyond(kBurstBytes);
+    list->mBuffers[sizes.size()] = {2, kBurstBytes, beyond.data()};
     callProcedure(list);
     return memory;
   }

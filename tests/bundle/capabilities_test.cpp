@@ -11,7 +11,11 @@ constexpr UInt32 kLayout = kAudioDevicePropertyPreferredChannelLayout;
 
 class CapabilitiesTest : public BundleTest {
  protected:
-  void SetUp() override { ASSERT_NO_FATAL_FAILURE(connect()); }
+  void SetUp() override {
+    // A limit of the settings changes nothing: the device answers.
+    session.settings[{"Channels", "Maximum"}] = {Tavro::VariantType::kUInt32, 1};
+    ASSERT_NO_FATAL_FAILURE(connect());
+  }
 
   std::uintptr_t channels() {
     _Variant answer{9, 12345};
@@ -31,15 +35,6 @@ class CapabilitiesTest : public BundleTest {
     return channels();
   }
 };
-
-TEST_F(CapabilitiesTest, theLayoutIsReadFromTheDefaultDeviceWithoutQualifiers) {
-  journal.take();
-  EXPECT_EQ(channels(), 2U);
-  EXPECT_THAT(journal.take(), ElementsAre("AudioObjectGetPropertyDataSize(1, 'dOut', 'glob', 0)",
-                                          "AudioObjectGetPropertyData(1, 'dOut', 'glob', 0)",
-                                          "AudioObjectGetPropertyDataSize(40, 'srnd', 'outp', 0)",
-                                          "AudioObjectGetPropertyData(40, 'srnd', 'outp', 0)"));
-}
 
 TEST_F(CapabilitiesTest, thirteenTagsAnswerTheirCountAndEveryOtherTwo) {
   for (const AudioChannelLayoutTag tag :
@@ -90,29 +85,27 @@ TEST_F(CapabilitiesTest, whateverCannotBeReadAnswersTwo) {
     AllocationWatch::refuseNth(0);
     EXPECT_EQ(channels(), 8U);
   }
-  platform.properties.erase({kDevice, kLayout, kAudioDevicePropertyScopeOutput});
-  EXPECT_EQ(channels(), 2U);
-  platform.properties.erase({kAudioObjectSystemObject, kDefault, kAudioObjectPropertyScopeGlobal});
-  EXPECT_EQ(channels(), 2U);
-}
-
-TEST_F(CapabilitiesTest, aReadOfNoBytesAnswersTwo) {
-  EXPECT_EQ(channelsOf(Bytes{}), 2U);
-  platform.announcedSizes[kLayout] = 100;
-  EXPECT_EQ(channels(), 2U);
-  platform.setProperty(kAudioObjectSystemObject, kDefault, kAudioObjectPropertyScopeGlobal,
-                       Bytes{});
-  EXPECT_EQ(channels(), 2U);
-  platform.announcedSizes[kDefault] = 4;
-  EXPECT_EQ(channels(), 2U);
+  // A read of no bytes, announced as more and as none; no such property.
+  const std::array<UInt32, 3> layout = {kDevice, kLayout, kAudioDevicePropertyScopeOutput};
+  const std::array<UInt32, 3> device = {kAudioObjectSystemObject, kDefault,
+                                        kAudioObjectPropertyScopeGlobal};
+  for (const auto& property : {layout, device}) {
+    platform.properties[property].clear();
+    platform.announcedSizes[property[1]] = 100;
+    EXPECT_EQ(channels(), 2U);
+    platform.announcedSizes.clear();
+    EXPECT_EQ(channels(), 2U);
+    platform.properties.erase(property);
+    EXPECT_EQ(channels(), 2U);
+    platform.setLayout(0x006F0008);
+  }
 }
 
 TEST_F(CapabilitiesTest, otherQueriesAreRefusedAndUntouched) {
   for (const std::uint32_t id : {0x20130005U, 0x200c000aU, 0x200b000eU, 0U}) {
     _Variant answer{9, 12345};
     EXPECT_FALSE(port->readQuery(id, &answer));
-    EXPECT_EQ(answer.type, 9);
-    EXPECT_EQ(answer.value, 12345U);
+    EXPECT_THAT(answer, testing::FieldsAre(9, 12345U));
   }
 }
 
@@ -130,17 +123,15 @@ TEST_F(CapabilitiesTest, fourFormatsAreAppendedInTheirOrderForAnAudioStreamsInpu
   EXPECT_FALSE(formats(2, 1, 1));
   EXPECT_FALSE(formats(1, 2, 1));
   EXPECT_FALSE(formats(0, 0, 0));
-  EXPECT_EQ(list.m_count, 1U);
   EXPECT_TRUE(formats(2, 2, 1));
-  EXPECT_EQ(list.m_count, 5U);
-  std::vector<std::vector<std::uint32_t>> words;
+  using testing::FieldsAre;
+  std::vector<Tavro::FormatDescriptor> found;
   for (const auto* node = list.m_first; node != nullptr; node = node->next) {
-    const auto& f = node->value;
-    words.push_back({f.formatCode, f.reserved1, f.reserved2, f.dataModel, f.rank});
+    found.push_back(node->value);
   }
-  EXPECT_THAT(words, ElementsAre(ElementsAre(7, 7, 7, 7, 7), ElementsAre(3, 0, 0, 2, 10),
-                                 ElementsAre(0x736F7774, 0, 0, 2, 20), ElementsAre(0, 0, 0, 2, 20),
-                                 ElementsAre(1, 0, 0, 2, 20)));
+  EXPECT_THAT(found, ElementsAre(FieldsAre(7, 7, 7, 7, 7), FieldsAre(3, 0, 0, 2, 10),
+                                 FieldsAre(0x736F7774, 0, 0, 2, 20), FieldsAre(0, 0, 0, 2, 20),
+                                 FieldsAre(1, 0, 0, 2, 20)));
 }
 
 }  // namespace

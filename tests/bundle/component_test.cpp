@@ -12,30 +12,19 @@ class ComponentTest : public BundleTest {};
 TEST_F(ComponentTest, createAndDestroyLogAndRegisterInOrder) {
   make();
   (*component)->destroy();  // without a session: harmless
-  journal.take();
   EXPECT_FALSE((*component)->create(nullptr));
-  EXPECT_THAT(journal.take(), ElementsAre("log Rendering create 369 Audio Output Creation"));
+  journal.take();
   EXPECT_TRUE((*component)->create(&session));
   EXPECT_THAT(journal.take(),
               ElementsAre("log Rendering create 369 Audio Output Creation", "session.getClock",
                           "clock.addTimeBase", "session.registerSettingConsumer",
                           "session.getSetting 2 Channels Maximum"));
   EXPECT_TRUE((*component)->destroy());
+  (*component)->destroy();  // a second one logs only
   EXPECT_THAT(journal.take(),
               ElementsAre("log Rendering destroy 398 Audio Output Destruction", "session.getClock",
-                          "clock.removeTimeBase", "session.unregisterSettingConsumer"));
-  (*component)->destroy();
-  EXPECT_THAT(journal.take({"session", "clock"}), IsEmpty());
-}
-
-TEST_F(ComponentTest, theComponentWorksAgainAfterDestroyAndCreate) {
-  build();
-  event(Tavro::PortEvent::kDisconnect);
-  EXPECT_TRUE(component->output().disconnectInput(port));
-  (*component)->destroy();
-  ASSERT_TRUE((*component)->create(&session));
-  EXPECT_EQ(connectInput(), port);
-  EXPECT_TRUE(write(44100, 2, 16));
+                          "clock.removeTimeBase", "session.unregisterSettingConsumer",
+                          "log Rendering destroy 398 Audio Output Destruction"));
 }
 
 TEST_F(ComponentTest, onlyTwoEventsOfTheComponentAreKnownAndNoChecksOrQueries) {
@@ -55,23 +44,24 @@ TEST_F(ComponentTest, onlyTwoEventsOfTheComponentAreKnownAndNoChecksOrQueries) {
 
 TEST_F(ComponentTest, theInformationEntriesHaveTheirKeysTypesAndTexts) {
   make();
-  std::vector<const char*> keys{"one", "two"};
+  std::vector<const char*> keys{"one"};
   EXPECT_TRUE((*component)->getInfoKeys(&keys));
-  EXPECT_THAT(keys, ElementsAre(StrEq("one"), StrEq("two"), StrEq("BitsPerSample"), StrEq("Name"),
-                                StrEq("Type")));
+  EXPECT_THAT(keys,
+              ElementsAre(StrEq("one"), StrEq("BitsPerSample"), StrEq("Name"), StrEq("Type")));
   EXPECT_EQ(info("Name"), "Core Audio Output");
   EXPECT_EQ(info("Type"), "Audio|Renderer|CoreAudio");
   EXPECT_EQ(info("BitsPerSample"), "0");
-  for (const auto& [key, type] : {std::pair{"Name", 0xd}, {"Type", 0xb}, {"BitsPerSample", 0xd}}) {
-    _Variant entry{};
+  _Variant entry{};
+  ASSERT_TRUE((*component)->getInfo("Type", &entry));
+  EXPECT_EQ(entry.type, 0xb);
+  for (const char* key : {"Name", "BitsPerSample"}) {
     ASSERT_TRUE((*component)->getInfo(key, &entry));
-    EXPECT_EQ(entry.type, type);
+    EXPECT_EQ(entry.type, 0xd);
   }
   for (const char* key : {"name", "", "Name ", "Bits"}) {
-    _Variant entry{9, 8};
+    entry = {9, 8};
     EXPECT_FALSE((*component)->getInfo(key, &entry)) << key;
-    EXPECT_EQ(entry.type, 9);
-    EXPECT_EQ(entry.value, 8U);
+    EXPECT_THAT(entry, testing::FieldsAre(9, 8U));
   }
 }
 
@@ -81,34 +71,26 @@ TEST_F(ComponentTest, anAnswerHandedOutStaysReadableAfterItsReplacement) {
   ASSERT_TRUE((*component)->getInfo("BitsPerSample", &first));
   const auto* text = reinterpret_cast<const Tavro::WideString*>(first.value);
   const wchar_t* characters = text->m_data;
-  for (std::uint32_t i = 0; i < 50; ++i) {
-    ASSERT_TRUE(write(8000 + i, 1, 24));
-  }
-  EXPECT_STREQ(text->m_data, L"16");
+  ASSERT_TRUE(write(8000, 1, 24));
+  EXPECT_EQ(info("BitsPerSample"), "24");
+  EXPECT_EQ(text->m_data, characters);
   EXPECT_STREQ(characters, L"16");
   EXPECT_EQ(text->m_length, 2U);
-  EXPECT_EQ(info("BitsPerSample"), "24");
 }
 
-TEST_F(ComponentTest, anInputOfAnotherKindIsRefused) {
+TEST_F(ComponentTest, oneAudioStreamConnectsAndOnlyItsPortCanBeDisconnected) {
   make();
   Tavro::OutputInterface& output = component->output();
   Tavro::FormatDescriptor other{1, 2, 2, 1, 2};
   EXPECT_EQ(output.connectInput(Tavro::MediaType::Audio, &other, &source), nullptr);
   EXPECT_EQ(output.connectInput(static_cast<Tavro::MediaType>(1), &format, &source), nullptr);
-  EXPECT_NE(connectInput(), nullptr);
-}
-
-TEST_F(ComponentTest, onlyTheConnectedPortCanBeDisconnected) {
-  make();
-  Tavro::OutputInterface& output = component->output();
   EXPECT_TRUE(output.disconnectInput(nullptr));
   Tavro::PortInterface* first = connectInput();
+  ASSERT_NE(first, nullptr);
   EXPECT_FALSE(output.disconnectInput(nullptr));
   EXPECT_FALSE(output.disconnectInput(&upstream));
   EXPECT_TRUE(output.disconnectInput(first));
   EXPECT_FALSE(output.disconnectInput(first));
-  EXPECT_EQ(connectInput(), first);
 }
 
 TEST_F(ComponentTest, aRefusedSecondConnectionKeepsStreamAndFormatALaterOneReplacesThem) {
@@ -118,20 +100,19 @@ TEST_F(ComponentTest, aRefusedSecondConnectionKeepsStreamAndFormatALaterOneRepla
   const auto connectAnother = [&] {
     return component->output().connectInput(Tavro::MediaType::Audio, &integer, &another);
   };
-  const auto streamReported = [&] {
-    queue(8, 100, 10);
-    return session.takeReports().at(0).streamId;
+  const auto expectStreamAndFrameBytes = [&](std::uint32_t stream, UInt32 frameBytes) {
+    EXPECT_EQ(platform.liveGraph()->unit.streamFormat.mBytesPerFrame, frameBytes);
+    queue(8, 100, 10);  // reported as late
+    EXPECT_EQ(session.takeReports().at(0).streamId, stream);
   };
   session.clock.ms = 5000;
   EXPECT_EQ(connectAnother(), nullptr);
   ASSERT_TRUE(write(48000, 2, 16));
-  EXPECT_EQ(platform.liveGraph()->unit.streamFormat.mBytesPerFrame, 8U);
-  EXPECT_EQ(streamReported(), 77U);
+  expectStreamAndFrameBytes(77, 8);
   component->output().disconnectInput(port);
   EXPECT_EQ(connectAnother(), port);
   ASSERT_TRUE(write(44100, 2, 16));
-  EXPECT_EQ(platform.liveGraph()->unit.streamFormat.mBytesPerFrame, 4U);
-  EXPECT_EQ(streamReported(), 1234U);
+  expectStreamAndFrameBytes(1234, 4);
 }
 
 }  // namespace

@@ -3,16 +3,7 @@
 
 namespace {
 
-using testing::IsEmpty;
-
-class EntryTest : public BundleTest {
- protected:
-  Tavro::Plugin* get(void* context = nullptr) {
-    Tavro::Plugin* plugin = nullptr;
-    EXPECT_EQ(getPluginOfBundle()(static_cast<Tavro::PluginContext*>(context), &plugin), 0U);
-    return plugin;
-  }
-};
+class EntryTest : public BundleTest {};
 
 TEST_F(EntryTest, theThreeServedIdentifiersAnswerTheViewsOfTheSameComponent) {
   make();
@@ -33,9 +24,7 @@ TEST_F(EntryTest, everyOtherIdentifierAnswersThreeAndNull) {
   for (const char* id :
        {"com.norvane.flowloom.component.output.single",
         "com.norvane.flowloom.component.output.multiple", "",
-        "com.norvane.flowloom.component.Output", "COM.NORVANE.FLOWLOOM.INTERFACE.COMPONENT",
-        "com.norvane.flowloom.component.output ", "com.norvane.flowloom.component.outpu",
-        "com.norvane.flowloom"}) {
+        "com.norvane.flowloom.component.Output", "com.norvane.flowloom.component.outpu"}) {
     EXPECT_EQ(component->lookUp(id, &out), 3U) << id;
     EXPECT_EQ(out, nullptr) << id;
   }
@@ -45,22 +34,16 @@ TEST_F(EntryTest, everyOtherIdentifierAnswersThreeAndNull) {
   EXPECT_EQ(out, nullptr);
 }
 
-TEST_F(EntryTest, theContextIsPassedOnAndTheLastReleaseDestroysTheComponent) {
+TEST_F(EntryTest, theContextIsPassedOnAndAnUnusedComponentIsDestroyedWithoutAPlatformCall) {
   gate.open();
-  int context = 0;
-  Tavro::Plugin* plugin = get(&context);
-  EXPECT_EQ(static_cast<void*>(plugin->getPluginContext()), &context);
-  plugin->retain();
-  EXPECT_EQ(plugin->release(), 1U);
-  EXPECT_EQ(plugin->release(), 0U);
-}
-
-TEST_F(EntryTest, aComponentNeverUsedIsDestroyedThroughAnyFacetWithoutAPlatformCall) {
-  gate.open();
+  auto* context = reinterpret_cast<Tavro::PluginContext*>(this);
+  Tavro::Plugin* plugin = nullptr;
+  ASSERT_EQ(getPluginOfBundle()(context, &plugin), 0U);
+  EXPECT_EQ(plugin->getPluginContext(), context);
   void* facet = nullptr;
-  get()->queryInterface(narrow("com.norvane.flowloom.interface.output"), &facet);
-  delete static_cast<Tavro::OutputInterface*>(facet);
-  EXPECT_THAT(journal.take(), IsEmpty());
+  plugin->queryInterface(narrow("com.norvane.flowloom.interface.output"), &facet);
+  delete static_cast<Tavro::OutputInterface*>(facet);  // any facet will do
+  EXPECT_THAT(journal.take(), testing::IsEmpty());
 }
 
 TEST_F(EntryTest, anyAllocationOfTheEntryMayFailAndLeavesNothingBehind) {

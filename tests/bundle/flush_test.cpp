@@ -1,6 +1,7 @@
 #include <map>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "BundleTest.h"
 
@@ -12,10 +13,10 @@ const std::map<std::string, std::uint32_t> kReports = {
     {"dropped", Tavro::BufferState::kDroppedLate}};
 
 /// A flush in the middle of a render call, from the callback's own thread or from another one that
-/// the call waits for: whichever side releases a buffer, it is released once, and nothing of it is
-/// used afterwards (BundleTest and FakeBuffer look). Parameters: the moment, whether from another
-/// thread, and the frames of the call, which leaves the buffer unfinished, ends with it, or goes
-/// on.
+/// the call waits for, and a new buffer right after it: whichever side releases a buffer, it is
+/// released once, nothing of it is used afterwards (BundleTest and FakeBuffer look), and the new
+/// one is not taken for an old one. Parameters: the moment, whether from another thread, and the
+/// frames of the call, which leaves the buffer unfinished, ends with it, or goes on.
 class FlushTest : public BundleTest,
                   public testing::WithParamInterface<std::tuple<std::string, bool, UInt32>> {
  protected:
@@ -23,6 +24,7 @@ class FlushTest : public BundleTest,
     if (!m_done) {
       m_done = true;
       flush(std::get<1>(GetParam()));
+      m_fresh = &queue(400, 1015, 10);  // would follow on, were the sync not lost
     }
   }
 
@@ -45,19 +47,18 @@ class FlushTest : public BundleTest,
     }
   }
 
-  /// After the flush nothing old is heard, and what comes next plays as if nothing had been.
   void expectNewSoundOnly() {
     EXPECT_TRUE(render(100).silent());
     EXPECT_EQ(released(), 3U);
-    session.clock.ms = 5000;
-    FakeBuffer& fresh = queue(400, 5000, 10);
-    EXPECT_EQ(render(100).bytes, fresh.content());
+    session.clock.ms = 1015;
+    EXPECT_EQ(render(100).bytes, m_fresh->content());
     EXPECT_EQ(released(), 4U);
   }
 
   const std::string m_moment = std::get<0>(GetParam());
   const UInt32 m_frames = std::get<2>(GetParam());
   bool m_done = false;
+  FakeBuffer* m_fresh = nullptr;
 };
 
 TEST_P(FlushTest, inTheMiddleOfACallNothingOldIsHeardAfterwards) {
@@ -72,8 +73,7 @@ TEST_P(FlushTest, inTheMiddleOfACallNothingOldIsHeardAfterwards) {
   arm(first);
   const Rendered call = render(m_frames);
   const bool notReached = m_frames < 100 && (m_moment == "release" || m_moment == "played");
-  EXPECT_NE(m_done, notReached);
-  m_done = true;
+  ASSERT_NE(std::exchange(m_done, true), notReached);
   EXPECT_EQ(call.status, noErr);
   EXPECT_TRUE(call.guardsIntact);
   EXPECT_EQ(call.byteSize, m_frames * 4);
@@ -87,26 +87,5 @@ INSTANTIATE_TEST_SUITE_P(At, FlushTest,
                          testing::Combine(testing::Values("lock", "unlock", "release", "playing",
                                                           "played", "dropped", "clock read"),
                                           testing::Bool(), testing::Values(60U, 100U, 400U)));
-
-class RefillTest : public BundleTest, public testing::WithParamInterface<bool> {};
-
-TEST_P(RefillTest, buffersQueuedRightAfterTheFlushAreNotTakenForTheOldOnes) {
-  build();
-  session.clock.ms = 1000;
-  FakeBuffer& first = queue(400, 1000, 10);
-  FakeBuffer* fresh = nullptr;
-  first.onUnlock = [&] {
-    flush(GetParam());
-    fresh = &queue(400, 1005, 10);
-  };
-  render(60);
-  session.clock.ms = 1005;
-  const Rendered next = render(100);
-  ASSERT_NE(fresh, nullptr);
-  EXPECT_EQ(next.bytes, fresh->content());
-  EXPECT_EQ(released(), 2U);
-}
-
-INSTANTIATE_TEST_SUITE_P(FromAnotherThread, RefillTest, testing::Bool());
 
 }  // namespace

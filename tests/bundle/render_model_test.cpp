@@ -83,6 +83,7 @@ class RenderModelTest : public BundleTest, public testing::WithParamInterface<un
     EXPECT_EQ(got.byteSize, expected.bytes.size());
     EXPECT_EQ(got.channels, m_shape.channels);
     EXPECT_TRUE(got.guardsIntact);
+    EXPECT_EQ(got.allocations, 0U);
     EXPECT_TRUE(got.bytes == expected.bytes) << "the samples differ";
   }
 

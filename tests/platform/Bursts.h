@@ -4,7 +4,7 @@
 /// that plays such.
 
 #include <cstdio>
-#include <optional>
+#include <thread>
 
 #include "Play.h"
 
@@ -28,13 +28,8 @@ inline Bytes encodedBursts(std::size_t count, std::uint32_t rate = 48000,
   return bytes;
 }
 
-inline Bytes burstAt(const Bytes& bursts, std::size_t index) {
-  const auto begin = bursts.begin() + static_cast<std::ptrdiff_t>(index * kBurst);
-  return {begin, begin + kBurst};
-}
-
-/// Plays one cycle after another of what it is given into a device's first stream, then nothing;
-/// keeps what it was called with.
+/// An I/O procedure that plays one cycle after another of what it is given into a device's first
+/// stream, then nothing; keeps what it was called with.
 class BurstPlayer {
  public:
   explicit BurstPlayer(AudioDeviceID device, Bytes cycles = {})
@@ -48,10 +43,16 @@ class BurstPlayer {
   OSStatus start() { return AudioDeviceStart(m_device, m_id); }
   OSStatus stop() { return AudioDeviceStop(m_device, m_id); }
 
+  void awaitMoreCalls(std::size_t count) const {
+    for (const std::size_t before = calls; calls < before + count;) {
+      std::this_thread::yield();
+    }
+  }
+
   Bytes bytes;
   bool endlessly = false;
   std::atomic<std::size_t> calls{0};
-  std::vector<UInt32> bufferBytes;
+  std::vector<std::vector<UInt32>> bufferBytes;  // of each stream; no memory: 0
   std::vector<UInt64> hostTimes;
 
  private:
@@ -59,14 +60,15 @@ class BurstPlayer {
                        const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp* time,
                        void* context) {
     auto& self = *static_cast<BurstPlayer*>(context);
-    const AudioBuffer& buffer = list->mBuffers[0];
-    if (!self.endlessly) {
-      self.bufferBytes.push_back(buffer.mDataByteSize);
-      self.hostTimes.push_back(time->mHostTime);
+    self.hostTimes.push_back(time->mHostTime);
+    auto& sizes = self.bufferBytes.emplace_back();
+    for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
+      sizes.push_back(list->mBuffers[i].mData != nullptr ? list->mBuffers[i].mDataByteSize : 0);
     }
     const std::size_t count =
-        std::min<std::size_t>(buffer.mDataByteSize, self.bytes.size() - self.m_position);
-    std::memcpy(buffer.mData, self.bytes.data() + self.m_position, count);
+        std::min<std::size_t>(sizes.front(), self.bytes.size() - self.m_position);
+    std::copy_n(self.bytes.begin() + static_cast<std::ptrdiff_t>(self.m_position), count,
+                static_cast<std::uint8_t*>(list->mBuffers[0].mData));
     self.m_position = self.endlessly ? 0 : self.m_position + count;
     ++self.calls;
     return noErr;
@@ -76,23 +78,3 @@ class BurstPlayer {
   AudioDeviceIOProcID m_id = nullptr;
   std::size_t m_position = 0;
 };
-
-inline OSStatus setPhysicalFormat(AudioStreamID stream, const AudioStreamBasicDescription& format) {
-  const AudioObjectPropertyAddress address{kAudioStreamPropertyPhysicalFormat,
-                                           kAudioObjectPropertyScopeGlobal, 0};
-  return AudioObjectSetPropertyData(stream, &address, 0, nullptr, sizeof format, &format);
-}
-
-inline AudioStreamBasicDescription physicalFormat(AudioStreamID stream) {
-  const AudioObjectPropertyAddress address{kAudioStreamPropertyPhysicalFormat,
-                                           kAudioObjectPropertyScopeGlobal, 0};
-  AudioStreamBasicDescription format{};
-  UInt32 size = sizeof format;
-  EXPECT_EQ(AudioObjectGetPropertyData(stream, &address, 0, nullptr, &size, &format), noErr);
-  return format;
-}
-
-inline bool operator==(const AudioStreamBasicDescription& left,
-                       const AudioStreamBasicDescription& right) {
-  return std::memcmp(&left, &right, sizeof left) == 0;
-}

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What the platform's tests play with: a graph built as a program builds it, and a source that
-/// gives bytes in order and silence after them.
+/// What the platform's tests play with: a graph built as a program builds it, a source that gives
+/// bytes in order and silence after them, and the properties of objects.
 
 #include <AudioDevices/AudioDevices.h>
 #include <AudioDevices/ScriptedDevice.h>
@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -41,6 +42,70 @@ std::vector<T> valuesOf(const Bytes& bytes) {
   return values;
 }
 
+constexpr AudioObjectPropertyAddress outputSide(AudioObjectPropertySelector selector) {
+  return {selector, kAudioDevicePropertyScopeOutput, kAudioObjectPropertyElementMaster};
+}
+constexpr AudioObjectPropertyAddress global(AudioObjectPropertySelector selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+}
+constexpr auto kDefaultDevice = global(kAudioHardwarePropertyDefaultOutputDevice);
+constexpr auto kLayout = outputSide(kAudioDevicePropertyPreferredChannelLayout);
+constexpr auto kFormat = global(kAudioStreamPropertyPhysicalFormat);
+
+template <class T>
+OSStatus readProperty(AudioObjectID object, const AudioObjectPropertyAddress& address, T& value) {
+  UInt32 size = sizeof value;
+  return AudioObjectGetPropertyData(object, &address, 0, nullptr, &size, &value);
+}
+
+template <class T>
+OSStatus writeProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                       const T& value) {
+  return AudioObjectSetPropertyData(object, &address, 0, nullptr, sizeof value, &value);
+}
+
+inline OSStatus setFormat(AudioStreamID stream, const AudioStreamBasicDescription& format) {
+  return writeProperty(stream, kFormat, format);
+}
+
+inline AudioStreamBasicDescription formatOf(AudioStreamID stream) {
+  AudioStreamBasicDescription format{};
+  EXPECT_EQ(readProperty(stream, kFormat, format), noErr);
+  return format;
+}
+
+inline bool operator==(const AudioStreamBasicDescription& left,
+                       const AudioStreamBasicDescription& right) {
+  return std::memcmp(&left, &right, sizeof left) == 0;
+}
+
+/// A channel layout as it is read and written; a record without descriptions has room for one.
+inline Bytes layoutRecord(AudioChannelLayoutTag tag,
+                          const std::vector<AudioChannelLabel>& described = {}) {
+  constexpr std::size_t kHeader = offsetof(AudioChannelLayout, mChannelDescriptions);
+  constexpr std::size_t kEach = sizeof(AudioChannelDescription);
+  AudioChannelLayout layout{};
+  layout.mChannelLayoutTag = tag;
+  layout.mNumberChannelDescriptions = static_cast<UInt32>(described.size());
+  Bytes record(kHeader + std::max<std::size_t>(described.size(), 1) * kEach);
+  std::memcpy(record.data(), &layout, kHeader);
+  for (std::size_t i = 0; i < described.size(); ++i) {
+    std::memcpy(&record[kHeader + i * kEach], &described[i], sizeof described[i]);
+  }
+  return record;
+}
+
+inline AudioDevices::ScriptedSetup stereo(const std::string& name = "scripted") {
+  return {.name = name, .streams = {{.format = AudioDevices::pcmInteger(48000, 2, 16)}}};
+}
+
+/// Plays by the clock.
+inline AudioDevices::ScriptedSetup clocked() {
+  auto setup = stereo();
+  setup.clocked = true;
+  return setup;
+}
+
 class Graph {
  public:
   Graph() {
@@ -59,6 +124,10 @@ class Graph {
   OSStatus setFormat(const AudioStreamBasicDescription& format) {
     return AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
                                 &format, sizeof format);
+  }
+  OSStatus setDevice(AudioDeviceID id) {
+    return AudioUnitSetProperty(unit, kAudioOutputUnitProperty_CurrentDevice,
+                                kAudioUnitScope_Global, 0, &id, sizeof id);
   }
   void setCallback(AURenderCallback callback, void* context) {
     const AURenderCallbackStruct record{callback, context};
@@ -101,10 +170,14 @@ class Source {
   Source(const AudioStreamBasicDescription& streamFormat, Bytes content)
       : format(streamFormat), bytes(std::move(content)) {}
 
-  /// The graph plays this source.
+  /// The graph plays this source, once it is started.
   void playOn(Graph& graph) {
     ASSERT_EQ(graph.setFormat(format), noErr);
     graph.setCallback(render, this);
+  }
+  void startOn(Graph& graph) {
+    playOn(graph);
+    ASSERT_EQ(AUGraphStart(graph.graph), noErr);
   }
 
   static OSStatus render(void* context, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*,
@@ -143,3 +216,16 @@ inline Bytes played(AudioDevices::ScriptedDevice& device, const std::vector<std:
   }
   return all;
 }
+
+/// A source that plays on a device of its own.
+struct Playing {
+  Playing(const AudioStreamBasicDescription& to, const AudioStreamBasicDescription& from,
+          Bytes bytes)
+      : device({.streams = {{.format = to}}}), source(from, std::move(bytes)) {
+    source.startOn(graph);
+  }
+
+  AudioDevices::ScriptedDevice device;
+  Graph graph;
+  Source source;
+};

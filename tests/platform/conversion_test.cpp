@@ -1,4 +1,3 @@
-#include <bit>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -19,14 +18,9 @@ AudioStreamBasicDescription bigEndian(AudioStreamBasicDescription format) {
 
 /// What a device of the one format plays of a stream of the other.
 Bytes converted(const AudioStreamBasicDescription& from, const AudioStreamBasicDescription& to,
-                const Bytes& bytes, float volume = 1.0F) {
-  ScriptedDevice device({.streams = {{.format = to}}});
-  Graph graph;
-  Source source(from, bytes);
-  source.playOn(graph);
-  EXPECT_EQ(graph.setVolume(volume), noErr);
-  EXPECT_EQ(AUGraphStart(graph.graph), noErr);
-  return played(device, {static_cast<std::uint32_t>(bytes.size() / from.mBytesPerFrame)});
+                const Bytes& bytes) {
+  Playing playing(to, from, bytes);
+  return played(playing.device, {static_cast<std::uint32_t>(bytes.size() / from.mBytesPerFrame)});
 }
 
 Bytes littleEndian(const std::vector<std::int32_t>& values, std::size_t sampleBytes) {
@@ -47,29 +41,19 @@ Bytes reversed(Bytes bytes, std::size_t sampleBytes) {
   return bytes;
 }
 
-class EqualFormats
-    : public testing::TestWithParam<std::tuple<AudioStreamBasicDescription, std::uint32_t>> {};
-
-TEST_P(EqualFormats, areCopiedBitForBitInCyclesOfAnySize) {
-  auto [format, channels] = GetParam();
-  format.mBytesPerFrame *= channels;
-  format.mBytesPerPacket *= channels;
-  format.mChannelsPerFrame = channels;
-  ScriptedDevice device({.streams = {{.format = format}}});
-  Graph graph;
-  Source source(format, randomBytes(3003 * format.mBytesPerFrame));
-  source.playOn(graph);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  EXPECT_EQ(played(device, {1, 441, 513, 2048}), source.bytes);
-  EXPECT_TRUE(device.cycle(100).silent);
+TEST(Conversion, equalFormatsAreCopiedBitForBitInCyclesOfAnySize) {
+  for (const std::uint32_t channels : {1U, 2U, 6U, 8U}) {
+    for (const auto& format :
+         {pcmInteger(8000, channels, 8), pcmInteger(44100, channels, 16),
+          pcmInteger(48000, channels, 24), pcmInteger(192000, channels, 32),
+          pcmFloat(96000, channels), bigEndian(pcmInteger(48000, channels, 24))}) {
+      SCOPED_TRACE(testing::Message() << channels << " channels, " << format.mSampleRate << " Hz");
+      Playing playing(format, format, randomBytes(3003 * format.mBytesPerFrame));
+      EXPECT_EQ(played(playing.device, {1, 441, 513, 2048}), playing.source.bytes);
+      EXPECT_TRUE(playing.device.cycle(100).silent);
+    }
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Conversion, EqualFormats,
-    testing::Combine(testing::Values(pcmInteger(8000, 1, 8), pcmInteger(44100, 1, 16),
-                                     pcmInteger(48000, 1, 24), pcmInteger(192000, 1, 32),
-                                     pcmFloat(96000, 1), bigEndian(pcmInteger(48000, 1, 24))),
-                     testing::Values(1U, 2U, 6U, 8U)));
 
 TEST(Conversion, wideningLosesNothing) {
   const std::vector<std::int32_t> samples = {0, 1, -1, 100, -100, 127, -128, 77};
@@ -125,33 +109,14 @@ TEST(Conversion, theChannelMapPermutesAndSilences) {
             (std::vector<std::int16_t>{3, 0, 1, 0, 6, 0, 4, 0}));
 }
 
-/// Material in WAVE order (front, centre, low, back, side) on a device whose sides come first.
-TEST(Conversion, eightChannelsArriveAtTheSpeakersOfTheirLabels) {
-  ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 8, 16)}}});
-  Graph graph;
-  Source source(pcmInteger(48000, 8, 16),
-                bytesOf(std::vector<std::int16_t>{1, 2, 3, 4, 33, 34, 5, 6}));  // each its label
-  source.playOn(graph);
-  ASSERT_EQ(graph.setChannelMap({0, 1, 2, 3, 6, 7, 4, 5}), noErr);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  std::vector<std::int16_t> labels;
-  for (const auto& description : AudioDevices::list()) {
-    if (description.id == device.id()) {
-      labels.assign(description.labels.begin(), description.labels.end());
-    }
-  }
-  EXPECT_EQ(valuesOf<std::int16_t>(played(device, {1})), labels);
-}
-
 TEST(Conversion, theChannelsOfSeveralStreamsFollowOneAnother) {
   ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 2, 16)},
                                      {.format = AudioDevices::ac3Bursts(48000, 2)},
                                      {.format = pcmInteger(48000, 2, 32)}}});
   Graph graph;
   Source source(pcmInteger(48000, 4, 16), bytesOf(std::vector<std::int16_t>{1, 2, 3, 4}));
-  source.playOn(graph);
+  source.startOn(graph);
   EXPECT_EQ(graph.channelMap().size(), 4U);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
   const auto cycle = device.cycle(1);
   EXPECT_EQ(valuesOf<std::int16_t>(cycle.buffers.at(0)), (std::vector<std::int16_t>{1, 2}));
   EXPECT_EQ(cycle.buffers.at(1), Bytes(6144, 0));
@@ -173,23 +138,16 @@ TEST_P(Resampling, keepsPitchPlaceAndLength) {
   for (std::size_t frame = 0; frame < from; ++frame) {
     samples.push_back(static_cast<float>(tone(from, frame)));
   }
-  ScriptedDevice device({.streams = {{.format = pcmFloat(to, 1)}}});
-  Graph graph;
-  Source source(pcmFloat(from, 1), bytesOf(samples));
-  source.playOn(graph);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-
+  Playing playing(pcmFloat(to, 1), pcmFloat(from, 1), bytesOf(samples));
   std::vector<float> heard;
-  std::uint64_t cycles = 0;
-  for (AudioDevices::ScriptedDevice::Cycle cycle; heard.size() < to + 8192; ++cycles) {
+  for (std::size_t cycle = 0; heard.size() < to + 8192; ++cycle) {
     const std::uint32_t sizes[] = {1, 441, 513, 2048, 4096};
-    cycle = device.cycle(sizes[cycles % 5]);
-    const auto values = valuesOf<float>(cycle.buffers.at(0));
+    const auto values = valuesOf<float>(played(playing.device, {sizes[cycle % 5]}));
     heard.insert(heard.end(), values.begin(), values.end());
     // A tap of the filter lasts a frame of the slower rate; 32 of them reach to one side.
     const std::uint64_t least = std::uint64_t{heard.size()} * from / to;
-    ASSERT_GE(source.framesAsked, least);
-    ASSERT_LE(source.framesAsked, least + 32 * (1 + from / to) + 2);
+    ASSERT_GE(playing.source.framesAsked, least);
+    ASSERT_LE(playing.source.framesAsked, least + 32 * (1 + from / to) + 2);
   }
   const std::size_t edge = to / 50;
   for (std::size_t frame = edge; frame < to - edge; ++frame) {
@@ -197,7 +155,7 @@ TEST_P(Resampling, keepsPitchPlaceAndLength) {
   }
   EXPECT_TRUE(std::all_of(heard.begin() + to + static_cast<std::ptrdiff_t>(edge), heard.end(),
                           [](float sample) { return std::abs(sample) < 1e-4F; }));
-  EXPECT_TRUE(device.cycle(512).silent);
+  EXPECT_TRUE(playing.device.cycle(512).silent);
 }
 
 INSTANTIATE_TEST_SUITE_P(Conversion, Resampling,
@@ -205,71 +163,49 @@ INSTANTIATE_TEST_SUITE_P(Conversion, Resampling,
                                          std::tuple{8000, 192000}, std::tuple{192000, 8000},
                                          std::tuple{44101, 48000}, std::tuple{96000, 48000}));
 
-TEST(Conversion, theConvertersTailIsHeardBeforeSilence) {
-  ScriptedDevice device({.streams = {{.format = pcmFloat(48000, 1)}}});
-  Graph graph;
-  Source source(pcmFloat(44100, 1), bytesOf(std::vector<float>(600, 0.5F)));
-  source.playOn(graph);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  ASSERT_FALSE(device.cycle(512).silent);
-  ASSERT_FALSE(device.cycle(512).silent);  // 600 frames make 653 here
-  EXPECT_EQ(source.position, source.bytes.size());
-  while (!device.cycle(16).silent) {
-    ASSERT_LT(source.framesAsked, 3000U);
+TEST(Conversion, theConvertersTailIsHeardBeforeSilenceUnlessItIsReset) {
+  const Bytes sound = bytesOf(std::vector<float>(600, 0.5F));  // makes 653 frames here
+  Playing playing(pcmFloat(48000, 1), pcmFloat(44100, 1), sound);
+  ASSERT_FALSE(playing.device.cycle(512).silent);
+  ASSERT_FALSE(playing.device.cycle(512).silent);
+  EXPECT_EQ(playing.source.position, sound.size());
+  while (!playing.device.cycle(16).silent) {
+    ASSERT_LT(playing.source.framesAsked, 3000U);
   }
+
+  playing.source.position = 0;
+  ASSERT_FALSE(playing.device.cycle(512).silent);
+  playing.source.position = sound.size();
+  ASSERT_EQ(AudioUnitReset(playing.graph.unit, kAudioUnitScope_Input, 0), noErr);
+  EXPECT_TRUE(playing.device.cycle(512).silent);
 }
 
-TEST(Conversion, resetForgetsEarlierSound) {
-  ScriptedDevice device({.streams = {{.format = pcmFloat(48000, 1)}}});
-  Graph graph;
-  Source source(pcmFloat(44100, 1), bytesOf(std::vector<float>(500, 0.5F)));
-  source.playOn(graph);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  ASSERT_FALSE(device.cycle(512).silent);
-  source.position = source.bytes.size();
-  ASSERT_EQ(AudioUnitReset(graph.unit, kAudioUnitScope_Input, 0), noErr);
-  EXPECT_TRUE(device.cycle(512).silent);
-}
-
-TEST(Volume, scalesIsReadBackAsSetAndRampsWhenChanged) {
-  const Bytes in = bytesOf(std::vector<std::int16_t>{1000, -1000, 32767, -32768});
-  EXPECT_EQ(valuesOf<std::int16_t>(
-                converted(pcmInteger(48000, 1, 16), pcmInteger(48000, 1, 16), in, 0.5F)),
-            (std::vector<std::int16_t>{500, -500, 16384, -16384}));
-
-  ScriptedDevice device({.streams = {{.format = pcmFloat(48000, 1)}}});
-  Graph graph;
-  Source source(pcmFloat(48000, 1), bytesOf(std::vector<float>(4096, 1.0F)));
-  source.playOn(graph);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  ASSERT_EQ(valuesOf<float>(played(device, {64})), std::vector<float>(64, 1.0F));
-  ASSERT_EQ(graph.setVolume(0.53F), noErr);
-  float volume = 0;
-  ASSERT_EQ(
-      AudioUnitGetParameter(graph.unit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, &volume),
-      noErr);
-  EXPECT_EQ(std::bit_cast<std::uint32_t>(volume), std::bit_cast<std::uint32_t>(0.53F));
-  const auto ramp = valuesOf<float>(played(device, {64}));
+TEST(Volume, scalesAndRampsWhenChanged) {
+  Playing playing(pcmFloat(48000, 1), pcmFloat(48000, 1), bytesOf(std::vector<float>(4096, 1.0F)));
+  const auto heard = [&](std::uint32_t frames) {
+    return valuesOf<float>(played(playing.device, {frames}));
+  };
+  ASSERT_EQ(heard(64), std::vector<float>(64, 1.0F));
+  ASSERT_EQ(playing.graph.setVolume(0.53F), noErr);
+  const auto ramp = heard(64);
   EXPECT_TRUE(std::ranges::is_sorted(ramp, std::greater<>()));
   EXPECT_LT(ramp.front(), 1.0F);
   EXPECT_GT(ramp.front(), 0.98F);
   EXPECT_EQ(ramp.back(), 0.53F);
-  EXPECT_EQ(valuesOf<float>(played(device, {8})), std::vector<float>(8, 0.53F));
-  ASSERT_EQ(graph.setVolume(1.0F), noErr);
-  played(device, {64});
-  EXPECT_EQ(valuesOf<float>(played(device, {64})), std::vector<float>(64, 1.0F));
+  EXPECT_EQ(heard(8), std::vector<float>(8, 0.53F));
+  ASSERT_EQ(playing.graph.setVolume(1.0F), noErr);
+  heard(64);
+  EXPECT_EQ(heard(64), std::vector<float>(64, 1.0F));
 }
 
-TEST(Mixing, addsUnitsAndProceduresAndClips) {
+TEST(Mixing, addsUnitsAndClips) {
   ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 1, 16)}}});
   Graph one;
   Graph two;
   Source loud(pcmInteger(48000, 1, 16), bytesOf(std::vector<std::int16_t>{30000, -30000, 5, 7}));
   Source more(pcmFloat(48000, 1), bytesOf(std::vector<float>{0.5F, -0.5F, 0.0F, 0.0F}));
-  loud.playOn(one);
-  more.playOn(two);
-  ASSERT_EQ(AUGraphStart(one.graph), noErr);
-  ASSERT_EQ(AUGraphStart(two.graph), noErr);
+  loud.startOn(one);
+  more.startOn(two);
   EXPECT_EQ(valuesOf<std::int16_t>(played(device, {4})),
             (std::vector<std::int16_t>{32767, -32768, 5, 7}));
 }

@@ -1,10 +1,4 @@
-#include <condition_variable>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <mutex>
 #include <thread>
-#include <unistd.h>
 
 #include "Bursts.h"
 
@@ -13,13 +7,8 @@ namespace {
 using AudioDevices::ac3Bursts;
 using AudioDevices::pcmInteger;
 using AudioDevices::ScriptedDevice;
-using AudioDevices::ScriptedSetup;
 using AudioDevices::Script::Leftovers;
 using AudioDevices::Script::leftovers;
-
-ScriptedSetup stereo(bool clocked = false) {
-  return {.streams = {{.format = pcmInteger(48000, 2, 16)}}, .clocked = clocked};
-}
 
 /// A callback that does as the test says; whether it runs can be waited for.
 class Behaviour {
@@ -33,14 +22,6 @@ class Behaviour {
     self.call();
     return noErr;
   }
-  static OSStatus ioProc(AudioObjectID, const AudioTimeStamp*, const AudioBufferList*,
-                         const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp*,
-                         void* context) {
-    auto& self = *static_cast<Behaviour*>(context);
-    self.lists.push_back({list->mBuffers[0].mDataByteSize, list->mNumberBuffers});
-    self.call();
-    return noErr;
-  }
   int calls() const { return m_calls.load(); }
   bool isInside() const { return m_inside.load(); }
   void awaitCalls(int count) const {
@@ -48,8 +29,6 @@ class Behaviour {
       std::this_thread::yield();
     }
   }
-
-  std::vector<std::pair<UInt32, UInt32>> lists;  // first buffer's bytes, buffers
 
  private:
   void call() {
@@ -66,9 +45,8 @@ class Behaviour {
 void nothing() {}
 
 TEST(Stopping, returnsOnlyAfterTheLastRender) {
-  ScriptedDevice device(stereo(true));
-  // Plain data: the sanitizer sees any call that is not over when stop has returned.
-  int plain = 0;
+  ScriptedDevice device(clocked());
+  int plain = 0;  // the sanitizer sees any call that is not over when stop has returned
   Behaviour behaviour([&plain] {
     ++plain;
     std::this_thread::yield();
@@ -82,9 +60,7 @@ TEST(Stopping, returnsOnlyAfterTheLastRender) {
     behaviour.awaitCalls(behaviour.calls() + 1);
     ASSERT_EQ(AUGraphStop(graph.graph), noErr);
     EXPECT_FALSE(behaviour.isInside());
-    EXPECT_EQ(plain % 2, 0);
-    const int calls = behaviour.calls();
-    EXPECT_EQ(plain, 2 * calls);
+    EXPECT_EQ(plain, 2 * behaviour.calls());
     EXPECT_FALSE(graph.isRunning());
     EXPECT_EQ(leftovers().runningDevices, 0U);
   }
@@ -92,13 +68,8 @@ TEST(Stopping, returnsOnlyAfterTheLastRender) {
 
 TEST(Stopping, waitsForACallbackThatIsUnderWay) {
   ScriptedDevice device(stereo());
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool mayReturn = false;
-  Behaviour behaviour([&] {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return mayReturn; });
-  });
+  std::atomic<bool> mayReturn{false};
+  Behaviour behaviour([&] { mayReturn.wait(false); });
   Graph graph;
   graph.setCallback(Behaviour::render, &behaviour);
   ASSERT_EQ(AUGraphStart(graph.graph), noErr);
@@ -110,17 +81,11 @@ TEST(Stopping, waitsForACallbackThatIsUnderWay) {
     stopped = true;
   });
   // What can be asked meanwhile is answered, and the stop has not returned.
-  UInt32 id = 0;
-  UInt32 size = sizeof id;
-  AudioUnitGetProperty(graph.unit, kAudioOutputUnitProperty_CurrentDevice, kAudioUnitScope_Global,
-                       0, &id, &size);
+  graph.channelMap();
   EXPECT_TRUE(behaviour.isInside());
   EXPECT_FALSE(stopped);
-  {
-    const std::lock_guard lock(mutex);
-    mayReturn = true;
-  }
-  changed.notify_all();
+  mayReturn = true;
+  mayReturn.notify_all();
   stopper.join();
   cycle.join();
   EXPECT_FALSE(device.cycle(512).ran);
@@ -129,7 +94,7 @@ TEST(Stopping, waitsForACallbackThatIsUnderWay) {
 
 TEST(Stopping, worksFromInsideTheCallback) {
   for (const bool dispose : {false, true}) {
-    ScriptedDevice device(stereo(true));
+    ScriptedDevice device(clocked());
     AUGraph toStop = nullptr;
     std::atomic<bool> done{false};
     Behaviour behaviour([&] {
@@ -170,7 +135,7 @@ TEST(Changing, isRefusedInsideTheCallback) {
 }
 
 TEST(Changing, whileItPlaysTakesEffectAndHarmsNothing) {
-  ScriptedDevice device(stereo(true));
+  ScriptedDevice device(clocked());
   Behaviour behaviour(nothing);
   Graph graph;
   graph.setCallback(Behaviour::render, &behaviour);
@@ -190,20 +155,16 @@ TEST(Changing, theDevicesFormatTakesEffectWithTheNextCycle) {
   ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 2, 16), .available = {wide}}}});
   Graph graph;
   Source source(pcmInteger(48000, 2, 16), bytesOf(std::vector<std::int16_t>{1, 2, 3, 4}));
-  source.playOn(graph);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
+  source.startOn(graph);
   EXPECT_EQ(valuesOf<std::int16_t>(played(device, {1})), (std::vector<std::int16_t>{1, 2}));
-  const AudioObjectPropertyAddress format{kAudioStreamPropertyPhysicalFormat,
-                                          kAudioObjectPropertyScopeGlobal, 0};
-  ASSERT_EQ(AudioObjectSetPropertyData(device.stream(0), &format, 0, nullptr, sizeof wide, &wide),
-            noErr);
+  ASSERT_EQ(setFormat(device.stream(0), wide), noErr);
   EXPECT_EQ(valuesOf<std::int32_t>(played(device, {1})),
             (std::vector<std::int32_t>{3 << 16, 4 << 16, 0, 0}));
   EXPECT_EQ(graph.channelMap().size(), 4U);
 }
 
 TEST(ADeviceThatGoesAway, silencesItsUnitsAndCanBeReplaced) {
-  auto first = std::make_unique<ScriptedDevice>(stereo(true));
+  auto first = std::make_unique<ScriptedDevice>(clocked());
   Behaviour behaviour(nothing);
   Graph graph;
   graph.setCallback(Behaviour::render, &behaviour);
@@ -216,40 +177,43 @@ TEST(ADeviceThatGoesAway, silencesItsUnitsAndCanBeReplaced) {
   first.reset();
 
   ScriptedDevice second({.name = "second", .streams = {{.format = pcmInteger(44100, 4, 24)}}});
-  const AudioDeviceID id = second.id();
-  ASSERT_EQ(AudioUnitSetProperty(graph.unit, kAudioOutputUnitProperty_CurrentDevice,
-                                 kAudioUnitScope_Global, 0, &id, sizeof id),
-            noErr);
+  ASSERT_EQ(graph.setDevice(second.id()), noErr);
   EXPECT_EQ(graph.channelMap().size(), 4U);
   ASSERT_EQ(AUGraphStart(graph.graph), noErr);
   EXPECT_FALSE(second.cycle(16).silent);
 }
 
+using Sizes = std::vector<std::vector<UInt32>>;
+
 TEST(IoProcedures, getOneZeroedBufferPerStreamAndBurstsOf6144Bytes) {
   const auto bursts = ac3Bursts(48000, 2);
   ScriptedDevice device({.streams = {{.format = pcmInteger(48000, 2, 16), .available = {bursts}},
-                                     {.format = pcmInteger(48000, 2, 16)}}});
-  Behaviour behaviour(nothing);
-  AudioDeviceIOProcID id = nullptr;
-  ASSERT_EQ(AudioDeviceCreateIOProcID(device.id(), Behaviour::ioProc, &behaviour, &id), noErr);
-  ASSERT_EQ(AudioDeviceStart(device.id(), id), noErr);
-  device.cycle(512);
-  const AudioObjectPropertyAddress format{kAudioStreamPropertyPhysicalFormat,
-                                          kAudioObjectPropertyScopeGlobal, 0};
-  ASSERT_EQ(
-      AudioObjectSetPropertyData(device.stream(0), &format, 0, nullptr, sizeof bursts, &bursts),
-      noErr);
-  const AudioObjectPropertyAddress cycleSize{kAudioDevicePropertyBufferFrameSize,
-                                             kAudioObjectPropertyScopeGlobal, 0};
-  UInt32 frames = 0;
-  UInt32 size = sizeof frames;
-  ASSERT_EQ(AudioObjectGetPropertyData(device.id(), &cycleSize, 0, nullptr, &size, &frames), noErr);
-  EXPECT_EQ(frames, 1536U);
-  EXPECT_TRUE(device.cycle(frames).silent);  // nobody wrote into the zeroed buffers
-  EXPECT_EQ(behaviour.lists, (std::vector<std::pair<UInt32, UInt32>>{{2048, 2}, {6144, 2}}));
-  EXPECT_EQ(AudioDeviceDestroyIOProcID(device.id(), id), noErr);
+                                     {.format = pcmInteger(48000, 4, 16)}}});
+  {
+    BurstPlayer player(device.id(), Bytes(2048, 1));
+    ASSERT_EQ(player.start(), noErr);
+    EXPECT_FALSE(device.cycle(512).silent);
+    ASSERT_EQ(setFormat(device.stream(0), bursts), noErr);
+    UInt32 frames = 0;
+    ASSERT_EQ(readProperty(device.id(), global(kAudioDevicePropertyBufferFrameSize), frames),
+              noErr);
+    EXPECT_EQ(frames, 1536U);
+    EXPECT_TRUE(device.cycle(frames).silent);  // nobody wrote into the zeroed buffers
+    EXPECT_EQ(player.bufferBytes, (Sizes{{2048, 4096}, {6144, 12288}}));
+  }
   EXPECT_FALSE(device.cycle(512).ran);
   EXPECT_EQ(leftovers(), Leftovers{});
+}
+
+TEST(IoProcedures, getTheOddBuffersThatAreScripted) {
+  ScriptedDevice device(stereo());
+  BurstPlayer player(device.id());
+  ASSERT_EQ(player.start(), noErr);
+  device.setBufferBytes(0, 8192);
+  device.cycle(512);
+  device.setBufferWithoutMemory(0, true);
+  device.cycle(512);
+  EXPECT_EQ(player.bufferBytes, (Sizes{{8192}, {0}}));
 }
 
 /// In real time, while it plays: a device has one rate, that of the stream of bursts.
@@ -258,102 +222,62 @@ TEST(IoProcedures, aStreamTurnsToBurstsAndBackWhileTheDeviceRuns) {
   const auto bursts = ac3Bursts(44100, 2);
   ScriptedDevice device(
       {.streams = {{.format = pcm}, {.format = pcm, .available = {bursts}}}, .clocked = true});
-  Behaviour behaviour(nothing);
-  AudioDeviceIOProcID id = nullptr;
-  ASSERT_EQ(AudioDeviceCreateIOProcID(device.id(), Behaviour::ioProc, &behaviour, &id), noErr);
-  ASSERT_EQ(AudioDeviceStart(device.id(), id), noErr);
-  EXPECT_EQ(setPhysicalFormat(device.stream(0), bursts), kAudioDeviceUnsupportedFormatError);
+  BurstPlayer player(device.id());
+  ASSERT_EQ(player.start(), noErr);
+  EXPECT_EQ(setFormat(device.stream(0), bursts), kAudioDeviceUnsupportedFormatError);
   for (const auto& format : {bursts, pcm, bursts, pcm}) {
-    behaviour.awaitCalls(behaviour.calls() + 2);
-    ASSERT_EQ(setPhysicalFormat(device.stream(1), format), noErr);
-    EXPECT_EQ(physicalFormat(device.stream(1)), format);
-    const AudioObjectPropertyAddress rate{kAudioDevicePropertyNominalSampleRate,
-                                          kAudioObjectPropertyScopeGlobal, 0};
+    player.awaitMoreCalls(2);
+    ASSERT_EQ(setFormat(device.stream(1), format), noErr);
+    EXPECT_EQ(formatOf(device.stream(1)), format);
     Float64 hertz = 0;
-    UInt32 size = sizeof hertz;
-    ASSERT_EQ(AudioObjectGetPropertyData(device.id(), &rate, 0, nullptr, &size, &hertz), noErr);
+    ASSERT_EQ(readProperty(device.id(), global(kAudioDevicePropertyNominalSampleRate), hertz),
+              noErr);
     EXPECT_EQ(hertz, format.mSampleRate);
   }
-  behaviour.awaitCalls(behaviour.calls() + 2);
-  ASSERT_EQ(AudioDeviceDestroyIOProcID(device.id(), id), noErr);
-  std::size_t burstCycles = 0;
-  for (const auto& [firstBytes, streams] : behaviour.lists) {
-    ASSERT_TRUE(firstBytes == 512 * 4 || firstBytes == 1536 * 4) << firstBytes;
-    EXPECT_EQ(streams, 2U);
-    burstCycles += firstBytes == 1536 * 4 ? 1 : 0;
-  }
+  player.awaitMoreCalls(2);
+  ASSERT_EQ(player.stop(), noErr);
+  const auto sizes = [&](UInt32 frames) {
+    return std::ranges::count(player.bufferBytes, std::vector<UInt32>{4 * frames, 4 * frames});
+  };
+  const auto burstCycles = static_cast<std::uint64_t>(sizes(1536));
+  EXPECT_EQ(burstCycles + static_cast<std::uint64_t>(sizes(512)), player.calls);
   EXPECT_GE(burstCycles, 4U);
   const auto totals = AudioDevices::totalsOf(device.id());
   EXPECT_EQ(totals.burstCycles, burstCycles);
   EXPECT_EQ(totals.bursts, 0U);  // nothing was put into that stream
 }
 
-/// Everything as in simulated time, with a clock that does not wait.
-TEST(IoProcedures, playBurstsIntoAFileInRealTime) {
-  const auto path =
-      std::filesystem::temp_directory_path() / ("bursts-" + std::to_string(::getpid()) + ".spdif");
-  const AudioDeviceID device = AudioDevices::attach("file:" + path.string(), nullptr);
-  ASSERT_NE(device, kAudioObjectUnknown);
-  const auto devices = AudioDevices::list();
-  const auto found = std::ranges::find(devices, device, &AudioDevices::DeviceDescription::id);
-  ASSERT_EQ(setPhysicalFormat(found->streams.front().id, ac3Bursts(48000, 2)), noErr);
-  const Bytes bursts = encodedBursts(4);
-  {
-    BurstPlayer player(device, bursts);
-    ASSERT_EQ(player.start(), noErr);
-    while (AudioDevices::totalsOf(device).bursts < 4) {
-      EXPECT_EQ(AudioDevices::burstsOf(device).violations, 0U);
-      std::this_thread::yield();
-    }
-    ASSERT_EQ(player.stop(), noErr);
-  }
-  EXPECT_EQ(AudioDevices::burstsOf(device).bursts, 4U);
-  EXPECT_FALSE(AudioDevices::detach(device));
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_EQ(Bytes(std::istreambuf_iterator<char>(file), {}), bursts);
-  std::filesystem::remove(path);
-}
-
 TEST(IoProcedures, runWhileStartedAndTheSameOneMayBeRegisteredTwice) {
-  ScriptedDevice device(stereo(true));
-  Behaviour one(nothing);
-  Behaviour two(nothing);
-  AudioDeviceIOProcID ids[2] = {};
-  ASSERT_EQ(AudioDeviceCreateIOProcID(device.id(), Behaviour::ioProc, &one, &ids[0]), noErr);
-  ASSERT_EQ(AudioDeviceCreateIOProcID(device.id(), Behaviour::ioProc, &two, &ids[1]), noErr);
-  ASSERT_NE(ids[0], ids[1]);
-  ASSERT_EQ(AudioDeviceStart(device.id(), ids[0]), noErr);
-  ASSERT_EQ(AudioDeviceStart(device.id(), ids[1]), noErr);
-  one.awaitCalls(2);
-  two.awaitCalls(2);
-  ASSERT_EQ(AudioDeviceStop(device.id(), ids[0]), noErr);
-  const int calls = one.calls();
-  two.awaitCalls(two.calls() + 2);
-  EXPECT_EQ(one.calls(), calls);
-  EXPECT_EQ(AudioDeviceStop(device.id(), ids[0]), kAudioHardwareNotRunningError);
-  EXPECT_EQ(AudioDeviceDestroyIOProcID(device.id(), ids[1]), noErr);
-  EXPECT_EQ(AudioDeviceDestroyIOProcID(device.id(), ids[0]), noErr);
+  ScriptedDevice device(clocked());
+  {
+    BurstPlayer one(device.id());
+    BurstPlayer two(device.id());
+    ASSERT_EQ(one.start(), noErr);
+    ASSERT_EQ(two.start(), noErr);
+    one.awaitMoreCalls(2);
+    ASSERT_EQ(one.stop(), noErr);
+    const std::size_t calls = one.calls;
+    two.awaitMoreCalls(2);
+    EXPECT_EQ(one.calls, calls);
+    EXPECT_EQ(one.stop(), kAudioHardwareNotRunningError);
+  }
   EXPECT_EQ(leftovers(), Leftovers{});
 }
 
 TEST(RenderObserver, hearsOfEachCallUntilItIsTakenAway) {
-  ScriptedDevice device(stereo());
-  Graph graph;
-  Source source(pcmInteger(48000, 2, 16), Bytes(4 * 512, 1));
-  source.playOn(graph);
+  const auto format = pcmInteger(48000, 2, 16);
+  Playing playing(format, format, Bytes(4 * 512, 1));
   std::vector<AudioDevices::RenderRecord> records;
   AudioDevices::setRenderObserver(
       [](void* context, const AudioDevices::RenderRecord& record) {
         static_cast<std::vector<AudioDevices::RenderRecord>*>(context)->push_back(record);
       },
       &records);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  device.cycle(512);
-  device.cycle(256);
+  played(playing.device, {512, 256});
   AudioDevices::setRenderObserver(nullptr, nullptr);
-  device.cycle(512);
+  played(playing.device, {512});
   ASSERT_EQ(records.size(), 2U);
-  EXPECT_EQ(records[0].device, device.id());
+  EXPECT_EQ(records[0].device, playing.device.id());
   EXPECT_EQ(records[0].frames, 512U);
   EXPECT_FALSE(records[0].silent);
   EXPECT_TRUE(records[1].silent);

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string>
 
 #include "tests/player/Wave.h"
@@ -45,6 +48,52 @@ TEST_F(Decoder, everyKindOfInputPlaysAsItsDecoderGivesIt) {
            {"lossy.ac3", {"-c:a", "ac3"}, "f32le"},
        }) {
     expectAsDecoded(encoding);
+  }
+}
+
+class Handover : public Decoder {
+ protected:
+  void SetUp() override { writeWave(path("in.wav"), noise({16, false, 2, 48000}, 96000)); }
+
+  Bytes decoded(const std::string& file) const {
+    ffmpeg({"-i", file, "-f", "s16le", "reference"});
+    return readFile(path("reference"));
+  }
+};
+
+TEST_F(Handover, aDamagedFileGoesOnBehindTheDamageAndIsTold) {
+  ffmpeg({"-i", "in.wav", "good.flac"});
+  Bytes bytes = readFile(path("good.flac"));
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), 8, 'x');
+  writeFile(path("damaged.flac"), bytes);
+  bytes.resize(bytes.size() * 3 / 4);
+  writeFile(path("cut.flac"), bytes);
+
+  Result result = play({"--device", "file:out.wav", "damaged.flac"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("damaged.flac: it is damaged"), std::string::npos) << result.err;
+  EXPECT_TRUE(isExactly(readWave(path("out.wav")), decoded("damaged.flac")));
+
+  result = play({"--device", "file:out.wav", "cut.flac"});
+  EXPECT_EQ(result.status, 3);
+  EXPECT_NE(result.err.find("of 96000 frames are there"), std::string::npos) << result.err;
+  EXPECT_TRUE(isExactly(readWave(path("out.wav")), decoded("cut.flac")));
+}
+
+TEST_F(Handover, burstsInAWaveFileAreNoNoise) {
+  ffmpeg({"-i", "in.wav", "-c:a", "ac3", "-f", "spdif", "bursts"});
+  writeWave(path("bursts.wav"), {{16, false, 2, 48000}, readFile(path("bursts"))});
+  // Behind a chunk that fills what is looked at first, of a file that says its size truly.
+  Bytes late = readFile(path("bursts.wav"));
+  Bytes junk(70'008);
+  std::ranges::copy(std::string("JUNK\x70\x11\x01"), junk.begin());
+  late.insert(late.begin() + 60, junk.begin(), junk.end());
+  const std::uint32_t size = static_cast<std::uint32_t>(late.size()) - 8;
+  std::memcpy(late.data() + 4, &size, sizeof(size));
+  writeFile(path("late.wav"), late);
+  for (const std::string file : {"bursts.wav", "late.wav"}) {
+    const Result result = play({"--explain-passthrough", "--device", "file:out.spdif", file});
+    EXPECT_NE(result.out.find(file + ": passed through"), std::string::npos) << result.out;
   }
 }
 

@@ -92,6 +92,19 @@ TEST_F(OwnDevice, soundAndBurstsTakeTurnsOnOneDevice) {
   EXPECT_TRUE(received("between") == readFile(path("in.ac3")));
 }
 
+TEST_F(OwnDevice, monoGoesToBothSides) {
+  const Wave mono = noise({16, false, 1, 48000}, kFrames);
+  writeWave(path("in.wav"), mono);
+  Bytes both;
+  for (std::size_t i = 0; i < mono.frames(); ++i) {
+    const Bytes sample = ::framesOf(mono, i, 1);
+    both.insert(both.end(), sample.begin(), sample.end());
+    both.insert(both.end(), sample.begin(), sample.end());
+  }
+  ASSERT_EQ(playOn(receiver(), {"in.wav"}), Player::ExitStatus::Played);
+  EXPECT_TRUE(holds(captured[0], both));
+}
+
 TEST_F(OwnDevice, aDeviceThatDoesNotTakeTheBurstsAfterAllGetsTheSound) {
   encode("in.ac3", {});
   ffmpeg({"-i", "in.ac3", "-f", "f32le", "reference"});

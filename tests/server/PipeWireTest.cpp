@@ -57,9 +57,11 @@ void PipeWireTest::startPipeWire(const std::vector<NullSink>& sinks) {
   start({"wireplumber"}, [] { return true; });
   start({"pipewire-pulse"}, [&] {
     const std::string there = run("pactl", {"list", "short", "sinks"}).out;
-    return std::ranges::all_of(sinks, [&](const NullSink& sink) {
+    const bool areAll = std::ranges::all_of(sinks, [&](const NullSink& sink) {
       return there.find("\t" + sink.name + "\t") != std::string::npos;
     });
+    // Refused until the session manager is up.
+    return areAll && run("pactl", {"set-default-sink", sinks.front().name}).status == 0;
   });
 }
 

@@ -264,11 +264,12 @@ TEST_F(EventsOnAServer, defaultsThatChangeBackAndForthAreFollowed) {
   EXPECT_EQ(end(player).status, 130);
 }
 
-/// Bursts cannot move, so what is left of them begins anew elsewhere.
+/// Bursts cannot move, so what is left of them begins anew elsewhere; a seek still reaches all of
+/// it.
 TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) {
   killServer();
   startDigitalServer();
-  ffmpeg({"-f", "lavfi", "-i", "anoisesrc=seed=1:amplitude=0.3:r=48000", "-t", "9", "-ac", "2",
+  ffmpeg({"-f", "lavfi", "-i", "anoisesrc=seed=1:amplitude=0.3:r=48000", "-t", "6", "-ac", "2",
           "-c:a", "ac3", "-b:a", "192k", "in.ac3"});
   ffmpeg({"-i", "in.ac3", "-c:a", "copy", "-f", "spdif", "in.spdif"});
   const Bytes bursts = readFile(path("in.spdif"));
@@ -278,7 +279,8 @@ TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) 
   };
   const NullSink analog{"analog"};
   record(analog);
-  const pid_t player = begin(PLAYER, {"--device", "pulse:digital", "--json", "totals", "in.ac3"});
+  const pid_t player = begin(PLAYER, {"--device", "pulse:digital", "--json", "totals", "--seek-at",
+                                      "4", "--seek-to", "1", "in.ac3"});
   EXPECT_TRUE(eventually([&] { return contains(digitallyPlayed(48000), part(0, 40)); }));
   unload("digital");
   EXPECT_TRUE(eventuallyTold("lost pulse:digital, now on pulse:analog"));
@@ -293,6 +295,10 @@ TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) 
   const auto totals = nlohmann::json::parse(readFile(path("totals")));
   EXPECT_EQ(totals["buffers"]["dropped_late"], 0);
   EXPECT_TRUE(totals["buffers"]["balanced"]);
+  // Four seconds, then from the first to the sixth; where it moved, at most a burst of each twice.
+  const double playedMs = totals["buffers"]["played"].get<double>() * 20 +
+                          totals["passthrough"]["frames_read"].get<double>() * 32;
+  EXPECT_NEAR(playedMs, 9050, 150);
 }
 
 }  // namespace

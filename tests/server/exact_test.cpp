@@ -57,6 +57,7 @@ std::vector<WaveShape> shapes() {
     all.push_back({16, false, 2, rate});
     all.push_back({24, false, 6, rate});
   }
+  all.push_back({24, false, 8, 192000});  // slow to make, and the sink takes 160 ms at once
   return all;
 }
 

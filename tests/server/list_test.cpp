@@ -66,6 +66,17 @@ TEST_F(DevicesOfAServer, withoutTheModulesTheRestStartsAndTheListSaysSo) {
   const Result played = run(path("tavro-play"), {"--device", "file:out.wav", "song.wav"});
   EXPECT_EQ(played.status, 0) << played.err;
   EXPECT_TRUE(isExactly(readWave(path("out.wav")), in.data));
+
+  ffmpeg({"-i", "song.wav", "song.aiff"});
+  Result other = run(path("tavro-play"), {"--device", "file:other.wav", "song.aiff"});
+  EXPECT_EQ(other.status, 3);
+  EXPECT_NE(other.err.find("song.aiff: the decoders cannot be loaded"), std::string::npos)
+      << other.err;
+
+  writeWave(path("slow.wav"), noise({16, false, 2, 44100}, 4410));
+  other = run(path("tavro-play"), {"--device", "file:other.wav", "song.wav", "slow.wav"});
+  EXPECT_EQ(other.status, 4);
+  EXPECT_NE(other.err.find("no resampler: "), std::string::npos) << other.err;
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ TEST_F(PassthroughOnAServer, burstsArriveUntouchedAtEveryRate) {
   const auto stream = streamOf(device);
   for (const std::uint32_t rate : {48000U, 44100U, 32000U}) {
     SCOPED_TRACE(rate);
-    ASSERT_EQ(setPhysicalFormat(stream.id, ac3Bursts(rate, 2)), noErr);
+    ASSERT_EQ(setFormat(stream.id, ac3Bursts(rate, 2)), noErr);
     {
       const Bytes bursts = encodedBursts(32, rate);
       BurstPlayer player(device, bursts);
@@ -59,7 +59,7 @@ TEST_F(PassthroughOnAServer, burstsArriveUntouchedAtEveryRate) {
       ASSERT_EQ(player.stop(), noErr);
       EXPECT_TRUE(contains(digitallyPlayed(rate), bursts));
     }
-    ASSERT_EQ(setPhysicalFormat(stream.id, stream.currentFormat), noErr);
+    ASSERT_EQ(setFormat(stream.id, stream.currentFormat), noErr);
   }
   EXPECT_FALSE(AudioDevices::detach(device));
 }
@@ -85,7 +85,7 @@ TEST_F(PassthroughOnAServer, whoComesSecondIsToldThatTheSinkIsInUse) {
   startServer({{"digital", {16, false, 2, 48000}, "", "pcm; ac3-iec61937"}});
   writeWave(path("in.wav"), noise({16, false, 2, 48000}, 10 * 48000));
   const AudioDeviceID device = attach("digital");
-  ASSERT_EQ(setPhysicalFormat(streamOf(device).id, ac3Bursts(48000, 2)), noErr);
+  ASSERT_EQ(setFormat(streamOf(device).id, ac3Bursts(48000, 2)), noErr);
   {
     BurstPlayer player(device, encodedBursts(4));
     ASSERT_EQ(player.start(), noErr);
@@ -115,7 +115,7 @@ TEST_F(PassthroughOnAServer, aSinkForPcmOffersNone) {
   EXPECT_EQ(std::ranges::count(stream.availableFormats, kAudioFormat60958AC3,
                                [](const auto& each) { return each.mFormat.mFormatID; }),
             0);
-  EXPECT_EQ(setPhysicalFormat(stream.id, ac3Bursts(48000, 2)), kAudioDeviceUnsupportedFormatError);
+  EXPECT_EQ(setFormat(stream.id, ac3Bursts(48000, 2)), kAudioDeviceUnsupportedFormatError);
   encode("in.ac3", 48000, 0.5);
   const Result refused = play({"--device", "pulse:analog", "--passthrough", "on", "in.ac3"});
   EXPECT_EQ(refused.status, 1);

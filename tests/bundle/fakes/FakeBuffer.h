@@ -62,12 +62,6 @@ class FakeBuffer : public Tavro::MediaBuffer {
     violationIf(!m_delivered || m_releases != 0, unlessHeld);
   }
 
-  static void violationIf(bool wrong, const char* what) {
-    if (wrong) {
-      Journal::instance().violation(what);
-    }
-  }
-
   const Bytes m_content;
   std::unique_ptr<std::uint8_t[]> m_bytes;
   std::atomic<bool> m_delivered{false};

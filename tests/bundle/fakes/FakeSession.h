@@ -18,19 +18,14 @@
 
 /// What registered itself with the session or its clock.
 template <class T>
-struct Registered : std::multiset<T*> {
+struct Registered : std::set<T*> {
   void add(T* one, const char* line) {
     Journal::instance().add(line);
     this->insert(one);
   }
   void withdraw(T* one, const char* line) {
     Journal::instance().add(line);
-    const auto found = this->find(one);
-    if (found == this->end()) {
-      Journal::instance().violation("something unknown is unregistered");
-    } else {
-      this->erase(found);
-    }
+    violationIf(this->erase(one) == 0, "something unknown is unregistered");
   }
 };
 

@@ -62,3 +62,9 @@ class Journal {
   Lines m_lines;
   Lines m_violations;
 };
+
+inline void violationIf(bool wrong, const char* what) {
+  if (wrong) {
+    Journal::instance().violation(what);
+  }
+}

@@ -37,26 +37,10 @@ std::string codeText(UInt32 code) {
   return letters;
 }
 
-/// Marks a call under way on a graph or unit, and widens the window in which another thread can
-/// end it wrongly.
-class Inside {
- public:
-  explicit Inside(std::atomic<int>& calls) : m_calls(calls) {
-    ++m_calls;
-    std::this_thread::yield();
-  }
-  ~Inside() { --m_calls; }
-  Inside(const Inside&) = delete;
-  Inside& operator=(const Inside&) = delete;
-
- private:
-  std::atomic<int>& m_calls;
-};
-
 void nothing() {}
 
 /// One call on a graph or a unit: its effect takes place unless it is scripted to fail, and must
-/// be on something that is there.
+/// be on something that is there. While it is under way other threads get a turn to end it wrongly.
 template <class Handle, class Effect, class... Args>
 OSStatus use(const char* function, Handle handle, Effect effect, const Args&... arguments) {
   AllocationWatch::Pause pause;
@@ -64,15 +48,16 @@ OSStatus use(const char* function, Handle handle, Effect effect, const Args&... 
     violation(std::string(function) + " on null");
     return kAudioUnitErr_InvalidElement;
   }
-  Inside inside(in(handle)->callsInside);
-  const OSStatus status = platform().enter(function, text(in(handle)->name, arguments...));
+  ++in(handle)->callsInside;
+  std::this_thread::yield();
+  OSStatus status = platform().enter(function, text(in(handle)->name, arguments...));
   if (!in(handle)->alive) {
     violation(std::string(function) + " on a graph or unit that is not there");
-    return kAudioUnitErr_InvalidElement;
-  }
-  if (status == noErr) {
+    status = kAudioUnitErr_InvalidElement;
+  } else if (status == noErr) {
     effect();
   }
+  --in(handle)->callsInside;
   return status;
 }
 
