@@ -50,10 +50,9 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
 }
 
 bool CoreAudioOutput::isGraphRunning() {
-  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+  const GraphUse use(*this);
   Boolean running = 0;
-  const AUGraph graph = m_graph;
-  return graph != nullptr && AUGraphIsRunning(graph, &running) == noErr && running != 0;
+  return use.graph() != nullptr && AUGraphIsRunning(use.graph(), &running) == noErr && running != 0;
 }
 
 }  // namespace Tavro

@@ -7,6 +7,7 @@
 #include <boost/thread.hpp>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <optional>
 
@@ -43,6 +44,7 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
 
  private:
   friend class RenderPass;
+  class GraphUse;
 
   void setInputPort(AudioPort* port) override;
   AudioPort* getInputPort() override;
@@ -61,7 +63,8 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
 
   bool fillStreamFormat();
   OSStatus buildPcmGraph();
-  void swapSurroundPairs();
+  OSStatus setUpUnit(AudioUnit unit);
+  void swapSurroundPairs(AudioUnit unit);
   void endPassthrough();
 
   OSStatus startPassthrough();
@@ -70,7 +73,7 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   void savePhysicalFormat();
   OSStatus setPhysicalFormat(const AudioStreamBasicDescription& format);
 
-  bool isGraphRunning();  // under m_graphLock
+  bool isGraphRunning();
   std::uint32_t maximumChannels();
 
   /// Reads one property into a block from malloc(), the caller's to free(). Answers its bytes; 0
@@ -86,17 +89,20 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   std::optional<AudioStreamBasicDescription> m_savedPhysicalFormat;  // empty: nothing to restore
   AudioStreamID m_outputStreamId = kAudioObjectUnknown;
 
-  // Changed under m_graphLock, so that nobody asks or sets anything of a graph or unit that is
-  // being disposed of. Whether there is a graph is also looked at without the lock.
+  // Set once the graph is built and taken away before it is disposed of, both under m_graphLock.
+  // Calls on them are made within a GraphUse. Whether there is a graph is also read without the
+  // lock.
   std::atomic<AUGraph> m_graph{nullptr};
   AudioUnit m_outputUnit = nullptr;
   AUNode m_outputNode = 0;
+  std::uint32_t m_graphUses = 0;            // guarded by m_graphLock
+  std::condition_variable_any m_graphFree;  // the last use of a graph taken away has ended
 
   AudioStreamBasicDescription m_streamFormat{};  // constant while callbacks can come
   AudioDeviceID m_deviceId = kAudioObjectUnknown;
 
   boost::recursive_mutex m_configLock;  // the port's connection and the configuration
-  boost::recursive_mutex m_graphLock;   // the handles of the graph and the unit
+  boost::recursive_mutex m_graphLock;   // the handles of the graph and the unit, and their uses
 
   std::atomic<bool> m_stopThread{false};
 };
@@ -118,6 +124,25 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
   bool isReady();
   void connect(PortInterface* peer);
   void disconnect();
+};
+
+/// Keeps the graph and its unit from being disposed of while it lives: teardown waits for it. It
+/// holds no lock meanwhile, so that a call of the platform may wait for a render call, which may
+/// ask the time base. [any-thread]
+class CoreAudioOutput::GraphUse {
+ public:
+  explicit GraphUse(CoreAudioOutput& owner);
+  ~GraphUse();
+  GraphUse(const GraphUse&) = delete;
+  GraphUse& operator=(const GraphUse&) = delete;
+
+  AUGraph graph() const { return m_graph; }  // null: there is none
+  AudioUnit unit() const { return m_unit; }  // null with it
+
+ private:
+  CoreAudioOutput& m_owner;
+  AUGraph m_graph = nullptr;
+  AudioUnit m_unit = nullptr;
 };
 
 // The callbacks as the platform wants them; the component is their reference value.

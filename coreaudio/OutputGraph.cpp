@@ -6,9 +6,11 @@
 #include "coreaudio/CoreAudioOutput.h"
 
 // The life of the output. The PCM path is a graph of one node, the default output unit; it is built
-// and torn down by the host's thread under m_configLock, or by the port's events. Teardown takes
-// the handles away under m_graphLock before it disposes of them; closing the graph returns when no
-// callback is under way and none will come.
+// and torn down by the host's thread under m_configLock, or by the port's events. The handles are
+// published when the graph is built. Teardown takes them away under m_graphLock, waits for the
+// calls that use them, and then disposes of the graph; closing it returns when no callback is under
+// way and none will come. No call that can wait for a callback is made under m_graphLock, which the
+// time base needs.
 
 namespace Tavro {
 namespace {
@@ -21,6 +23,14 @@ constexpr OSStatus kUnexpectedSize = -1;
 struct Free {
   void operator()(void* block) const { std::free(block); }
 };
+
+/// Returns when no callback of the graph is under way and none will come. Null: nothing to do.
+void disposeOf(AUGraph graph) {
+  if (graph != nullptr) {
+    AUGraphClose(graph);
+    DisposeAUGraph(graph);
+  }
+}
 
 }  // namespace
 
@@ -72,24 +82,28 @@ bool CoreAudioOutput::fillStreamFormat() {
 
 OSStatus CoreAudioOutput::buildPcmGraph() {
   AUGraph graph = nullptr;
+  AudioUnit unit = nullptr;
   OSStatus status = NewAUGraph(&graph);
-  {
-    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
-    m_graph = graph;
-  }
   if (status == noErr) status = AUGraphAddNode(graph, &kDefaultOutputUnit, &m_outputNode);
   if (status == noErr) status = AUGraphOpen(graph);
-  AudioUnit unit = nullptr;
   if (status == noErr) status = AUGraphNodeInfo(graph, m_outputNode, nullptr, &unit);
-  {
-    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
-    m_outputUnit = unit;
-  }
   if (status == noErr) status = AUGraphInitialize(graph);
-  if (status == noErr) {
-    status = AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
-                                  &m_streamFormat, sizeof m_streamFormat);
+  if (status == noErr) status = setUpUnit(unit);
+  if (status != noErr) {
+    disposeOf(graph);
+    return status;
   }
+  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+  m_graph = graph;
+  m_outputUnit = unit;
+  return noErr;
+}
+
+/// The unit's format, callback, device and channel map.
+OSStatus CoreAudioOutput::setUpUnit(AudioUnit unit) {
+  OSStatus status =
+      AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
+                           &m_streamFormat, sizeof m_streamFormat);
   if (status == noErr) {
     const AURenderCallbackStruct callback = {pcmRenderCallback, this};
     status = AudioUnitSetProperty(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
@@ -107,24 +121,24 @@ OSStatus CoreAudioOutput::buildPcmGraph() {
   if (size != sizeof m_deviceId) {
     return kUnexpectedSize;
   }
-  swapSurroundPairs();
+  swapSurroundPairs(unit);
   return noErr;
 }
 
 /// A device of eight or more channels has its side pair before its rear pair, the stream has them
 /// the other way round. Without success the unit's own map is used.
-void CoreAudioOutput::swapSurroundPairs() {
+void CoreAudioOutput::swapSurroundPairs(AudioUnit unit) {
   UInt32 size = 0;
-  if (AudioUnitGetPropertyInfo(m_outputUnit, kAudioOutputUnitProperty_ChannelMap,
-                               kAudioUnitScope_Output, 0, &size, nullptr) != noErr ||
+  if (AudioUnitGetPropertyInfo(unit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,
+                               &size, nullptr) != noErr ||
       size / sizeof(SInt32) < 8) {
     return;
   }
   const std::unique_ptr<SInt32, Free> map(static_cast<SInt32*>(std::calloc(1, size)));
   UInt32 sizeRead = size;
   if (map == nullptr ||
-      AudioUnitGetProperty(m_outputUnit, kAudioOutputUnitProperty_ChannelMap,
-                           kAudioUnitScope_Output, 0, map.get(), &sizeRead) != noErr) {
+      AudioUnitGetProperty(unit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,
+                           map.get(), &sizeRead) != noErr) {
     return;
   }
   SInt32* entries = map.get();
@@ -132,21 +146,36 @@ void CoreAudioOutput::swapSurroundPairs() {
   entries[5] = 7;
   entries[6] = 4;
   entries[7] = 5;
-  AudioUnitSetProperty(m_outputUnit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,
+  AudioUnitSetProperty(unit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,
                        entries, size);
+}
+
+CoreAudioOutput::GraphUse::GraphUse(CoreAudioOutput& owner) : m_owner(owner) {
+  const boost::recursive_mutex::scoped_lock lock(owner.m_graphLock);
+  m_graph = owner.m_graph;
+  m_unit = owner.m_outputUnit;
+  owner.m_graphUses += m_graph != nullptr ? 1 : 0;
+}
+
+CoreAudioOutput::GraphUse::~GraphUse() {
+  if (m_graph == nullptr) {
+    return;
+  }
+  const boost::recursive_mutex::scoped_lock lock(m_owner.m_graphLock);
+  if (--m_owner.m_graphUses == 0 && m_owner.m_graph == nullptr) {
+    m_owner.m_graphFree.notify_all();
+  }
 }
 
 OSStatus CoreAudioOutput::teardown() {
   AUGraph graph = nullptr;
   {
-    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+    boost::recursive_mutex::scoped_lock lock(m_graphLock);
     graph = m_graph.exchange(nullptr);
     m_outputUnit = nullptr;
+    m_graphFree.wait(lock, [this] { return m_graphUses == 0; });
   }
-  if (graph != nullptr) {
-    AUGraphClose(graph);
-    DisposeAUGraph(graph);
-  }
+  disposeOf(graph);
   m_playing = false;
   m_outputNode = 0;
   if (m_passthroughActive) {
@@ -162,11 +191,8 @@ OSStatus CoreAudioOutput::teardown() {
 }
 
 OSStatus CoreAudioOutput::reset() {
-  {
-    const boost::recursive_mutex::scoped_lock lock(m_graphLock);
-    if (m_graph != nullptr) {
-      AudioUnitReset(m_outputUnit, kAudioUnitScope_Input, 0);
-    }
+  if (const GraphUse use(*this); use.graph() != nullptr) {
+    AudioUnitReset(use.unit(), kAudioUnitScope_Input, 0);
   }
   m_playing = false;
   const boost::recursive_mutex::scoped_lock lock(m_configLock);
@@ -177,19 +203,19 @@ OSStatus CoreAudioOutput::reset() {
 }
 
 OSStatus CoreAudioOutput::stop() {
-  if (const AUGraph graph = m_graph) {
+  if (const GraphUse use(*this); use.graph() != nullptr) {
     m_playing = false;
     forgetLastCallback();
-    AUGraphStop(graph);
+    AUGraphStop(use.graph());
     forgetLastCallback();  // a last callback may have come before the graph stood still
   }
   return noErr;
 }
 
 OSStatus CoreAudioOutput::start() {
-  if (const AUGraph graph = m_graph) {
+  if (const GraphUse use(*this); use.graph() != nullptr) {
     m_playing = true;
-    AUGraphStart(graph);
+    AUGraphStart(use.graph());
   }
   return noErr;
 }

@@ -2,8 +2,7 @@
 #include "output/Settings.h"
 
 // The unit's parameter is the only store of the volume. A setting may change on one host thread
-// while another tears the output down: m_graphLock is held across the parameter's call, and
-// teardown takes the unit away under it.
+// while another tears the output down, which waits for the parameter's call.
 
 namespace Tavro {
 namespace {
@@ -20,23 +19,23 @@ void CoreAudioOutput::settingChanged(const Setting& setting, _Variant* value) {
 }
 
 bool CoreAudioOutput::setVolume(std::uint8_t volume) {
-  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
-  if (m_outputUnit == nullptr) {
+  const GraphUse use(*this);
+  if (use.unit() == nullptr) {
     return true;
   }
   float gain = static_cast<float>(volume) / kPercent;
   if (static_cast<double>(gain) > 1.0) {
     gain = 1.0F;
   }
-  return AudioUnitSetParameter(m_outputUnit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0,
-                               gain, 0) == noErr;
+  return AudioUnitSetParameter(use.unit(), kHALOutputParam_Volume, kAudioUnitScope_Global, 0, gain,
+                               0) == noErr;
 }
 
 std::uint8_t CoreAudioOutput::getVolume() {
-  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+  const GraphUse use(*this);
   float gain = 0.0F;
-  if (m_outputUnit == nullptr || AudioUnitGetParameter(m_outputUnit, kHALOutputParam_Volume,
-                                                       kAudioUnitScope_Global, 0, &gain) != noErr) {
+  if (use.unit() == nullptr || AudioUnitGetParameter(use.unit(), kHALOutputParam_Volume,
+                                                     kAudioUnitScope_Global, 0, &gain) != noErr) {
     return 0;
   }
   return static_cast<std::uint8_t>(static_cast<int>(gain * kPercent));
