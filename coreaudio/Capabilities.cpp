@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "coreaudio/CoreAudioOutput.h"
 
@@ -80,6 +81,21 @@ std::uint32_t channelsOfLayout(const std::byte* layout, UInt32 bytes) {
   return known != kLayouts.end() ? known->channels : kDefaultChannels;
 }
 
+/// Appends all formats or, without memory for them, none.
+bool appendAll(FormatList& formats) try {
+  FormatList all(formats.m_allocator);
+  for (const FormatDescriptor& format : kSupportedFormats) {
+    all.append(format);
+  }
+  (formats.m_last != nullptr ? formats.m_last->next : formats.m_first) = all.m_first;
+  formats.m_last = all.m_last;
+  formats.m_count += all.m_count;
+  all.m_first = nullptr;
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
 }  // namespace
 
 UInt32 CoreAudioOutput::readObjectProperty(AudioObjectID object,
@@ -129,10 +145,7 @@ bool CoreAudioOutput::getSupportedFormats(SettingsInterface* /*settings*/, Media
       mediaType != MediaType::Audio) {
     return false;
   }
-  for (const FormatDescriptor& format : kSupportedFormats) {
-    formats->append(format);
-  }
-  return true;
+  return appendAll(*formats);
 }
 
 }  // namespace Tavro

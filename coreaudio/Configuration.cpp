@@ -1,24 +1,13 @@
+#include <new>
+
 #include "coreaudio/CoreAudioOutput.h"
-#include "output/Settings.h"
 
 // The property write: the one way in which an output is built. The configuration lock is held from
 // end to end, so that the feeder does not pull and nobody disconnects meanwhile.
 
 namespace Tavro {
-namespace {
 
-constexpr std::uint8_t kFullVolume = 100;
-
-std::uint8_t volumeOf(GraphSessionInterface* session) {
-  _Variant value{};
-  const bool known = session->getSetting(volumeSetting(), &value);
-  return known && value.type == VariantType::kUInt8 ? static_cast<std::uint8_t>(value.value)
-                                                    : kFullVolume;
-}
-
-}  // namespace
-
-bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough) {
+bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough) try {
   if (value == nullptr || value->type != VariantType::kObject || value->value == 0) {
     return false;
   }
@@ -27,12 +16,12 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
   if (m_owner->m_session == nullptr) {
     return false;  // nothing is kept, so that the same write succeeds once there is a session
   }
-  const bool modeChanged = m_passthrough != passthrough;
-  m_passthrough = passthrough;
-  if (!modeChanged && wanted.m_channels == m_properties.m_channels &&
+  if (passthrough == m_passthrough && wanted.m_channels == m_properties.m_channels &&
       wanted.m_sampleRate == m_properties.m_sampleRate) {
     return false;
   }
+  const WideString& bitsText = m_owner->bitsPerSampleText(wanted.m_bitsPerSample);
+  m_passthrough = passthrough;
   m_properties = wanted;
 
   const bool wasRunning = m_owner->isGraphRunning();
@@ -41,12 +30,14 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
     return false;
   }
   m_owner->reset();
-  m_owner->setVolume(volumeOf(m_owner->m_session));
+  m_owner->applySessionVolume();
   if (wasRunning) {
     m_owner->start();
   }
-  m_owner->updateBitsPerSampleInfo(m_properties.m_bitsPerSample);
+  m_owner->publishBitsPerSample(bitsText);
   return true;
+} catch (const std::bad_alloc&) {
+  return false;  // nothing has changed yet: the same write may succeed later
 }
 
 bool CoreAudioOutput::isGraphRunning() {

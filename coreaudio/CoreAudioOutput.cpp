@@ -13,6 +13,7 @@ CoreAudioOutput::CoreAudioOutput(PluginContext* context)
 }
 
 CoreAudioOutput::~CoreAudioOutput() {
+  const boost::this_thread::disable_interruption uninterrupted;  // a join may be interrupted
   m_stopThread = true;
   m_thread->join();
   delete m_thread;

@@ -50,9 +50,10 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   AudioPort* getInputPort() override;
 
   void feederLoop();  // [feeder-thread]
-  MediaBuffer* pullFromPeer(bool& peerThere);
-  void queueOrDrop(MediaBuffer* buffer);
-  bool dropIfLate(MediaBuffer* buffer);
+  struct Pull;
+  Pull pullFromPeer();
+  void queueOrDrop(const Pull& pull);
+  bool reportIfLate(const Pull& pull);
 
   // The output's life. [host-thread]
   OSStatus buildGraph(bool passthrough);
@@ -74,6 +75,7 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   OSStatus setPhysicalFormat(const AudioStreamBasicDescription& format);
 
   bool isGraphRunning();
+  void applySessionVolume();
   std::uint32_t maximumChannels();
 
   /// Reads one property into a block from malloc(), the caller's to free(). Answers its bytes; 0
@@ -104,6 +106,9 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   boost::recursive_mutex m_configLock;  // the port's connection and the configuration
   boost::recursive_mutex m_graphLock;   // the handles of the graph and the unit, and their uses
 
+  // Of the announcements their number, and in the low byte the volume of the last one.
+  std::atomic<std::uint32_t> m_announcedVolume{0};
+
   std::atomic<bool> m_stopThread{false};
 };
 
@@ -124,6 +129,15 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
   bool isReady();
   void connect(PortInterface* peer);
   void disconnect();
+};
+
+/// What the feeder got from upstream, and what held when it asked: a buffer that is asked for
+/// before a clear of the queue is not queued after it.
+struct CoreAudioOutput::Pull {
+  MediaBuffer* buffer = nullptr;  // null: there is none
+  std::uint32_t streamId = 0;
+  std::uint32_t clears = 0;
+  bool asked = false;
 };
 
 /// Keeps the graph and its unit from being disposed of while it lives: teardown waits for it. It

@@ -58,7 +58,7 @@ bool CoreAudioOutput::CoreAudioPort::isReady() {
 }
 
 bool CoreAudioOutput::CoreAudioPort::readQuery(unsigned id, _Variant* value) {
-  if (id != PortQuery::kMaximumChannels) {
+  if (id != PortQuery::kMaximumChannels || value == nullptr) {
     return false;
   }
   value->type = VariantType::kUInt32;

@@ -8,13 +8,33 @@ namespace Tavro {
 namespace {
 
 constexpr float kPercent = 100.0F;
+constexpr std::uint8_t kFullVolume = 100;
+
+/// Whether the value can be converted: not a NaN, and within the range of a 32-bit int.
+bool isInt(float value) { return value >= -0x1p31F && value < 0x1p31F; }
 
 }  // namespace
 
 /// The channel limit is not taken from changes: what counts is the device.
 void CoreAudioOutput::settingChanged(const Setting& setting, _Variant* value) {
   if (isVolume(setting, value)) {
-    setVolume(static_cast<std::uint8_t>(value->value));
+    const auto volume = static_cast<std::uint8_t>(value->value);
+    m_announcedVolume = ((m_announcedVolume >> 8) + 1) << 8 | volume;
+    setVolume(volume);
+  }
+}
+
+/// The session's volume, for a new unit. A change that is announced while it is read, or before it
+/// is set, is the newer one.
+void CoreAudioOutput::applySessionVolume() {
+  std::uint32_t announced = m_announcedVolume;
+  _Variant value{};
+  const bool known = m_session.load()->getSetting(m_volumeSetting, &value);
+  setVolume(known && value.type == VariantType::kUInt8 ? static_cast<std::uint8_t>(value.value)
+                                                       : kFullVolume);
+  while (announced != m_announcedVolume) {
+    announced = m_announcedVolume;
+    setVolume(static_cast<std::uint8_t>(announced));
   }
 }
 
@@ -38,7 +58,10 @@ std::uint8_t CoreAudioOutput::getVolume() {
                                                      kAudioUnitScope_Global, 0, &gain) != noErr) {
     return 0;
   }
-  return static_cast<std::uint8_t>(static_cast<int>(gain * kPercent));
+  // Rounded to single precision here, whatever the processor computes in.
+  const volatile float rounded = gain * kPercent;
+  const float percent = rounded;
+  return isInt(percent) ? static_cast<std::uint8_t>(static_cast<int>(percent)) : std::uint8_t{0};
 }
 
 }  // namespace Tavro

@@ -74,9 +74,13 @@ std::uint32_t AudioOutput<T>::queuedCount() {
 }
 
 template <class T>
-void AudioOutput<T>::pushBack(const QueuedBuffer& record) {
+bool AudioOutput<T>::pushBack(const QueuedBuffer& record, std::uint32_t clears) {
   const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  if (clears != m_clears) {
+    return false;
+  }
   m_queue.pushBack(record);
+  return true;
 }
 
 template <class T>
@@ -116,11 +120,12 @@ bool AudioOutput<T>::putBackFront(QueuedBuffer& record) {
 template <class T>
 void AudioOutput<T>::clearQueue() {
   const boost::recursive_mutex::scoped_lock lock(m_queueLock);
+  ++m_clears;
   m_queue.clear();
 }
 
 template std::uint32_t AudioOutput<CoreAudioOutput>::queuedCount();
-template void AudioOutput<CoreAudioOutput>::pushBack(const QueuedBuffer&);
+template bool AudioOutput<CoreAudioOutput>::pushBack(const QueuedBuffer&, std::uint32_t);
 template bool AudioOutput<CoreAudioOutput>::takeFront(QueuedBuffer&);
 template bool AudioOutput<CoreAudioOutput>::popFront();
 template bool AudioOutput<CoreAudioOutput>::popFrontAndTakeNext(QueuedBuffer&);

@@ -25,30 +25,36 @@ void CoreAudioOutput::feederLoop() {
       SleepMS(kPauseMs);
       continue;
     }
-    bool peerThere = false;
-    MediaBuffer* buffer = pullFromPeer(peerThere);
-    if (buffer != nullptr) {
-      queueOrDrop(buffer);
-    } else if (peerThere) {
+    const Pull pull = pullFromPeer();
+    if (pull.buffer != nullptr) {
+      queueOrDrop(pull);
+    } else if (pull.asked) {
       SleepMS(kPauseMs);
     }
   }
 }
 
-/// Asks twice before it gives up, so that a source that only woke up is not kept waiting.
-MediaBuffer* CoreAudioOutput::pullFromPeer(bool& peerThere) {
+/// Asks twice before it gives up, so that a source that only woke up is not kept waiting. Asks for
+/// nothing after a flush or a disconnect that came while it waited for the lock.
+CoreAudioOutput::Pull CoreAudioOutput::pullFromPeer() {
   const boost::recursive_mutex::scoped_lock lock(m_configLock);
   PortInterface* peer = m_port->m_peer;
-  peerThere = peer != nullptr;
-  if (!peerThere) {
-    return nullptr;
+  Pull pull{.streamId = m_streamId, .clears = m_clears};
+  if (peer == nullptr || !m_playing) {
+    return pull;
   }
-  MediaBuffer* buffer = askForBuffer(*peer);
-  return buffer != nullptr ? buffer : askForBuffer(*peer);
+  pull.asked = true;
+  pull.buffer = askForBuffer(*peer);
+  if (pull.buffer == nullptr) {
+    pull.buffer = askForBuffer(*peer);
+  }
+  return pull;
 }
 
-void CoreAudioOutput::queueOrDrop(MediaBuffer* buffer) {
-  if (dropIfLate(buffer)) {
+void CoreAudioOutput::queueOrDrop(const Pull& pull) {
+  MediaBuffer* const buffer = pull.buffer;
+  if (reportIfLate(pull)) {
+    buffer->release();
     return;
   }
   QueuedBuffer record;
@@ -57,18 +63,20 @@ void CoreAudioOutput::queueOrDrop(MediaBuffer* buffer) {
   record.m_size = buffer->bufferSize();
   record.m_timeStamp = buffer->timeStamp;
   record.m_duration = buffer->duration;
-  pushBack(record);
+  if (!pushBack(record, pull.clears)) {
+    buffer->release();
+  }
 }
 
 /// The session may be left at any time once nothing plays; see m_feederUsesSession.
-bool CoreAudioOutput::dropIfLate(MediaBuffer* buffer) {
+bool CoreAudioOutput::reportIfLate(const Pull& pull) {
   m_feederUsesSession = true;
-  const bool late = buffer->timeStamp + buffer->duration < graphTime();
+  const bool late = pull.buffer->timeStamp + pull.buffer->duration < graphTime();
   if (late) {
-    reportBuffer(BufferState::kDroppedLate, buffer);
-    buffer->release();
+    reportBuffer(pull.streamId, BufferState::kDroppedLate, pull.buffer);
   }
   m_feederUsesSession = false;
+  m_feederUsesSession.notify_all();
   return late;
 }
 

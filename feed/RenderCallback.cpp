@@ -129,7 +129,7 @@ bool RenderPass::isWhollyLate() const {
 }
 
 void RenderPass::dropFront() {
-  m_output.reportBuffer(BufferState::kDroppedLate, m_front.m_buffer);
+  m_output.reportBuffer(m_output.m_streamId, BufferState::kDroppedLate, m_front.m_buffer);
   nextFront();
 }
 
@@ -145,7 +145,7 @@ void RenderPass::playFront() {
   }
   const std::uint32_t bytes =
       std::min(m_front.m_size - m_front.m_position, m_bytes - m_target.mDataByteSize);
-  m_output.reportBuffer(BufferState::kPlaying, m_front.m_buffer);
+  m_output.reportBuffer(m_output.m_streamId, BufferState::kPlaying, m_front.m_buffer);
   std::memcpy(static_cast<std::uint8_t*>(m_target.mData) + m_target.mDataByteSize,
               m_front.m_data + m_front.m_position, bytes);
   m_front.unlockData();
@@ -174,7 +174,7 @@ void RenderPass::enterAtClock(Piece& piece) {
 }
 
 void RenderPass::finishFront() {
-  m_output.reportBuffer(BufferState::kPlayed, m_front.m_buffer);
+  m_output.reportBuffer(m_output.m_streamId, BufferState::kPlayed, m_front.m_buffer);
   nextFront();
 }
 

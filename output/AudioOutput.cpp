@@ -1,6 +1,7 @@
 #include "output/AudioOutput.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "coreaudio/CoreAudioOutput.h"
@@ -25,11 +26,12 @@ template <class T>
 AudioOutput<T>::AudioOutput(PluginContext* context, const wchar_t* name, const char* type)
     : Plugin(context), m_category(type, sharedAllocator<char>()) {
   setInputPort(nullptr);
-  m_info[kNameKey] = {VariantType::kWideText, 0};
-  m_info[kTypeKey] = {VariantType::kNarrowText, toWord(&m_category)};
-  m_info[kBitsPerSampleKey] = {VariantType::kWideText, 0};
-  publishText(kNameKey, name);
-  publishText(kBitsPerSampleKey, L"0");
+  m_info[kTypeKey].type = VariantType::kNarrowText;
+  m_info[kTypeKey].value = toWord(&m_category);
+  for (const char* key : {kNameKey, kBitsPerSampleKey}) {
+    m_info[key].type = VariantType::kWideText;
+    publish(key, keep(key == kNameKey ? name : L"0"));
+  }
 }
 
 template <class T>
@@ -65,7 +67,7 @@ bool AudioOutput<T>::create(GraphSessionInterface* session) {
   session->registerSettingConsumer(this);
 
   _Variant limit{};
-  if (session->getSetting(maximumChannelsSetting(), &limit)) {
+  if (session->getSetting(m_maximumChannelsSetting, &limit)) {
     m_maxChannels = static_cast<std::uint32_t>(limit.value);
   }
   return onCreate();
@@ -81,9 +83,8 @@ bool AudioOutput<T>::destroy() {
     session->unregisterSettingConsumer(this);
     m_session = nullptr;
   }
-  const bool isFeeder = m_thread != nullptr && m_thread->get_id() == boost::this_thread::get_id();
-  while (m_feederUsesSession && !isFeeder) {  // from within a report of its own it returns
-    boost::this_thread::yield();
+  if (m_thread->get_id() != boost::this_thread::get_id()) {  // not from within a report of its own
+    m_feederUsesSession.wait(true);
   }
   return true;
 }
@@ -98,11 +99,14 @@ void AudioOutput<T>::settingChanged(const Setting& setting, _Variant* value) {
 }
 
 template <class T>
-bool AudioOutput<T>::getInfoKeys(std::vector<const char*>* keys) {
+bool AudioOutput<T>::getInfoKeys(std::vector<const char*>* keys) try {
+  keys->reserve(keys->size() + m_info.size());  // so that all of them are added, or none
   for (const auto& entry : m_info) {
     keys->push_back(entry.first);
   }
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 template <class T>
@@ -111,29 +115,36 @@ bool AudioOutput<T>::getInfo(const char* key, _Variant* out) {
   if (entry == m_info.end()) {
     return false;
   }
-  _Variant& stored = entry->second;
-  // Pairs with the store in publishText(): the text behind a pointer read here is complete.
-  const std::atomic_ref<std::uintptr_t> value(stored.value);
-  *out = {stored.type, value.load(std::memory_order_acquire)};
+  // Pairs with the store in publish(): the text behind a pointer read here is complete.
+  *out = {entry->second.type, entry->second.value.load(std::memory_order_acquire)};
   return true;
 }
 
-/// Hosts keep the pointers that getInfo() gave them, so a text that was once published is kept, and
-/// used again when the same one is due.
+/// Hosts keep the pointers that getInfo() gave them, so a text is kept for the component's life,
+/// and used again when the same one is due.
 template <class T>
-void AudioOutput<T>::publishText(const char* key, const wchar_t* text) {
+const WideString& AudioOutput<T>::keep(const wchar_t* text) {
   const WideString wanted(text, sharedAllocator<wchar_t>());
-  auto published = std::find(m_texts.begin(), m_texts.end(), wanted);
-  if (published == m_texts.end()) {
-    published = m_texts.insert(m_texts.end(), wanted);
+  auto kept = std::find(m_texts.begin(), m_texts.end(), wanted);
+  if (kept == m_texts.end()) {
+    kept = m_texts.insert(m_texts.end(), wanted);
   }
-  const std::atomic_ref<std::uintptr_t> value(m_info.find(key)->second.value);
-  value.store(toWord(&*published), std::memory_order_release);
+  return *kept;
 }
 
 template <class T>
-void AudioOutput<T>::updateBitsPerSampleInfo(std::uint32_t bits) {
-  publishText(kBitsPerSampleKey, std::to_wstring(bits).c_str());
+void AudioOutput<T>::publish(const char* key, const WideString& text) {
+  m_info.find(key)->second.value.store(toWord(&text), std::memory_order_release);
+}
+
+template <class T>
+const WideString& AudioOutput<T>::bitsPerSampleText(std::uint32_t bits) {
+  return keep(std::to_wstring(bits).c_str());
+}
+
+template <class T>
+void AudioOutput<T>::publishBitsPerSample(const WideString& text) {
+  publish(kBitsPerSampleKey, text);
 }
 
 template <class T>
@@ -205,15 +216,16 @@ std::uint32_t AudioOutput<T>::graphTime() const {
 }
 
 template <class T>
-void AudioOutput<T>::reportBuffer(std::uint32_t state, MediaBuffer* buffer) {
+void AudioOutput<T>::reportBuffer(std::uint32_t streamId, std::uint32_t state,
+                                  MediaBuffer* buffer) {
   if (GraphSessionInterface* session = m_session) {
-    session->reportBuffer(m_streamId, state, buffer);
+    session->reportBuffer(streamId, state, buffer);
   }
 }
 
 template <class T>
 bool AudioOutput<T>::AudioPort::readQuery(unsigned id, _Variant* value) {
-  if (id != PortQuery::kMaximumChannels) {
+  if (id != PortQuery::kMaximumChannels || value == nullptr) {
     return false;
   }
   *value = {VariantType::kUInt32, m_owner->m_maxChannels};

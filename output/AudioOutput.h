@@ -11,6 +11,7 @@
 
 #include "feed/BufferQueue.h"
 #include "host/TavroCore.h"
+#include "output/Settings.h"
 
 namespace Tavro {
 
@@ -73,24 +74,28 @@ class AudioOutput : public Plugin,
   virtual AudioPort* getInputPort();
 
   // The buffer queue, each under m_queueLock. See BufferQueue for what a taken front is.
-  std::uint32_t queuedCount();                   // [any-thread]
-  void pushBack(const QueuedBuffer& record);     // [feeder-thread]
-  bool takeFront(QueuedBuffer& record);          // [render-thread]
-  bool popFront();                               // [render-thread]
+  std::uint32_t queuedCount();                                      // [any-thread]
+  bool pushBack(const QueuedBuffer& record, std::uint32_t clears);  // [feeder-thread]; false: not
+                                                                    // queued, cleared since then
+  bool takeFront(QueuedBuffer& record);                             // [render-thread]
+  bool popFront();                                                  // [render-thread]
   bool popFrontAndTakeNext(QueuedBuffer& next);  // [render-thread]; `next` empty: no more
   bool putBackFront(QueuedBuffer& record);       // [render-thread]; else releases it
   void clearQueue();                             // [host-thread]
 
-  std::uint32_t graphTime() const;                              // milliseconds [any-thread]
-  void reportBuffer(std::uint32_t state, MediaBuffer* buffer);  // [any-thread]
-  void updateBitsPerSampleInfo(std::uint32_t bits);             // [host-thread], one at a time
-  void forgetLastCallback();                                    // [host-thread]
+  std::uint32_t graphTime() const;  // milliseconds [any-thread]
+  void reportBuffer(std::uint32_t streamId, std::uint32_t state,
+                    MediaBuffer* buffer);  // [any-thread]
+  const WideString& bitsPerSampleText(
+      std::uint32_t bits);                            // may throw; [host-thread], one at a time
+  void publishBitsPerSample(const WideString& text);  // of bitsPerSampleText()
+  void forgetLastCallback();                          // [host-thread]
 
   // Set by the host's calls while nothing plays; read by the feeder and the render thread. The
   // feeder may still have a buffer in hand when the host leaves the session: it raises the flag
-  // around its use of the two, and destroy() returns when it is down.
+  // around its use of the two, and destroy() waits until it is down.
   std::atomic<GraphSessionInterface*> m_session{nullptr};
-  std::uint32_t m_streamId = 0xFFFFFFFF;
+  std::atomic<std::uint32_t> m_streamId{0xFFFFFFFF};
   PortInterface* m_connectedPort = nullptr;
   std::atomic<SessionClock*> m_clock{nullptr};
   std::atomic<bool> m_feederUsesSession{false};
@@ -98,8 +103,15 @@ class AudioOutput : public Plugin,
   struct KeyOrder {
     bool operator()(const char* a, const char* b) const { return std::strcmp(a, b) < 0; }
   };
-  // The set of entries is constant after construction. A value is replaced by one atomic store.
-  std::map<const char*, _Variant, KeyOrder> m_info;
+  struct InfoEntry {
+    std::uint8_t type;
+    std::atomic<std::uintptr_t> value;  // replaced by one store
+  };
+  std::map<const char*, InfoEntry, KeyOrder> m_info;  // the set of entries is constant
+
+  // Made once, so that no allocation can fail while a session or a stream is set up.
+  const Setting m_volumeSetting = audioSetting(kVolumeName);
+  const Setting m_maximumChannelsSetting = audioSetting(kMaximumChannelsName);
 
   std::atomic<bool> m_playing{false};  // the feeder pulls only while it is set
 
@@ -107,7 +119,8 @@ class AudioOutput : public Plugin,
   boost::thread* m_thread = nullptr;  // the feeder; the derived class starts and joins it
 
   boost::recursive_mutex m_queueLock;
-  BufferQueue m_queue;  // guarded by m_queueLock
+  BufferQueue m_queue;                     // guarded by m_queueLock
+  std::atomic<std::uint32_t> m_clears{0};  // of the queue; changed under m_queueLock
 
   std::uint32_t m_bytesPerSecond = 0;    // guarded by m_clockLock
   std::uint64_t m_bytesRendered = 0;     // since construction; guarded by m_clockLock
@@ -117,7 +130,8 @@ class AudioOutput : public Plugin,
   std::uint32_t m_maxChannels = 0;
 
  private:
-  void publishText(const char* key, const wchar_t* text);
+  const WideString& keep(const wchar_t* text);
+  void publish(const char* key, const WideString& text);
 
   NarrowString m_category;
   std::list<WideString> m_texts;  // every wide text ever handed out by m_info

@@ -1,33 +1,42 @@
 #pragma once
 
+#include <string_view>
+
 #include "host/TavroCore.h"
 
 namespace Tavro {
 
-/// The settings that an audio output reads and hears of.
+/// The settings that an audio output reads, and whose changes it is notified of.
 
-inline Setting audioSetting(const char* group, const char* name) {
-  return Setting(MediaType::Audio, NarrowString(group, sharedAllocator<char>()),
-                 NarrowString(name, sharedAllocator<char>()));
+struct SettingName {
+  std::string_view group;
+  std::string_view name;
+};
+
+inline constexpr SettingName kVolumeName = {"Output", "Volume"};
+inline constexpr SettingName kMaximumChannelsName = {"Channels", "Maximum"};
+
+inline Setting audioSetting(const SettingName& wanted) {
+  return Setting(MediaType::Audio, NarrowString(wanted.group.data(), sharedAllocator<char>()),
+                 NarrowString(wanted.name.data(), sharedAllocator<char>()));
 }
 
-inline Setting volumeSetting() { return audioSetting("Output", "Volume"); }
-inline Setting maximumChannelsSetting() { return audioSetting("Channels", "Maximum"); }
-
-inline bool isSetting(const Setting& setting, const Setting& wanted) {
-  return setting.mediaType == wanted.mediaType && setting.group == wanted.group &&
-         setting.name == wanted.name;
+/// A change of this setting with a value of this type. Allocates nothing.
+inline bool isChangeOf(const SettingName& wanted, std::uint8_t type, const Setting& setting,
+                       const _Variant* value) {
+  const auto equals = [](const NarrowString& text, std::string_view other) {
+    return (text.m_data != nullptr ? std::string_view(text.m_data) : std::string_view()) == other;
+  };
+  return value != nullptr && value->type == type && setting.mediaType == MediaType::Audio &&
+         equals(setting.group, wanted.group) && equals(setting.name, wanted.name);
 }
 
-/// A change of the volume with a value that can be used.
 inline bool isVolume(const Setting& setting, const _Variant* value) {
-  return value != nullptr && value->type == VariantType::kUInt8 &&
-         isSetting(setting, volumeSetting());
+  return isChangeOf(kVolumeName, VariantType::kUInt8, setting, value);
 }
 
 inline bool isMaximumChannels(const Setting& setting, const _Variant* value) {
-  return value != nullptr && value->type == VariantType::kUInt32 &&
-         isSetting(setting, maximumChannelsSetting());
+  return isChangeOf(kMaximumChannelsName, VariantType::kUInt32, setting, value);
 }
 
 }  // namespace Tavro

@@ -248,7 +248,6 @@ std::uint64_t Playback::takeBack() {
   Progress progress;
   while (ledger.returnedCount() < toReturn(m_source->taken())) {  // one may still be on its way
     m_stage.wait(kReadyCheckNs);
-    m_connection.flush();
     progress.check(ledger.returnedCount());
   }
   clock.pause();

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <thread>
 
 #include "PassthroughTest.h"
@@ -52,12 +53,16 @@ class ConcurrencyTest : public PassthroughTest {
     });
   }
 
-  void TearDown() override {
+  void endThreads() {
     m_done = true;
     for (std::thread& thread : m_threads) {
       thread.join();
     }
     m_threads.clear();
+  }
+
+  void TearDown() override {
+    endThreads();
     journal.record(true);
     BundleTest::TearDown();
   }
@@ -100,13 +105,22 @@ class ConcurrencyTest : public PassthroughTest {
 
 TEST_F(ConcurrencyTest, whatTheHostDoesDuringPlaybackReleasesEachBufferOnceAndReachesNoDeadUnit) {
   buildFree(12000);
+  // A service whose reset waits for the call under way, a session with one lock for all it does,
+  // and a clock that asks its time bases.
+  std::recursive_mutex sessionLock;
+  platform.onCall("AudioUnitReset", [this] { std::lock_guard lastCycleEnded(platform.cycle()); });
+  session.onReport = [&](const Report&) { std::lock_guard lock(sessionLock); };
+  session.clock.onRead = [time = &timeBase()] { time->isRunning(); };
   event(Tavro::PortEvent::kStart);
   meanwhileRender();
   meanwhile([time = &timeBase()] {
     time->currentTime();
     time->isRunning();
   });
-  meanwhile([this] { announceVolume({Tavro::VariantType::kUInt8, 50}); });
+  meanwhile([&] {
+    std::lock_guard lock(sessionLock);
+    announceVolume({Tavro::VariantType::kUInt8, 50});
+  });
   meanwhile([this] {
     const std::string bits = info("BitsPerSample");
     if (bits != "16" && bits != "24") {
@@ -127,6 +141,20 @@ TEST_F(ConcurrencyTest, whatTheHostDoesDuringPlaybackReleasesEachBufferOnceAndRe
       EXPECT_EQ(write(8000 + i, 1 + i % 4, i % 4 == 1 ? 24 : 16), !fails);
     }
     event(Tavro::PortEvent::kStart);
+  }
+  endThreads();
+}
+
+TEST_F(ConcurrencyTest, nothingThatWasAskedForBeforeAFlushIsQueuedAfterIt) {
+  buildFree();
+  session.clock.onRead = [] { std::this_thread::sleep_for(std::chrono::microseconds(100)); };
+  for (unsigned i = 0; i < kRounds / 2; ++i) {
+    readyAndPulled();
+    event(Tavro::PortEvent::kFlush);
+    gate.park();
+    gate.awaitSleeper();  // it has nothing in hand any more
+    ASSERT_EQ(released(), upstream.delivered()) << "round " << i;
+    gate.open();
   }
 }
 

@@ -1,3 +1,6 @@
+#include <dlfcn.h>
+#include <filesystem>
+
 #include "BundleTest.h"
 #include "fakes/AllocationWatch.h"
 
@@ -46,7 +49,23 @@ TEST_F(EntryTest, theContextIsPassedOnAndAnUnusedComponentIsDestroyedWithoutAPla
   EXPECT_THAT(journal.take(), testing::IsEmpty());
 }
 
-TEST_F(EntryTest, anyAllocationOfTheEntryMayFailAndLeavesNothingBehind) {
+TEST_F(EntryTest, theBundleIsUnloadedAndLoadedAgain) {
+  gate.open();
+  const auto path = std::filesystem::temp_directory_path() / "BundleTest.so";
+  std::filesystem::copy_file(BUNDLE_PATH, path, std::filesystem::copy_options::overwrite_existing);
+  for (int round = 0; round < 2; ++round) {
+    void* const bundle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(bundle, nullptr);
+    Tavro::Plugin* plugin = nullptr;
+    reinterpret_cast<Tavro::GetPluginFunction*>(dlsym(bundle, "getPlugin"))(nullptr, &plugin);
+    delete plugin;
+    dlclose(bundle);
+    EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still loaded";
+  }
+  std::filesystem::remove(path);
+}
+
+TEST_F(EntryTest, anyAllocationThreadOrMutexOfTheEntryMayBeRefusedAndLeavesNothingBehind) {
   if (!AllocationWatch::present()) {
     return;
   }

@@ -1,4 +1,8 @@
+#include <functional>
+#include <vector>
+
 #include "BundleTest.h"
+#include "fakes/AllocationWatch.h"
 
 namespace {
 
@@ -98,6 +102,48 @@ TEST_F(FaultTest, anyCallOfAPcmSessionMayFailAndOnlyTheStepsOfABuildEndIt) {
       expectTeardown(outcome.lines, failing);
     }
   }
+}
+
+/// Each allocation of a call is refused once; nothing is thrown at the host, and the same call
+/// succeeds when there is memory.
+TEST_F(FaultTest, anyAllocationOfTheHostsCallsMayFailAndTheSameCallSucceedsAfterwards) {
+  if (!AllocationWatch::present()) {
+    GTEST_SKIP() << "allocations cannot be refused in this build";
+  }
+  const auto refuseEach = [](const char* what, const std::function<bool()>& call) {
+    for (std::uint64_t nth = 1, made = nth; made >= nth; ++nth) {
+      const std::uint64_t before = AllocationWatch::countOfThisThread();
+      bool succeeded = false;
+      AllocationWatch::refuseNth(nth);
+      EXPECT_NO_THROW(succeeded = call()) << what << ", allocation " << nth;
+      made = AllocationWatch::countOfThisThread() - before;
+      AllocationWatch::refuseNth(0);
+      EXPECT_EQ(succeeded, made < nth) << what << ", allocation " << nth;
+    }
+  };
+  build();
+  session.settings[{"Output", "Volume"}] = {Tavro::VariantType::kUInt8, 30};
+  (*component)->destroy();
+  refuseEach("create", [this] { return (*component)->create(&session); });
+  refuseEach("write", [this] { return write(96000, 6, 24); });
+  EXPECT_EQ(platform.liveGraph()->unit.volume, 0.3F);
+  EXPECT_EQ(info("BitsPerSample"), "24");
+  const Tavro::Setting other(Tavro::MediaType::Audio, narrow("Output"), narrow("Device"));
+  Tavro::SettingConsumer& consumer = **session.consumers.begin();
+  refuseEach("announcement", [&] { return consumer.settingChanged(other, nullptr), true; });
+  Tavro::StandardAllocator<Tavro::Node<Tavro::FormatDescriptor>> allocator;
+  Tavro::FormatList formats(&allocator);
+  refuseEach("formats", [&] {
+    const bool all =
+        (*component)
+            ->getSupportedFormats(nullptr, Tavro::MediaType::Audio, Tavro::DataModel::Stream,
+                                  Tavro::PortType::Input, &formats);
+    EXPECT_EQ(formats.m_count, all ? 4U : 0U);
+    return all;
+  });
+  std::vector<const char*> keys;
+  refuseEach("keys", [&] { return (*component)->getInfoKeys(&keys); });
+  EXPECT_EQ(keys.size(), 3U);
 }
 
 }  // namespace

@@ -61,6 +61,24 @@ TEST_F(FeederTest, aReportMayLeaveTheSession) {
   queue(400, 1000, 10);
   EXPECT_EQ(released(), 1U);
   EXPECT_TRUE(session.consumers.empty());
+  (*component)->create(&session);
+  session.onReport = [this](const Report&) {
+    (*component)->destroy();
+    (*component)->create(&session);
+  };
+  queue(400, 1000, 10);
+  EXPECT_EQ(released(), 2U);
+  EXPECT_FALSE(session.consumers.empty());
+}
+
+TEST_F(FeederTest, theSessionMayBeLeftWhileTheFeederReleasesABuffer) {
+  build();
+  session.clock.ms = 2000;
+  add(400, 1000, 10).onRelease = [this] {
+    std::thread([this] { (*component)->destroy(); }).join();
+  };
+  feed();
+  EXPECT_EQ(released(), 1U);
 }
 
 TEST_F(FeederTest, withoutAnOutputPathItFillsTheQueueAtTheReadyCheckAloneUntilAFlush) {
@@ -98,26 +116,27 @@ TEST_F(FeederTest, noLockIsHeldWhileTheFateOfABufferIsDecided) {
   EXPECT_EQ(late.locks(), 0U);
 }
 
-TEST_F(FeederTest, withoutAPeerQueuedBuffersStayBehindSilence) {
-  build();
-  addBuffers(1);
-  session.clock.ms = 1000;
-  // A host that lets go and takes the output again while a pulled buffer is on its way.
-  session.clock.onRead = [this] {
-    session.clock.onRead = nullptr;
-    event(Tavro::PortEvent::kDisconnect);
-    component->output().disconnectInput(port);
-    connectInput();
-    write(44100, 2, 16);
-  };
-  feed();
-  for (int i = 0; i < 2; ++i) {
-    const Rendered call = render(100);
-    EXPECT_TRUE(call.silent());
-    EXPECT_THAT(call.bytes, Each(0));
+TEST_F(FeederTest, aBufferOnItsWayDuringAReconnectionBelongsToTheFormerStream) {
+  FakeSource next{78};
+  for (const bool isLate : {false, true}) {
+    build();
+    session.clock.ms = isLate ? 5000 : 1000;
+    session.clock.onRead = [&] {
+      session.clock.onRead = nullptr;
+      event(Tavro::PortEvent::kDisconnect);
+      component->output().disconnectInput(port);
+      component->output().connectInput(Tavro::MediaType::Audio, &format, &next);
+      connectPeer(&upstream);
+      write(44100, 2, 16);
+    };
+    FakeBuffer& former = queue(400, 1000, 10);
+    EXPECT_EQ(former.releases(), 1U);
+    EXPECT_TRUE(render(100).silent());
+    const auto reports = session.takeReports();
+    EXPECT_EQ(reports.size(), isLate ? 1U : 0U);
+    EXPECT_TRUE(!isLate || reports.at(0) == (Report{77, 4, &former}));
+    end();
   }
-  EXPECT_EQ(released(), 0U);
-  EXPECT_THAT(session.takeReports(), IsEmpty());
 }
 
 TEST_F(FeederTest, queuingARecordAllocatesNothing) {

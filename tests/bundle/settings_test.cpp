@@ -1,4 +1,9 @@
+#include <cmath>
+#include <utility>
+#include <vector>
+
 #include "BundleTest.h"
+#include "coreaudio/CoreAudioOutput.h"
 
 namespace {
 
@@ -39,6 +44,34 @@ TEST_F(SettingsTest, eachBuildAppliesTheSessionsVolumeAndAnotherTypeCountsAsFull
   session.settings[{"Output", "Volume"}] = {kUInt32, 30};
   ASSERT_TRUE(write(48000, 2, 16));
   EXPECT_EQ(volume(), 1.0F);
+}
+
+TEST_F(SettingsTest, aVolumeAnnouncedWhileAWriteReadsItIsTheOneThatStays) {
+  connect();
+  for (const std::uint32_t volume : {30U, 40U}) {
+    bool announced = false;
+    platform.onCall("AudioUnitSetParameter", [&] {
+      if (!std::exchange(announced, true)) {
+        announceVolume({kUInt8, volume});
+      }
+    });
+    ASSERT_TRUE(write(44100 + volume, 2, 16));
+    EXPECT_EQ(this->volume(), static_cast<float>(volume) / 100.0F);
+  }
+}
+
+TEST_F(SettingsTest, theVolumeReadsBackInWholePercent) {
+  build();
+  auto& output = static_cast<Tavro::CoreAudioOutput&>(*component->plugin());
+  for (const auto& [gain, percent] : std::vector<std::pair<float, int>>{
+           {0.5F, 50}, {0.53F, 52}, {0.59F, 58}, {1.0F, 100}, {NAN, 0}, {INFINITY, 0}, {3e9F, 0}}) {
+    platform.liveGraph()->unit.volume = gain;
+    EXPECT_EQ(output.getVolume(), percent) << gain;
+  }
+  platform.fail("AudioUnitGetParameter", -1);
+  EXPECT_EQ(output.getVolume(), 0);
+  event(Tavro::PortEvent::kDisconnect);
+  EXPECT_EQ(output.getVolume(), 0);
 }
 
 TEST_F(SettingsTest, everythingElseIsIgnored) {

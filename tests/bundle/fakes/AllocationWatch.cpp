@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <dlfcn.h>
+#include <pthread.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 
@@ -38,10 +40,28 @@ void replaceFollowed(void* block, void* replacement) {
   }
 }
 
+bool isRefused() { return pauses == 0 && ++allocations == refusedAllocation; }
+
+template <class Function>
+Function* next(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
 }  // namespace
 
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                              void* (*body)(void*), void* argument) {
+  static auto* const real = next<decltype(pthread_create)>("pthread_create");
+  return isRefused() ? EAGAIN : real(thread, attributes, body, argument);
+}
+
+extern "C" int pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+  static auto* const real = next<decltype(pthread_mutex_init)>("pthread_mutex_init");
+  return isRefused() ? EAGAIN : real(mutex, attributes);
+}
+
 extern "C" void* malloc(std::size_t bytes) {
-  if (pauses == 0 && ++allocations == refusedAllocation) {
+  if (isRefused()) {
     errno = ENOMEM;
     return nullptr;
   }

@@ -3,8 +3,9 @@
 #include <cstdint>
 
 /// The process's malloc and free, watched: how often a thread allocates, and whether a block is
-/// given back; and made to fail. Absent under the sanitizers, which bring allocation functions (and
-/// double-free and leak checks) of their own. [any-thread]
+/// given back; and made to fail. Threads and mutexes count as allocations. Absent under the
+/// sanitizers, which bring allocation functions (and double-free and leak checks) of their own.
+/// [any-thread]
 namespace AllocationWatch {
 
 bool present();

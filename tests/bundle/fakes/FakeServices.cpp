@@ -55,6 +55,7 @@ Logger* Logger::instance() {
 
 void Logger::log(const char* category, const char* function, unsigned long line, const char* format,
                  ...) const {
+  AllocationWatch::Pause pause;
   char text[256];
   va_list arguments;
   va_start(arguments, format);

@@ -20,6 +20,7 @@
 template <class T>
 struct Registered : std::set<T*> {
   void add(T* one, const char* line) {
+    AllocationWatch::Pause pause;
     Journal::instance().add(line);
     this->insert(one);
   }
@@ -68,6 +69,7 @@ inline void PrintTo(const Report& report, std::ostream* out) {  // for the test 
 class FakeSession : public Tavro::GraphSessionInterface {
  public:
   bool getSetting(const Tavro::Setting& setting, Tavro::_Variant* out) override {
+    AllocationWatch::Pause pause;
     const std::string group = setting.group.m_data;
     const std::string name = setting.name.m_data;
     Journal::instance().add("session.getSetting " +
@@ -103,6 +105,7 @@ class FakeSession : public Tavro::GraphSessionInterface {
   }
 
   Tavro::SessionClock* getClock() override {
+    AllocationWatch::Pause pause;
     Journal::instance().add("session.getClock");
     return &clock;
   }

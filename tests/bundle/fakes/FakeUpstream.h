@@ -66,6 +66,13 @@ class FakeUpstream : public Tavro::PortInterface {
 
   unsigned queries() const { return m_queries; }
 
+  /// Buffers handed over.
+  unsigned delivered() {
+    const std::vector<FakeBuffer*> all = buffers();
+    return static_cast<unsigned>(std::count_if(
+        all.begin(), all.end(), [](const FakeBuffer* buffer) { return buffer->delivered(); }));
+  }
+
   /// Answers not asked for yet.
   std::size_t waiting() {
     std::lock_guard lock(m_lock);

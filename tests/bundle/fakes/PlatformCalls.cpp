@@ -212,6 +212,12 @@ OSStatus AudioUnitSetParameter(AudioUnit unit, AudioUnitParameterID id, AudioUni
   return use("AudioUnitSetParameter", unit, effect, id, scope, element, value, offsetFrames);
 }
 
+OSStatus AudioUnitGetParameter(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope,
+                               AudioUnitElement element, AudioUnitParameterValue* value) {
+  const auto effect = [&] { *value = in(unit)->volume; };
+  return use("AudioUnitGetParameter", unit, effect, id, scope, element);
+}
+
 OSStatus AudioUnitReset(AudioUnit unit, AudioUnitScope scope, AudioUnitElement element) {
   return use("AudioUnitReset", unit, nothing, scope, element);
 }
