@@ -24,8 +24,15 @@ class ComponentInterface {
   ComponentInterface& operator=(const ComponentInterface&) = delete;
 
   virtual ~ComponentInterface() = default;
-  virtual bool create(GraphSessionInterface* session);  // once, before the component is used
-  virtual bool destroy();                               // once, before it is destroyed
+  /// Once, before the component is used. False: nothing was registered with the session.
+  virtual bool create(GraphSessionInterface* session);
+
+  /// Once, before the component is destroyed. May wait for a call of the session's reportBuffer()
+  /// or its clock's currentTime() that a worker thread of the component is in, so the caller holds
+  /// no lock that these take; from within such a call of the worker it returns at once. It does not
+  /// wait for the audio service's render call: the host stops or disconnects the component before
+  /// the session ends.
+  virtual bool destroy();
   virtual bool sendEvent(unsigned id, _Variant* value);
   virtual bool checkEvent(unsigned id, _Variant* value);
   virtual bool readQuery(unsigned id, _Variant* value);

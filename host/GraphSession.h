@@ -14,7 +14,9 @@ namespace Tavro {
 class SessionClock {
  public:
   virtual ~SessionClock() = default;
-  virtual std::uint32_t currentTime() = 0;                       // [any-thread], real-time safe
+  /// May ask the time bases: the component calls it under none of its locks.
+  /// [any-thread], real-time safe
+  virtual std::uint32_t currentTime() = 0;
   virtual void addTimeBase(TimeBaseInterface* timeBase) = 0;     // [host-thread]
   virtual void removeTimeBase(TimeBaseInterface* timeBase) = 0;  // [host-thread]
 };
@@ -27,7 +29,8 @@ class GraphSessionInterface {
   /// True when the setting has a value, written to `*out`. [host-thread]
   virtual bool getSetting(const Setting& setting, _Variant* out) = 0;
 
-  /// Tells what became of a buffer of the stream: a BufferState. [any-thread], real-time safe
+  /// Reports the fate of a buffer of the stream, a BufferState. May take the lock that
+  /// announcements are made under. [any-thread], real-time safe
   virtual void reportBuffer(std::uint32_t streamId, std::uint32_t state, MediaBuffer* buffer) = 0;
 
   virtual void registerSettingConsumer(SettingConsumer* consumer) = 0;    // [host-thread]
