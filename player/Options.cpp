@@ -5,7 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <memory>
+#include <regex>
 #include <string>
+#include <utility>
 
 #include "player/ExitStatus.h"
 
@@ -18,16 +21,28 @@ constexpr std::size_t kFractionDigits = 9;
 constexpr std::uint64_t kMostOfAPart = 1'000'000'000;
 
 constexpr const char* kFooter =
-    "TIME is [[HH:]MM:]SS[.FRACTION]; --start and --length cut every file, to the sample.\n"
-    "A file device runs in simulated time unless asked otherwise: as fast as it can, and the same\n"
-    "on every run. auto is the sound server's default sink; without a server, ALSA's default\n"
-    "device; without that, a new WAV file in the current folder.\n"
-    "On a terminal, in real time: space pauses and resumes, left and right go 5 s back and "
-    "forward\n"
-    "within a file, q stops.\n"
+    "TIME is [[HH:]MM:]SS[.FRACTION]. DEVICE is one of:\n"
+    "  auto         the sound server's default sink, or the sink that PULSE_SINK names; without a\n"
+    "               server ALSA's default device; without that a new WAV file in this folder\n"
+    "  pulse:NAME   a sink of the sound server\n"
+    "  alsa:NAME    a PCM of ALSA, such as alsa:hw:0,0\n"
+    "  file:PATH    a WAV file, or AC-3 bursts if PATH ends in .spdif; simulated time unless "
+    "asked\n"
+    "               otherwise\n"
     "\n"
-    "Exit status: 0 everything was played; 1 playback failed; 2 usage; 3 an input could not be\n"
-    "read, or not wholly (the others are played); 4 the device failed; 130 interrupted.";
+    "Keys, on a terminal in real time:\n"
+    "  space pauses and resumes; left and right seek 5 s back and forward; q stops\n"
+    "\n"
+    "Exit status:\n"
+    "  0 finished, or stopped by q; 1 playback failed; 2 wrong options; 3 an input could not be\n"
+    "  read completely (the others were played); 4 the device failed; 130 or 143 interrupted\n"
+    "\n"
+    "Examples:\n"
+    "  tavro-play song.flac\n"
+    "  tavro-play --start 1:30 --length 20 --volume 50 song.flac encore.mp3\n"
+    "  tavro-play --device alsa:hw:0,0 --passthrough on film.ac3\n"
+    "  tavro-play --device file:out.wav --events events.jsonl --json - song.flac\n"
+    "  tavro-play --explain-passthrough film.ac3";
 
 bool isNumber(const std::string& text) {
   return !text.empty() && std::all_of(text.begin(), text.end(),
@@ -38,10 +53,11 @@ std::string timeProblem(const std::string& text) {
   return parseTime(text) ? "" : "not a time ([[HH:]MM:]SS[.FRACTION]): " + text;
 }
 
-/// What has to be put together or read before it is an option.
+/// Texts that are converted after parsing.
 struct Words {
   bool simulate = false;
   bool realTime = false;
+  std::string passthrough = "auto";
   std::string start;
   std::string length;
   std::string pauseAt;
@@ -52,6 +68,25 @@ struct Words {
 
 const std::map<std::string, PassthroughMode> kPassthroughModes = {
     {"auto", PassthroughMode::Auto}, {"on", PassthroughMode::On}, {"off", PassthroughMode::Off}};
+
+std::string modeProblem(const std::string& text) {
+  return kPassthroughModes.contains(text) ? "" : "neither auto, on nor off: " + text;
+}
+
+/// Prints one line per option: its names, its own word for the value, what it does.
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option_opts(const CLI::Option* option) const override {
+    const std::string& value = option->get_option_text();
+    return value.empty() ? "" : " " + value;
+  }
+  std::string make_positionals(const CLI::App* /*app*/) const override { return ""; }
+  std::string make_help(const CLI::App* app, std::string name,
+                        CLI::AppFormatMode mode) const override {
+    const std::string help = Formatter::make_help(app, std::move(name), mode);
+    return std::regex_replace(help, std::regex("\n\n+"), "\n\n");
+  }
+};
 
 /// For tests.
 void declareHidden(CLI::App& app, Options& options, Words& words) {
@@ -64,40 +99,82 @@ void declareHidden(CLI::App& app, Options& options, Words& words) {
   app.add_option("--seek-to", words.seekTo)->group("")->check(timeProblem)->needs(seekAt);
 }
 
-void declare(CLI::App& app, Options& options, Words& words) {
-  app.footer(kFooter);
-  app.set_version_flag("--version", "tavro-play " PLAYER_VERSION);
-  app.add_option("FILE", options.files, "What to play, one after the other")->type_name("PATH");
-  app.add_option("--device", options.device,
-                 "auto, file:PATH (a WAV file, or AC-3 bursts as PATH.spdif), alsa:NAME (a PCM of "
-                 "ALSA), or one of --list-devices")
-      ->capture_default_str();
-  auto* list = app.add_flag("--list-devices", options.listDevices, "Show the devices");
-  app.add_option("--passthrough", options.passthrough,
-                 "AC-3 as it is: auto (where the device takes it), on (or not at all), off")
-      ->transform(CLI::CheckedTransformer(kPassthroughModes))
-      ->type_name("auto|on|off");
-  app.add_flag("--explain-passthrough", options.explainPassthrough,
-               "Show what of the device takes AC-3 as it is, that of FILE if there is one")
-      ->excludes(list);
-  auto* simulateFlag = app.add_flag("--simulate", words.simulate, "In simulated time");
-  app.add_flag("--real-time", words.realTime, "By the clock")->excludes(simulateFlag);
-  app.add_option("--volume", options.volume, "Percent")->check(CLI::Range(0u, 100u));
-  app.add_option("--channels", options.channels,
-                 "Channels of a file device (else the first input's)")
-      ->check(CLI::Range(1u, 8u));
-  app.add_option("--start", words.start, "Where to begin")->type_name("TIME")->check(timeProblem);
-  app.add_option("--length", words.length, "How much to play")
-      ->type_name("TIME")
+void declarePlayback(CLI::App& app, Options& options, Words& words) {
+  constexpr const char* kGroup = "Playback";
+  app.add_option("--start", words.start, "Start position in every file")
+      ->option_text("TIME")
+      ->group(kGroup)
       ->check(timeProblem);
-  app.add_option("--loop", options.loops, "Play it all N times")->check(CLI::Range(1u, 1'000'000u));
-  app.add_option("--events", options.eventsPath, "Write one JSON line for each event")
-      ->type_name("PATH");
+  app.add_option("--length", words.length, "Duration to play of every file")
+      ->option_text("TIME")
+      ->group(kGroup)
+      ->check(timeProblem);
+  app.add_option("--loop", options.loops, "Play all files N times")
+      ->option_text("N")
+      ->group(kGroup)
+      ->check(CLI::Range(1u, 1'000'000u));
+  app.add_option("--volume", options.volume, "Volume in percent (0 to 100)")
+      ->option_text("PERCENT")
+      ->group(kGroup)
+      ->check(CLI::Range(0u, 100u));
+  app.add_option("--passthrough", words.passthrough,
+                 "Pass AC-3 through unmodified: auto (if supported), on (or fail), off")
+      ->option_text("MODE")
+      ->group(kGroup)
+      ->check(modeProblem);
+}
+
+void declareDevices(CLI::App& app, Options& options) {
+  constexpr const char* kGroup = "Devices";
+  app.add_option("--device", options.device, "Device to play on (default: auto)")
+      ->option_text("DEVICE")
+      ->group(kGroup);
+  auto* list =
+      app.add_flag("--list-devices", options.listDevices, "List the devices")->group(kGroup);
+  app.add_flag("--explain-passthrough", options.explainPassthrough,
+               "List what accepts AC-3 passthrough [of FILE], and why others do not")
+      ->group(kGroup)
+      ->excludes(list);
+}
+
+void declareFiles(CLI::App& app, Options& options) {
+  constexpr const char* kGroup = "Files and reports";
+  app.add_option("--channels", options.channels,
+                 "Channels of a file device, 1 to 8 (default: those of the first FILE)")
+      ->option_text("N")
+      ->group(kGroup)
+      ->check(CLI::Range(1u, 8u));
+  app.add_option("--events", options.eventsPath, "Write one JSON line per event")
+      ->option_text("PATH")
+      ->group(kGroup);
   app.add_option("--json", options.jsonPath,
-                 "Write the totals, or what is shown, as JSON (-: standard output)")
-      ->type_name("PATH");
-  app.add_flag("--quiet,-q", options.quiet, "Only errors");
-  app.add_flag("--verbose,-v", options.verbose, "What the plug-in and the decoders say, too");
+                 "Write totals or lists as JSON (- for standard output)")
+      ->option_text("PATH")
+      ->group(kGroup);
+}
+
+void declare(CLI::App& app, Options& options, Words& words) {
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.footer(kFooter);
+  app.set_help_flag();  // declared last, so that its group comes last
+  app.add_option("FILE", options.files);
+  declarePlayback(app, options, words);
+  declareDevices(app, options);
+  declareFiles(app, options);
+  constexpr const char* kTime = "Simulated time";
+  auto* simulate = app.add_flag("--simulate", words.simulate,
+                                "Render to a file as fast as possible, deterministically");
+  simulate->group(kTime);
+  app.add_flag("--real-time", words.realTime, "Play at normal speed, to a file too")
+      ->group(kTime)
+      ->excludes(simulate);
+  constexpr const char* kMessages = "Messages";
+  app.add_flag("-q,--quiet", options.quiet, "Print errors only")->group(kMessages);
+  app.add_flag("-v,--verbose", options.verbose, "Also print plug-in and decoder messages")
+      ->group(kMessages);
+  app.set_version_flag("--version", "tavro-play " PLAYER_VERSION, "Print the version")
+      ->group(kMessages);
+  app.set_help_flag("-h,--help", "Print this help")->group(kMessages);
   declareHidden(app, options, words);
 }
 
@@ -149,6 +226,7 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
     std::fprintf(stderr, "tavro-play: %s (--help shows the options)\n", error.what());
     return static_cast<int>(ExitStatus::Usage);
   }
+  options.passthrough = kPassthroughModes.at(words.passthrough);
   if (words.simulate || words.realTime) {
     options.simulated = words.simulate;
   }
