@@ -14,8 +14,11 @@
 
 namespace Player {
 
+/// Returns true once reading must not wait any more. [any-thread]
+using ShouldStop = bool (*)();
+
 struct Decoders {
-  std::unique_ptr<MediaFile> (*open)(const std::string& path);
+  std::unique_ptr<MediaFile> (*open)(const std::string& path, ShouldStop shouldStop);
   std::unique_ptr<BurstReader> (*readBursts)(Track track, std::uint32_t rate);
 };
 

@@ -13,8 +13,16 @@ enum class ExitStatus : int {
   Usage = 2,
   InputUnreadable = 3,
   DeviceFailed = 4,
-  Interrupted = 130
+  Interrupted = 130,  // by SIGINT
+  Terminated = 143    // by SIGTERM
 };
+
+constexpr bool isInterruption(ExitStatus status) {
+  return status == ExitStatus::Interrupted || status == ExitStatus::Terminated;
+}
+
+/// Ends playback because the user asked for it: no failure.
+struct StoppedByUser {};
 
 /// Ends playback, with one line for the person.
 class PlayerError : public std::runtime_error {

@@ -4,19 +4,24 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include "player/ExitStatus.h"
 #include "player/Keyboard.h"
 
 namespace Player::Interrupt {
 
 namespace {
 
-std::atomic<bool> s_requested{false};
+constexpr int kNone = 0;
 
-void onSignal(int) {
-  if (s_requested.exchange(true)) {
+std::atomic<bool> s_endsCleanly{false};
+std::atomic<int> s_requested{kNone};  // the first signal
+
+constexpr int statusOf(int signal) { return 128 + signal; }
+
+void onSignal(int signal) {
+  int none = kNone;
+  if (!s_endsCleanly.load() || !s_requested.compare_exchange_strong(none, signal)) {
     Keyboard::giveBack();
-    _exit(static_cast<int>(ExitStatus::Interrupted));
+    _exit(statusOf(signal));
   }
 }
 
@@ -30,6 +35,11 @@ void install() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
-bool isRequested() { return s_requested.load(std::memory_order_relaxed); }
+void endCleanly() { s_endsCleanly.store(true); }
+
+std::optional<ExitStatus> requested() {
+  const int signal = s_requested.load(std::memory_order_relaxed);
+  return signal == kNone ? std::nullopt : std::optional(static_cast<ExitStatus>(statusOf(signal)));
+}
 
 }  // namespace Player::Interrupt

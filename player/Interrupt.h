@@ -1,9 +1,18 @@
 #pragma once
 
+#include <optional>
+
+#include "player/ExitStatus.h"
+
+/// SIGINT and SIGTERM. At first they end the process at once, with 128 and the signal's number: an
+/// input or a server may keep it waiting then, and there is nothing to complete. Once there is, the
+/// first one asks for a clean end, and the second one ends the process at once.
 namespace Player::Interrupt {
 
-/// SIGINT and SIGTERM ask for a clean end; the second of them ends the process at once.
 void install();
-bool isRequested();
+void endCleanly();  // from now on
+
+/// Returns the exit status of the signal that has asked for an end, if one has. [any-thread]
+std::optional<ExitStatus> requested();
 
 }  // namespace Player::Interrupt

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "player/Decoders.h"
+#include "player/Interrupt.h"
 #include "player/PackedSamples.h"
 
 namespace Player {
@@ -52,6 +53,8 @@ bool isWaveOrFlac(const std::string& path) {
   return std::find(kKinds.begin(), kKinds.end(), std::string_view(kind.data(), kind.size())) !=
          kKinds.end();
 }
+
+bool isInterrupted() { return Interrupt::requested().has_value(); }
 
 /// Looks at the first samples, and goes back.
 bool holdsOtherThanPcm(SNDFILE* file) {
@@ -159,7 +162,7 @@ std::size_t LosslessFile::read() {
 /// From the frame where this is, of whichever piece of theirs begins before it.
 bool LosslessFile::goOnByDecoders(const StreamFormat& target, std::vector<std::uint8_t>& out) {
   if (!m_decoders) {
-    m_decoders = decoders().open(m_path);
+    m_decoders = decoders().open(m_path, isInterrupted);
     m_toSkip = m_decoders->seek(m_position);
   }
   const std::size_t begin = out.size();
@@ -186,7 +189,7 @@ std::unique_ptr<MediaFile> openMedia(const std::string& path) {
   if (std::unique_ptr<MediaFile> lossless = LosslessFile::open(path)) {
     return lossless;
   }
-  return decoders().open(path);
+  return decoders().open(path, isInterrupted);
 }
 
 }  // namespace Player

@@ -56,6 +56,8 @@ ExitStatus Player::run() {
   ExitStatus status = ExitStatus::Played;
   try {
     status = playAll();
+  } catch (const StoppedByUser&) {
+    status = m_playlist.hadProblems() ? ExitStatus::InputUnreadable : ExitStatus::Played;
   } catch (const PlayerError& error) {
     tell(error);
     status = error.status;
@@ -162,7 +164,7 @@ ExitStatus Player::finish(ExitStatus status) {
   };
   attempt([this] { requireNoViolation(); });
   attempt([this] { m_device.close(); });
-  enter(status == ExitStatus::Interrupted ? PlayerState::Interrupted
+  enter(isInterruption(status) ? PlayerState::Interrupted
         : status == ExitStatus::Played || status == ExitStatus::InputUnreadable
             ? PlayerState::Finished
             : PlayerState::Failed);
@@ -305,8 +307,8 @@ void Player::learnLimits() {
 /// For `ns` or until woken, watching over the rest meanwhile.
 void Player::wait(std::uint64_t ns) {
   Tavro::HostTime::waitUntil(Tavro::HostTime::now() + ns, m_wake, "playback");
-  if (Interrupt::isRequested()) {
-    throw PlayerError(ExitStatus::Interrupted, "interrupted");
+  if (const std::optional<ExitStatus> status = Interrupt::requested()) {
+    throw PlayerError(*status, "interrupted");
   }
   const std::string news = m_device.news();
   m_device.check();
@@ -338,7 +340,7 @@ void Player::enter(PlayerState state) {
 }
 
 void Player::tell(const PlayerError& error) const {
-  const bool expected = error.status == ExitStatus::Interrupted;
+  const bool expected = isInterruption(error.status);
   Tavro::logLine(expected ? Tavro::LogLevel::Info : Tavro::LogLevel::Error, "tavro-play", "%s",
                  error.what());
 }

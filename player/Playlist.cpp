@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "player/Interrupt.h"
 #include "tavro_core/Log.h"
 
 namespace Player {
@@ -77,7 +78,8 @@ std::optional<Track> Playlist::next(const StreamFormat& format) {
 }
 
 void Playlist::report(const std::string& path, const std::string& problem) {
-  if (std::find(m_reported.begin(), m_reported.end(), path) != m_reported.end()) {
+  if (Interrupt::requested() ||  // then reading has been cut short
+      std::find(m_reported.begin(), m_reported.end(), path) != m_reported.end()) {
     return;
   }
   m_reported.push_back(path);

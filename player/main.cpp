@@ -60,6 +60,7 @@ ExitStatus play(const Player::Options& options) {
   if (choice.simulated) {
     Tavro::HostTime::simulate();
   }
+  Player::Interrupt::endCleanly();
   return Player::Player(options, choice, playlist, bundlePath(options)).run();
 }
 

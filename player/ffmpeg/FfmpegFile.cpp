@@ -34,8 +34,16 @@ SampleType sampleTypeOf(AVSampleFormat format, int validBits) {
   }
 }
 
-Owned<AVFormatContext> openContainer(const std::string& path) {
-  AVFormatContext* opened = nullptr;
+int onWait(void* shouldStop) { return reinterpret_cast<ShouldStop>(shouldStop)() ? 1 : 0; }
+
+Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
+                                     ShouldStop shouldStop) {
+  AVFormatContext* opened = avformat_alloc_context();
+  if (opened == nullptr) {
+    throw InputError("out of memory");
+  }
+  opened->interrupt_callback = {onWait, reinterpret_cast<void*>(shouldStop)};
+  opened->pb = pipe != nullptr ? pipe->context() : nullptr;
   // The prefix keeps a colon in the name from being taken for a protocol.
   require(avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, nullptr),
           "cannot open it");
@@ -46,8 +54,11 @@ Owned<AVFormatContext> openContainer(const std::string& path) {
 
 }  // namespace
 
-FfmpegFile::FfmpegFile(const std::string& path)
-    : m_container(openContainer(path)), m_packet(av_packet_alloc()), m_frame(av_frame_alloc()) {
+FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
+    : m_pipe(PipeInput::openIfPipe(path, shouldStop)),
+      m_container(openContainer(path, m_pipe.get(), shouldStop)),
+      m_packet(av_packet_alloc()),
+      m_frame(av_frame_alloc()) {
   const AVCodec* codec = nullptr;
   const int index = av_find_best_stream(m_container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
   if (index < 0 || codec == nullptr) {

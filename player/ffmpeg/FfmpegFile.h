@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "player/Decoders.h"
 #include "player/MediaFile.h"
 #include "player/ffmpeg/Ffmpeg.h"
 #include "player/ffmpeg/FrameConverter.h"
+#include "player/ffmpeg/PipeInput.h"
 
 namespace Player {
 
@@ -15,7 +17,7 @@ namespace Player {
 class FfmpegFile final : public MediaFile {
  public:
   /// Throws InputError.
-  explicit FfmpegFile(const std::string& path);
+  FfmpegFile(const std::string& path, ShouldStop shouldStop);
 
   const StreamFormat& format() const override { return m_format; }
   const Coding& coding() const override { return m_coding; }
@@ -34,6 +36,7 @@ class FfmpegFile final : public MediaFile {
   int readPacket();
   bool sendPacket();
 
+  const std::unique_ptr<PipeInput> m_pipe;  // none for a regular file
   Owned<AVFormatContext> m_container;
   Owned<AVCodecContext> m_decoder;
   Owned<AVPacket> m_packet;

@@ -28,9 +28,9 @@ void onRemark(void* about, int level, const char* format, va_list values) {
                  text.data());
 }
 
-std::unique_ptr<MediaFile> open(const std::string& path) {
+std::unique_ptr<MediaFile> open(const std::string& path, ShouldStop shouldStop) {
   av_log_set_callback(onRemark);
-  return std::make_unique<FfmpegFile>(path);
+  return std::make_unique<FfmpegFile>(path, shouldStop);
 }
 
 std::unique_ptr<BurstReader> readAc3(Track track, std::uint32_t rate) {

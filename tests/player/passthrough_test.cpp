@@ -171,7 +171,7 @@ TEST_F(Passthrough, aSignalLeavesWholeBursts) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   kill(process, SIGTERM);
-  EXPECT_EQ(end(process).status, 130);
+  EXPECT_EQ(end(process).status, 143);
   const Bytes bursts = readFile(path("out.spdif"));
   ASSERT_GT(bursts.size(), 0u);
   EXPECT_EQ(bursts.size() % kBurstBytes, 0u);

@@ -4,10 +4,13 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <fcntl.h>
 #include <fstream>
 #include <map>
 #include <signal.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 #include "tests/player/Wave.h"
 #include "tests/player/Workbench.h"
@@ -73,14 +76,52 @@ TEST_F(Reports, aSignalEndsItWithACompleteFile) {
     }
     kill(process, signal);
     const Result result = end(process);
-    EXPECT_EQ(result.status, 130) << result.err;
+    EXPECT_EQ(result.status, 128 + signal) << result.err;
     const Wave out = readWave(path("out.wav"));
     EXPECT_LT(out.frames(), in.frames());
     EXPECT_TRUE(isExactly(out, framesOf(in, 0, std::min(out.frames(), in.frames()))));
     const json totals = json::parse(std::ifstream(path("totals")));
-    EXPECT_EQ(totals["exit_status"], 130);
+    EXPECT_EQ(totals["exit_status"], 128 + signal);
     EXPECT_EQ(totals["buffers"]["balanced"], true);
     EXPECT_EQ(totals["buffers"]["held"], 0);
+  }
+}
+
+/// Whether it has handlers for signals: /proc shows them as a mask.
+bool catches(pid_t process, int signal) {
+  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  for (std::string word; status >> word;) {
+    if (word == "SigCgt:" && status >> word) {
+      return (std::stoull(word, nullptr, 16) >> (signal - 1) & 1) != 0;
+    }
+  }
+  return false;
+}
+
+TEST_F(Reports, aSignalEndsItThoughAnInputKeepsItWaiting) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  writeWave(path("in.wav"), noise({16, false, 2, 48000}, 48000 * 6));
+  Bytes begun = readFile(path("in.wav"));
+  begun.resize(1 << 20);  // as much as a pipe can hold
+  for (const int signal : {SIGINT, SIGTERM}) {
+    for (const bool hasWriter : {false, true}) {
+      const int writer =
+          hasWriter ? open(path("pipe").c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK) : -1;
+      fcntl(writer, F_SETPIPE_SZ, static_cast<int>(begun.size()));
+      EXPECT_EQ(write(writer, begun.data(), begun.size()),
+                hasWriter ? static_cast<ssize_t>(begun.size()) : -1);
+      std::filesystem::remove(path("events"));
+      const pid_t process =
+          begin(PLAYER, {"--real-time", "--device", "file:out.wav", "--events", "events", "pipe"});
+      while (!catches(process, signal) || (hasWriter && readFile(path("events")).empty())) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      }
+      kill(process, signal);
+      const Result result = end(process);
+      EXPECT_EQ(result.status, 128 + signal) << hasWriter << result.err;
+      EXPECT_EQ(result.err.find("pipe:"), std::string::npos) << result.err;
+      close(writer);
+    }
   }
 }
 
