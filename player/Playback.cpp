@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "player/PcmSource.h"
-#include "player/Progress.h"
 
 // The life of a stream: source (makes buffers ahead) → connect, configure → ready checks fill the
 // queue → clock and start → every buffer has come back → stop → disconnect. A failure or an
@@ -34,13 +33,11 @@ std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealN
 }  // namespace
 
 bool CycleFlow::goOn(const Device& device) {
-  const std::uint64_t now = Tavro::HostTime::now();
   const std::uint64_t cycles = device.cycles();
-  if (cycles != m_cycles || m_sinceNs == 0) {
-    m_cycles = cycles;
-    m_sinceNs = now;
+  if (std::exchange(m_cycles, cycles) != cycles) {
+    m_since.restart();
   }
-  return isSimulated() || now - m_sinceNs < kCyclesAwayNs;
+  return isSimulated() || m_since.elapsed() < kCyclesAwayNs;
 }
 
 Playback::Playback(const Stage& stage, const GetOutput& output, const StreamFormat& format,
@@ -188,8 +185,9 @@ void Playback::keepClock(bool plays) {
 void Playback::waitUntilHeard() {
   const Device& device = m_stage.device;
   const std::uint64_t frames = device.framesToHear();
-  const std::uint64_t deadline = Tavro::HostTime::now() + device.latencyNs() + kHearingPatienceNs;
-  while (device.framesHeard() < frames && Tavro::HostTime::now() < deadline) {
+  const std::uint64_t patienceNs = device.latencyNs() + kHearingPatienceNs;
+  RunningTime waited;
+  while (device.framesHeard() < frames && waited.elapsed() < patienceNs) {
     m_stage.wait(kReadyCheckNs);
   }
 }

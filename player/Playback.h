@@ -11,6 +11,7 @@
 #include "player/EventFile.h"
 #include "player/Output.h"
 #include "player/Playlist.h"
+#include "player/Progress.h"
 #include "player/RenderWatch.h"
 #include "player/Source.h"
 #include "tavro_core/Session.h"
@@ -32,14 +33,14 @@ struct DeviceChanged {
   std::optional<Spot> goesOnAt;  // none: nothing has been played yet
 };
 
-/// Whether the device runs cycles, as looked at every now and then.
+/// Whether the device runs cycles, as polled several times a second.
 class CycleFlow {
  public:
   bool goOn(const Device& device);
 
  private:
   std::uint64_t m_cycles = 0;
-  std::uint64_t m_sinceNs = 0;  // it runs no more
+  RunningTime m_since;  // the last new cycle
 };
 
 /// What all streams of a run have in common.

@@ -13,6 +13,10 @@ constexpr std::uint64_t kSamplePeriodNs = 10'000'000;
 // What a device's cycles may come early or late without being a leap.
 constexpr std::int32_t kJitterMs = 25;
 
+// The samples are 10 ms apart. When one is so late the process was stopped. It is as much as a
+// component queues, so less does not make what it fetches late.
+constexpr std::int32_t kStoppedMs = 200;
+
 constexpr std::uint32_t kHostBits = 0x7fffffff;
 constexpr std::uint32_t kGoesBit = 0x80000000;
 
@@ -60,9 +64,15 @@ std::uint32_t Clock::currentTime() {
   // An old word with a new host time could be ahead of everybody else's time.
   std::uint64_t word = m_reading.load(std::memory_order_acquire);
   for (;;) {
-    const std::uint32_t answer = Reading::unpacked(word).at(hostNowMs());
+    const Reading reading = Reading::unpacked(word);
+    const std::uint32_t hostMs = hostNowMs();
+    if (reading.goes && wasStopped(hostMs)) {
+      return m_answered.load(std::memory_order_relaxed);
+    }
+    const std::uint32_t answer = reading.at(hostMs);
     const std::uint64_t again = m_reading.load(std::memory_order_acquire);
     if (again == word) {
+      m_answered.store(answer, std::memory_order_relaxed);
       return answer;
     }
     word = again;
@@ -126,11 +136,17 @@ void Clock::run() {
 }
 
 void Clock::askTimeBases() {
+  const std::uint32_t hostMs = hostNowMs();
+  if (m_state == State::Follows && wasStopped(hostMs)) {
+    publish({m_answered.load(std::memory_order_relaxed), hostMs, false});
+    m_state = State::Armed;
+    m_followed = nullptr;
+  }
+  m_sampledMs.store(hostMs, std::memory_order_release);  // after the reading that goes with it
   if (m_state == State::Stands) {
     return;
   }
   TimeBaseInterface* const chosen = leader();
-  const std::uint32_t hostMs = hostNowMs();
   if (chosen == nullptr) {
     m_followed = nullptr;
     steer(reading().at(hostMs), hostMs);
@@ -145,6 +161,10 @@ void Clock::askTimeBases() {
   }
   m_lastBaseMs = baseMs;
   m_lastHostMs = hostMs;
+}
+
+bool Clock::wasStopped(std::uint32_t hostMs) const {
+  return difference(hostMs, m_sampledMs.load(std::memory_order_acquire)) > kStoppedMs;
 }
 
 TimeBaseInterface* Clock::leader() const {
@@ -209,6 +229,7 @@ Clock::Reading Clock::reading() const {
 }
 
 void Clock::publish(Reading reading) {
+  m_answered.store(reading.graphMs, std::memory_order_relaxed);
   m_reading.store(reading.packed(), std::memory_order_release);
 }
 

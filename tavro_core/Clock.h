@@ -21,6 +21,8 @@ namespace Tavro {
 /// - A leap of a time base, backwards or further than host time explains, anchors anew.
 /// - When it is ahead of its time base it waits for it: it never runs backwards, except by set().
 /// - Once it goes, it goes: with no time base running it follows host time.
+/// - While the process is stopped (SIGSTOP, a debugger) it does not go. Afterwards it continues as
+///   after start().
 ///
 /// Time bases are asked every 10 ms on a thread of the clock's own and whenever the host changes
 /// something; in between, host time carries the last answer on. So reading the time asks nobody.
@@ -59,11 +61,14 @@ class Clock final : public SessionClock {
   void follow(std::uint32_t baseMs, std::uint32_t hostMs);
   void anchor(std::uint32_t baseMs, std::uint32_t hostMs);
   void steer(std::uint32_t targetMs, std::uint32_t hostMs);
+  bool wasStopped(std::uint32_t hostMs) const;
   Reading reading() const;
   void publish(Reading reading);
 
   // One word, so that readers take no lock. Written with m_lock held.
   std::atomic<std::uint64_t> m_reading{0};
+  std::atomic<std::uint32_t> m_answered{0};   // the time that was read last
+  std::atomic<std::uint32_t> m_sampledMs{0};  // host time when the time bases were last asked
 
   // Held while time bases are asked, so that a removed one is not being asked any more. Time bases
   // take locks of their components under it: nothing that holds those may call the clock's

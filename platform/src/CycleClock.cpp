@@ -6,8 +6,9 @@
 namespace Platform {
 namespace {
 
-// A cycle later than this is not caught up with: the device was held, not merely busy.
-constexpr std::uint64_t kLongestCatchUpNs = 1'000'000'000;
+// A cycle later than this is not caught up with: the device or the process was stopped, not merely
+// busy, and clients have no more than this queued.
+constexpr std::uint64_t kLongestCatchUpNs = 200'000'000;
 
 }  // namespace
 

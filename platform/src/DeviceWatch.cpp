@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::chrono::milliseconds kPeriod{250};
 
+// A period that takes so long: the process was stopped, and the devices have not run again yet.
+constexpr std::uint64_t kStoppedNs = 500'000'000;
+
 void act(Device& device, CycleWatchdog::Finding finding) {
   using Finding = CycleWatchdog::Finding;
   Registry& registry = Registry::instance();
@@ -32,7 +35,11 @@ void act(Device& device, CycleWatchdog::Finding finding) {
 
 [[noreturn]] void watch() {
   for (;;) {
+    const std::uint64_t beganNs = Tavro::HostTime::now();
     std::this_thread::sleep_for(kPeriod);
+    if (Tavro::HostTime::now() - beganNs > kStoppedNs) {
+      continue;
+    }
     for (const auto& device : Registry::instance().devices()) {
       act(*device, device->look(Tavro::HostTime::now()));
     }
