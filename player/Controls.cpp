@@ -80,7 +80,7 @@ bool Controls::serveKeys(Playback& playback) {
         playback.seek({kStepNs, true});
         break;
       case Key::Quit:
-        throw PlayerError(ExitStatus::Interrupted, "interrupted");
+        throw StoppedByUser{};
     }
   }
   return served;

@@ -20,7 +20,7 @@ class Controls {
   Controls(const Options& options, Tavro::Clock& clock, bool withKeyboard, Wait wait);
 
   /// Does what is due, and comes back when it is not paused any more; answers whether anything was.
-  /// Throws PlayerError (interrupted).
+  /// Throws PlayerError, and StoppedByUser.
   bool serve(Playback& playback);
 
  private:

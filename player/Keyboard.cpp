@@ -6,6 +6,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "player/Terminal.h"
+
 // The signal handlers call only what may be called in one.
 
 namespace Player {
@@ -19,10 +21,17 @@ termios s_former;                  // written before s_taken
 std::atomic<bool> s_taken{false};  // the terminal is not as it was
 
 /// Only then may the terminal be read or changed: anything else would stop the process.
-bool isInForeground() { return tcgetpgrp(STDIN_FILENO) == getpgrp(); }
+bool isInForeground() { return Terminal::isOurs(STDIN_FILENO); }
 
+/// Keeps what was there before, unless that is still what an earlier call has set.
 void takeTerminal() {
-  termios single = s_former;
+  termios single{};
+  if (tcgetattr(STDIN_FILENO, &single) != 0) {
+    return;
+  }
+  if ((single.c_lflag & ICANON) != 0) {
+    s_former = single;
+  }
   single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
   single.c_cc[VMIN] = 0;  // a read does not wait
   single.c_cc[VTIME] = 0;
@@ -39,6 +48,9 @@ void onStop(int) {
   Keyboard::giveBack();
   raise(SIGSTOP);
 }
+
+/// The shell has set the terminal meanwhile, also after a SIGSTOP, which no handler sees.
+void onContinue(int) { s_taken.store(false); }
 
 void handle(int signal, void (*handler)(int), int flags) {
   struct sigaction former {};
@@ -105,6 +117,7 @@ Keyboard::Keyboard(bool wanted) : m_inUse(wanted && canBeUsed()) {
     handle(signal, onEnding, static_cast<int>(SA_RESETHAND | SA_NODEFER));
   }
   handle(SIGTSTP, onStop, SA_RESTART);
+  handle(SIGCONT, onContinue, SA_RESTART);
 }
 
 Keyboard::~Keyboard() { giveBack(); }

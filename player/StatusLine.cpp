@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <unistd.h>
 
+#include "player/Terminal.h"
 #include "tavro_core/Log.h"
 
 namespace Player {
@@ -33,7 +35,7 @@ StatusLine::StatusLine(bool shown)
       m_next(std::chrono::steady_clock::now() + (m_onTerminal ? milliseconds{0} : kElsewhere)) {
   if (m_shown && m_onTerminal) {
     Tavro::setLogSink([](Tavro::LogLevel, std::string_view line) {
-      put(fmt::format("{}{}\n", kClearLine, line));
+      put(fmt::format("{}{}\n", Terminal::isOurs(STDERR_FILENO) ? kClearLine : "", line));
     });
   }
 }
@@ -41,19 +43,25 @@ StatusLine::StatusLine(bool shown)
 StatusLine::~StatusLine() {
   if (m_shown && m_onTerminal) {
     Tavro::setLogSink({});
-    put(kClearLine);
+    if (Terminal::isOurs(STDERR_FILENO)) {
+      put(kClearLine);
+    }
   }
 }
 
 void StatusLine::show(const Status& status) {
   const auto now = std::chrono::steady_clock::now();
-  if (!m_shown || now < m_next) {
+  if (!m_shown || now < m_next || (m_onTerminal && !Terminal::isOurs(STDERR_FILENO))) {
     return;
   }
   m_next = now + (m_onTerminal ? kOnTerminal : kElsewhere);
   const std::string total = status.totalSeconds > 0 ? " / " + clockText(status.totalSeconds) : "";
-  const std::string text = fmt::format("{}{}  queue {}  {}", clockText(status.elapsedSeconds),
-                                       total, status.queued, nameOf(status.state));
+  std::string text = fmt::format("{}{}  queue {}  {}", clockText(status.elapsedSeconds), total,
+                                 status.queued, nameOf(status.state));
+  const unsigned columns = m_onTerminal ? Terminal::columns(STDERR_FILENO) : 0;
+  if (columns > 0) {
+    text.resize(std::min<std::size_t>(text.size(), columns - 1));  // the last one may wrap
+  }
   put(m_onTerminal ? kClearLine + text : "tavro-play: " + text + "\n");
 }
 

@@ -8,9 +8,9 @@
 
 namespace Player {
 
-/// How far it is: on a terminal one line that is written over, elsewhere a line every ten seconds,
-/// both by the wall, in simulated time too. While it lives, log lines come through it. One at a
-/// time.
+/// Shows the progress: on a terminal one line that is written over, cut to the terminal's width and
+/// left out in the background; elsewhere a line every ten seconds. Both go by real time, in
+/// simulated time too. While it lives, log lines come through it. One at a time.
 class StatusLine {
  public:
   explicit StatusLine(bool shown);

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -12,6 +13,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <thread>
@@ -43,9 +45,9 @@ class OnTerminal : public Workbench {
     close(m_screen);
   }
 
-  void playOnTerminal() {
-    Words words{PLAYER,   "--real-time",  "--device",    "file:" + path("out.wav"),
-                "--json", path("totals"), path("in.wav")};
+  void playOnTerminal(const std::string& input = "in.wav", Words words = {}) {
+    words.insert(words.end(), {PLAYER, "--real-time", "--device", "file:" + path("out.wav"),
+                               "--json", path("totals"), "--events", path("events"), path(input)});
     std::vector<char*> arguments;
     for (std::string& word : words) {
       arguments.push_back(word.data());
@@ -54,7 +56,7 @@ class OnTerminal : public Workbench {
     m_process = fork();
     if (m_process == 0) {
       login_tty(m_terminal);
-      execv(PLAYER, arguments.data());
+      execvp(arguments[0], arguments.data());
       _exit(127);
     }
   }
@@ -63,32 +65,30 @@ class OnTerminal : public Workbench {
     ASSERT_EQ(write(m_screen, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
   }
 
+  void await(const std::function<bool()>& isSo) {
+    for (int looks = 0; looks < 6000 && !isSo(); ++looks) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_TRUE(isSo()) << "the last status line: " << statusLine();
+  }
   /// Until the last status line is like that: the elapsed seconds and the state.
   using Condition = std::function<bool(double elapsedSeconds, const std::string& state)>;
   void await(const Condition& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (std::chrono::steady_clock::now() < end) {
+    await([&] {
       double seconds = 0;
       std::array<char, 32> state{};
-      if (std::sscanf(statusLine().c_str(), "0:00:%lf / %*s queue %*d %31[a-z]", &seconds,
-                      state.data()) == 2 &&
-          condition(seconds, state.data())) {
-        return;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    FAIL() << "not seen; the last line: " << statusLine();
+      return std::sscanf(statusLine().c_str(), "0:00:%lf / %*s queue %*d %31[a-z]", &seconds,
+                         state.data()) == 2 &&
+             condition(seconds, state.data());
+    });
   }
   void await(const std::string& wanted) {
     await([&](double, const std::string& state) { return state == wanted; });
   }
 
   /// Until it is read key by key.
-  void awaitKeys() const {
-    for (int looks = 0; looks < 6000 && readsLines(); ++looks) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    EXPECT_FALSE(readsLines());
+  void awaitKeys() {
+    await([this] { return !readsLines(); });
   }
 
   /// The exit status, or the signal's number, negative.
@@ -105,12 +105,28 @@ class OnTerminal : public Workbench {
     return (now.c_lflag & ICANON) != 0 && (now.c_lflag & ECHO) != 0;
   }
 
+  void resize(unsigned short columns) const {
+    const winsize size{.ws_row = 25, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    ASSERT_EQ(ioctl(m_screen, TIOCSWINSZ, &size), 0);
+  }
+
+  std::string screen() {
+    const std::lock_guard guard(m_lock);
+    return m_text;
+  }
   void forgetScreen() {
     const std::lock_guard guard(m_lock);
     m_text.clear();
   }
 
   json totals() const { return json::parse(std::ifstream(path("totals")), nullptr, false); }
+
+  /// The last one, without what clears the line before it.
+  std::string statusLine() {
+    const std::string text = screen();
+    const std::size_t start = text.rfind("\033[K");
+    return start != std::string::npos ? text.substr(start + 3) : "";
+  }
 
   pid_t m_process = 0;
 
@@ -121,13 +137,6 @@ class OnTerminal : public Workbench {
       const std::lock_guard guard(m_lock);
       m_text.append(text.data(), static_cast<std::size_t>(count));
     }
-  }
-
-  /// The last one, without what clears the line before it.
-  std::string statusLine() {
-    const std::lock_guard guard(m_lock);
-    const std::size_t start = m_text.rfind("\033[K");
-    return start != std::string::npos ? m_text.substr(start + 3) : "";
   }
 
   int m_screen = -1;
@@ -150,7 +159,8 @@ TEST_F(OnTerminal, keysPauseSeekAndStop) {
   press(" ");
   await("playing");
   press("q");
-  EXPECT_EQ(end(), 130);
+  EXPECT_EQ(end(), 0);
+  EXPECT_EQ(screen().find("interrupted"), std::string::npos);
   EXPECT_TRUE(readsLines());
   EXPECT_EQ(totals()["seeks"], 3);
   EXPECT_EQ(totals()["buffers"]["dropped_late"], 0);
@@ -173,28 +183,52 @@ TEST_F(OnTerminal, itComesBackAfterEverySignal) {
     playOnTerminal();
     awaitKeys();
     kill(m_process, signal);
-    EXPECT_EQ(end(), signal == SIGINT || signal == SIGTERM ? 130 : -signal);
+    EXPECT_EQ(end(), signal == SIGINT || signal == SIGTERM ? 128 + signal : -signal);
     EXPECT_TRUE(readsLines());
     forgetScreen();
   }
 }
 
-TEST_F(OnTerminal, stoppedItIsTheShells) {
-  playOnTerminal();
-  awaitKeys();
-  press(" ");
-  await("paused");
-  kill(m_process, SIGTSTP);
-  int status = 0;
-  ASSERT_EQ(waitpid(m_process, &status, WUNTRACED), m_process);
-  EXPECT_TRUE(WIFSTOPPED(status));
+TEST_F(OnTerminal, stoppedItLeavesTheTerminalAndLosesNothing) {
+  const Wave in = noise({16, false, 2, 48000}, 48000 * 2);
+  writeWave(path("short.wav"), in);
+  for (const int signal : {SIGTSTP, SIGSTOP}) {
+    SCOPED_TRACE(signal);
+    playOnTerminal("short.wav");
+    awaitKeys();
+    await([](double seconds, const std::string&) { return seconds >= 0.4; });
+    kill(m_process, signal);
+    int status = 0;
+    ASSERT_EQ(waitpid(m_process, &status, WUNTRACED), m_process);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    EXPECT_EQ(readsLines(), signal == SIGTSTP);
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
+    kill(m_process, SIGCONT);
+    awaitKeys();
+    EXPECT_EQ(end(), 0);
+    EXPECT_TRUE(readsLines());
+    EXPECT_TRUE(isExactly(readWave(path("out.wav")), in.data));
+    forgetScreen();
+  }
+}
+
+TEST_F(OnTerminal, theStatusLineIsForTheForegroundAndNoWiderThanTheTerminal) {
+  resize(20);
+  playOnTerminal("in.wav", {"sh", "-c", "set -m; \"$@\" & read line; fg", "sh"});
+  await([this] {
+    return std::filesystem::exists(path("events")) && !readFile(path("events")).empty();
+  });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(screen().find("\033[K"), std::string::npos) << screen();
   EXPECT_TRUE(readsLines());
-  kill(m_process, SIGCONT);
+  press("\n");
   awaitKeys();
-  press(" ");
-  await("playing");
+  for (const std::uint16_t columns : {std::uint16_t{20}, std::uint16_t{12}}) {
+    resize(columns);
+    await([&] { return statusLine().size() == columns - 1U; });
+  }
   press("q");
-  EXPECT_EQ(end(), 130);
+  EXPECT_EQ(end(), 0);
 }
 
 }  // namespace
