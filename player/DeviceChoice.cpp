@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 
 #include "player/ExitStatus.h"
@@ -16,6 +17,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kFilePrefix = "file:";
 constexpr std::string_view kBurstSuffix = ".spdif";
+constexpr const char* kServerPrefix = "pulse:";
+constexpr const char* kSinkVariable = "PULSE_SINK";
 constexpr const char* kAlsaDefault = "alsa:default";
 constexpr std::uint32_t kMostChannels = 8;
 
@@ -45,7 +48,7 @@ std::string freeName(const std::string& input) {
 /// The server, else ALSA, else a file; tells why it is not the server.
 void chooseByItself(DeviceChoice& choice, const Options& options, const SoundingDevice& sounding) {
   choice.identifier = sounding.identifier;
-  choice.followsDefault = sounding.isServers;
+  choice.followsDefault = sounding.isDefault;
   choice.isFile = sounding.identifier.empty();
   std::string what = "playing on " + choice.identifier;
   if (choice.isFile) {
@@ -59,15 +62,36 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
   }
 }
 
+/// Returns the sink that the user has set for streams of no device in particular.
+std::string usersSink(const std::vector<AudioDevices::DeviceDescription>& devices,
+                      const std::string& sink) {
+  const std::string identifier = kServerPrefix + sink;
+  const bool isThere = std::any_of(devices.begin(), devices.end(), [&](const auto& device) {
+    return device.identifier == identifier;
+  });
+  if (!isThere) {
+    throw PlayerError(
+        ExitStatus::DeviceFailed,
+        fmt::format("{} names '{}', which is no sink of the sound server: unset it, or "
+                    "choose one from --list-devices",
+                    kSinkVariable, sink));
+  }
+  return identifier;
+}
+
 }  // namespace
 
 SoundingDevice soundingDevice() {
   AudioDevices::Failure noServer;
   const std::vector<AudioDevices::DeviceDescription> devices = AudioDevices::list(&noServer);
+  const char* const sink = std::getenv(kSinkVariable);
+  if (!noServer && sink != nullptr && *sink != '\0') {
+    return {usersSink(devices, sink), true, "", false};
+  }
   const auto chosen =
       std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.isDefault; });
   if (chosen != devices.end()) {
-    return {chosen->identifier, true};
+    return {chosen->identifier, true, "", true};
   }
   const std::string reason = noServer ? noServer.message : "the sound server has no default sink";
   AudioDevices::Failure noAlsa;

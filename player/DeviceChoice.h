@@ -21,14 +21,15 @@ struct DeviceChoice {
   bool followsDefault = false;  // plays on whatever the default output device is at the moment
 };
 
-/// The device that sound goes to when none is named: the default one of the sound server, else
-/// ALSA's, if it can be opened.
+/// The device that sound goes to when none is named: the sink that the user has set by PULSE_SINK,
+/// else the default one of the sound server, else ALSA's, if it can be opened.
 struct SoundingDevice {
   std::string identifier;  // empty: there is none
   bool isServers = false;
-  std::string reason{};  // why it is not the server's, and why there is none
+  std::string reason{};    // why it is not the server's, and why there is none
+  bool isDefault = false;  // of the server, so that playback follows it
 };
-SoundingDevice soundingDevice();
+SoundingDevice soundingDevice();  // throws PlayerError: PULSE_SINK names no sink
 
 /// Asks for the sounding device when none is named. Throws PlayerError (usage) for what makes no
 /// sense: an input as the output, simulated time on a device that sounds.

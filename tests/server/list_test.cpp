@@ -42,6 +42,10 @@ TEST_F(DevicesOfAServer, anUnknownNameIsToldWithOrWithoutAServer) {
   EXPECT_EQ(without.status, 4);
   EXPECT_NE(without.err.find("no sound server"), std::string::npos) << without.err;
   startServer({{"one"}});
+  setenv("PULSE_SINK", "nowhere", 1);
+  const Result byVariable = play({"in.wav"});
+  EXPECT_EQ(byVariable.status, 4);
+  EXPECT_NE(byVariable.err.find("PULSE_SINK names 'nowhere'"), std::string::npos) << byVariable.err;
   const Result with = play({"--device", "pulse:nowhere", "in.wav"});
   EXPECT_EQ(with.status, 4);
   EXPECT_NE(with.err.find("there is no device 'pulse:nowhere'"), std::string::npos) << with.err;
