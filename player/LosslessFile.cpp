@@ -110,6 +110,11 @@ LosslessFile::LosslessFile(std::string path, File file, const SF_INFO& info, con
       m_length(static_cast<std::uint64_t>(info.frames)),
       m_piece(kPieceFrames * coding.channels * bytesRead(type)) {}
 
+std::string LosslessFile::title() const {
+  return titleOf(sf_get_string(m_file.get(), SF_STR_ARTIST),
+                 sf_get_string(m_file.get(), SF_STR_TITLE));
+}
+
 std::uint64_t LosslessFile::seek(std::uint64_t target) {
   const std::uint64_t frame = std::min(target, m_length);
   if (sf_seek(m_file.get(), static_cast<sf_count_t>(frame), SEEK_SET) < 0) {

@@ -37,6 +37,9 @@ class MediaFile {
   /// Frames that the file says it has; none if it does not say.
   virtual std::optional<std::uint64_t> length() const = 0;
 
+  /// "Artist - Title" as far as the file says, or empty.
+  virtual std::string title() const = 0;
+
   /// Goes to a frame at or before `target`, as near as is quick, and answers how many are to be
   /// left out from there. Before the first decode().
   virtual std::uint64_t seek(std::uint64_t target) = 0;
@@ -49,6 +52,14 @@ class MediaFile {
   /// What was wrong with the stream as far as it was read; empty: nothing. After the end.
   virtual std::string damage() const = 0;
 };
+
+/// Joins what a file says; null: nothing.
+inline std::string titleOf(const char* artist, const char* title) {
+  if (title == nullptr) {
+    return "";
+  }
+  return (artist != nullptr ? artist + std::string(" - ") : "") + title;
+}
 
 /// Throws InputError.
 std::unique_ptr<MediaFile> openMedia(const std::string& path);

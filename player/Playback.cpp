@@ -138,6 +138,9 @@ void Playback::playToTheEnd(const Between& between) {
       ledger.notifyWhenReturned(toReturn(m_source->buffers()), m_stage.wake);
     }
     m_stage.wait(watchNs());
+    if (const std::optional<std::size_t> position = m_source->presentPosition()) {
+      m_stage.enterTrack(*position);
+    }
     const bool isHeld = goWithDevice();
     if (between(*this) || isHeld) {
       progress = {};

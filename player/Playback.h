@@ -54,7 +54,8 @@ struct Stage {
   std::uint32_t bufferMs;                      // of decoded sound
   std::function<void(std::uint64_t ns)> wait;  // so long or until woken; throws PlayerError
   std::function<void(PlayerState state)> enter;
-  std::function<void()> loadBundle;  // before a component is asked for
+  std::function<void(std::size_t position)> enterTrack;  // as often as convenient
+  std::function<void()> loadBundle;                      // before a component is asked for
 };
 
 /// One stream on its way through an output. [host-thread]

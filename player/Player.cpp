@@ -43,6 +43,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
               options.bufferMs,
               [this](std::uint64_t ns) { wait(ns); },
               [this](PlayerState state) { enter(state); },
+              [this](std::size_t position) { enterTrack(position); },
               [this] { loadBundle(); }},
       m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
                  [this](std::uint64_t ns) { wait(ns); }) {
@@ -196,6 +197,7 @@ ExitStatus Player::finish(ExitStatus status) {
 void Player::playStream(const StreamFormat& format) {
   m_session.clock().pause();
   const std::size_t position = m_playlist.position();
+  enterTrack(position);
   m_streamChannels = format.bursts ? 0 : format.channels;
   try {
     Playback playback(
@@ -337,6 +339,12 @@ void Player::tellOfRealTime() {
 void Player::enter(PlayerState state) {
   m_state = state;
   m_events.record(state);
+}
+
+void Player::enterTrack(std::size_t position) {
+  if (std::exchange(m_track, position) != position) {
+    AudioDevices::setStreamName(m_playlist.nameOf(position));
+  }
 }
 
 void Player::tell(const PlayerError& error) const {

@@ -50,6 +50,7 @@ class Player {
   void requireNoViolation() const;
   void wait(std::uint64_t ns);
   void enter(PlayerState state);
+  void enterTrack(std::size_t position);
   void tell(const PlayerError& error) const;
   void tellOfRealTime();
 
@@ -69,6 +70,7 @@ class Player {
   const std::uint64_t m_startNs = Tavro::HostTime::now();
   std::optional<Spot> m_spot;  // where the next stream begins, if it was played that far before
   bool m_toldOfRealTime = false;
+  std::optional<std::size_t> m_track;                   // that was entered last
   AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // though it offers to take them
   AudioDeviceID m_plannedDevice = kAudioObjectUnknown;
   std::size_t m_plannedChannels = 0;  // its

@@ -1,6 +1,7 @@
 #include "player/Playlist.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "player/Interrupt.h"
@@ -11,7 +12,7 @@ namespace Player {
 Playlist::Playlist(const Options& options) : m_options(options) {
   for (const std::string& path : options.files) {
     if (std::unique_ptr<MediaFile> file = open(path)) {
-      m_entries.push_back({path, file->format(), file->coding(), file->length()});
+      m_entries.push_back({path, file->format(), file->coding(), file->length(), file->title()});
       if (m_entries.size() == 1) {
         m_first = std::move(file);
       }
@@ -75,6 +76,13 @@ std::optional<Track> Playlist::next(const StreamFormat& format) {
     }
   }
   return std::nullopt;
+}
+
+AudioDevices::StreamName Playlist::nameOf(std::size_t position) const {
+  const Entry& entry = m_entries[position % m_entries.size()];
+  const std::string title =
+      entry.title.empty() ? std::filesystem::path(entry.path).filename().string() : entry.title;
+  return {title, title, entry.path};
 }
 
 void Playlist::report(const std::string& path, const std::string& problem) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <AudioDevices/AudioDevices.h>
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -57,6 +59,9 @@ class Playlist {
   std::size_t position() const { return m_next; }
   void goTo(std::size_t position) { m_next = position; }
 
+  /// Returns how a mixer should call the input at a position. [any-thread]
+  AudioDevices::StreamName nameOf(std::size_t position) const;
+
   /// Tells why an input was not (wholly) played, once for each.
   void report(const std::string& path, const std::string& problem);
 
@@ -69,6 +74,7 @@ class Playlist {
     StreamFormat format;
     Coding coding;
     std::optional<std::uint64_t> frames;
+    std::string title;
     bool passedThrough = false;
   };
 

@@ -138,6 +138,12 @@ std::uint32_t Source::presentStampMs() {
   return stampOf(frameOf(consumed()));
 }
 
+std::optional<std::size_t> Source::presentPosition() {
+  const std::lock_guard guard(m_lock);
+  const TrackMarks::Mark* track = m_tracks.at(frameOf(consumed()));
+  return track != nullptr ? std::optional(track->position) : std::nullopt;
+}
+
 std::uint32_t Source::nextStampMs() {
   const std::lock_guard guard(m_lock);
   return stampOf(frameOf(taken()));

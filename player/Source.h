@@ -89,6 +89,10 @@ class Source : public Tavro::PortInterface {
   /// When the first buffer that the component is not done with is due, in graph time. [host-thread]
   std::uint32_t presentStampMs();
 
+  /// Returns where in the playlist that buffer's track is, or nothing before the first one.
+  /// [host-thread]
+  std::optional<std::size_t> presentPosition();
+
   /// When the next buffer is due, in graph time. [host-thread], while held
   std::uint32_t nextStampMs();
 

@@ -21,6 +21,21 @@ AudioDevices::Failure noServer(const char* reason) {
           .message = std::string("no sound server: ") + reason};
 }
 
+using Properties = std::unique_ptr<pa_proplist, decltype(&pa_proplist_free)>;
+
+Properties propertiesOf(const AudioDevices::StreamName& name, const char* unnamed) {
+  Properties properties(pa_proplist_new(), &pa_proplist_free);
+  const auto set = [&](const char* key, const std::string& text) {
+    char* const valid = pa_utf8_filter(text.c_str());
+    pa_proplist_sets(properties.get(), key, valid);
+    pa_xfree(valid);
+  };
+  set(PA_PROP_MEDIA_NAME, name.name.empty() ? unnamed : name.name);
+  set(PA_PROP_MEDIA_TITLE, name.title);
+  set(PA_PROP_MEDIA_FILENAME, name.file);
+  return properties;
+}
+
 constexpr int kMostDoubts = 3;
 
 struct Deadline {
@@ -126,7 +141,37 @@ void PulseConnection::onEvent(pa_context* /*context*/, pa_subscription_event_typ
   static_cast<PulseConnection*>(connection)->look();
 }
 
+/// One that the server has not answered yet keeps the name it was made with.
+void PulseConnection::setStreamName(const AudioDevices::StreamName& name) {
+  const Hold hold(*this);
+  m_streamName = name;
+  const Properties properties = propertiesOf(name, "Sound");
+  for (pa_stream* const stream : m_streams) {
+    letRun(
+        pa_stream_proplist_update(stream, PA_UPDATE_REPLACE, properties.get(), nullptr, nullptr));
+  }
+}
+
+pa_stream* PulseConnection::newStream(const char* unnamed, const pa_sample_spec& spec,
+                                      const pa_channel_map& map) {
+  return keep(pa_stream_new_with_proplist(m_context, nullptr, &spec, &map,
+                                          propertiesOf(m_streamName, unnamed).get()));
+}
+
+pa_stream* PulseConnection::newStream(const char* unnamed, pa_format_info* format) {
+  return keep(pa_stream_new_extended(m_context, nullptr, &format, 1,
+                                     propertiesOf(m_streamName, unnamed).get()));
+}
+
+pa_stream* PulseConnection::keep(pa_stream* stream) {
+  if (stream != nullptr) {
+    m_streams.push_back(stream);
+  }
+  return stream;
+}
+
 void PulseConnection::end(pa_stream* stream) {
+  std::erase(m_streams, stream);
   ++m_ending;
   if (pa_stream_get_state(stream) == PA_STREAM_CREATING) {
     pa_stream_set_state_callback(stream, onAnswer, this);

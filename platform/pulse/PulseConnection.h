@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <pulse/pulseaudio.h>
+#include <vector>
 
 #include "SoundServer.h"
 
@@ -53,6 +54,13 @@ class PulseConnection {
   pa_context* context() const { return m_context; }
   pa_mainloop_api* api() const { return pa_threaded_mainloop_get_api(m_loop); }
 
+  /// Names all streams, those that play now included. [host-thread]
+  void setStreamName(const AudioDevices::StreamName& name);
+
+  /// Makes streams of that name, or of `unnamed` without one; ended by end(). Null on failure.
+  pa_stream* newStream(const char* unnamed, const pa_sample_spec& spec, const pa_channel_map& map);
+  pa_stream* newStream(const char* unnamed, pa_format_info* format);
+
   /// Ends a stream, whose callbacks are its maker's no more. One that the server has not answered
   /// yet can only be ended then, so areAllEnded() may be false for a while.
   void end(pa_stream* stream);
@@ -74,6 +82,7 @@ class PulseConnection {
   void ask();
   bool fitsTogether() const;
   void publish(ServerState state);
+  pa_stream* keep(pa_stream* stream);
 
   pa_threaded_mainloop* m_loop = nullptr;
   pa_context* m_context = nullptr;
@@ -86,6 +95,8 @@ class PulseConnection {
   std::uint64_t m_looks = 0;  // begun
   int m_doubts = 0;           // looks in a row whose answers did not fit together
   int m_ending = 0;           // streams
+  std::vector<pa_stream*> m_streams;
+  AudioDevices::StreamName m_streamName;
 
   mutable std::mutex m_stateLock;  // a leaf
   ServerState m_state;

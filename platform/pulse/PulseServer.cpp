@@ -16,6 +16,9 @@ class PulseServer final : public SoundServer {
 
   bool refresh() override { return m_connection->answers(); }
   ServerState state() const override { return m_connection->state(); }
+  void setStreamName(const AudioDevices::StreamName& name) override {
+    m_connection->setStreamName(name);
+  }
   std::unique_ptr<SinkDriver> makeDriver(const Sink& sink) override {
     return std::make_unique<PulseDriver>(m_connection, sink);
   }

@@ -1,7 +1,6 @@
 #include "PulseStream.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <utility>
@@ -106,14 +105,8 @@ OSStatus PulseStream::openAndWait() {
 }
 
 bool PulseStream::connect() {
-  pa_context* const context = m_connection->context();
-  if (m_plan.bursts) {
-    const FormatInfo format = burstFormat(m_plan.spec.rate);
-    std::array offered = {format.get()};
-    m_stream = pa_stream_new_extended(context, "AC-3", offered.data(), 1, nullptr);
-  } else {
-    m_stream = pa_stream_new(context, "Sound", &m_plan.spec, &m_plan.map);
-  }
+  m_stream = m_plan.bursts ? m_connection->newStream("AC-3", burstFormat(m_plan.spec.rate).get())
+                           : m_connection->newStream("Sound", m_plan.spec, m_plan.map);
   if (m_stream == nullptr) {
     return false;
   }
@@ -314,7 +307,7 @@ void PulseStream::measureDrift() {
 void bringBackRate(PulseConnection& connection, const std::string& sink,
                    const pa_sample_spec& former, const pa_channel_map& map) {
   const PulseConnection::Hold hold(connection);
-  pa_stream* const stream = pa_stream_new(connection.context(), "Sound", &former, &map);
+  pa_stream* const stream = connection.newStream("Sound", former, map);
   if (stream == nullptr) {
     return;
   }

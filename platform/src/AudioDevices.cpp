@@ -95,6 +95,10 @@ std::vector<AttachableDevice> listAlsa(Failure* noAlsa) {
   return names;
 }
 
+void setStreamName(const StreamName& name) {
+  Platform::ServerDevices::instance().setStreamName(name);
+}
+
 AudioDeviceID attach(const std::string& identifier, Failure* failure,
                      const AttachOptions& options) {
   Failure found;

@@ -46,6 +46,14 @@ AudioDevices::Failure ServerDevices::update() {
   return failure;
 }
 
+void ServerDevices::setStreamName(const AudioDevices::StreamName& name) {
+  const std::lock_guard lock(m_lock);
+  m_streamName = name;
+  if (m_server) {
+    m_server->setStreamName(name);
+  }
+}
+
 AudioDevices::Failure ServerDevices::connect() {
   AudioDevices::Failure failure;
   const auto connectTo = loadEntry<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry);
@@ -55,6 +63,7 @@ AudioDevices::Failure ServerDevices::connect() {
   }
   if (SoundServer* const connected = connectTo.entry(*this, failure)) {
     m_server.reset(connected);
+    m_server->setStreamName(m_streamName);
   }
   if (m_server && !std::exchange(m_watched, true)) {
     std::thread([this] { watch(); }).detach();

@@ -32,6 +32,9 @@ class ServerDevices final : private SoundServerListener {
   /// inside a cycle
   AudioDevices::Failure update();
 
+  /// Also names the streams of later connections. [host-thread]
+  void setStreamName(const AudioDevices::StreamName& name);
+
  private:
   static constexpr std::chrono::milliseconds kFirstBackOff{250};
   static constexpr std::chrono::milliseconds kLongestBackOff{4000};
@@ -59,6 +62,7 @@ class ServerDevices final : private SoundServerListener {
 
   // Guarded by m_lock
   std::unique_ptr<SoundServer> m_server;
+  AudioDevices::StreamName m_streamName;
   std::map<std::string, Entry> m_entries;  // by the sink's name
   bool m_watched = false;
   std::chrono::milliseconds m_backOff = kFirstBackOff;  // until the next try to connect again

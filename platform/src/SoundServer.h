@@ -57,6 +57,9 @@ class SoundServer {
   /// As last heard of; asks nobody. [any-thread]
   virtual ServerState state() const = 0;
 
+  /// Names all streams, present and future. Does not wait. [host-thread]
+  virtual void setStreamName(const AudioDevices::StreamName& name) = 0;
+
   /// The driver may outlive this object. [host-thread]
   virtual std::unique_ptr<SinkDriver> makeDriver(const Sink& sink) = 0;
 };

@@ -114,6 +114,16 @@ std::optional<std::uint64_t> FfmpegFile::length() const {
   return std::nullopt;
 }
 
+/// Some containers keep the texts with the stream.
+std::string FfmpegFile::title() const {
+  const auto text = [this](const char* key) {
+    const AVDictionaryEntry* entry = av_dict_get(m_container->metadata, key, nullptr, 0);
+    entry = entry != nullptr ? entry : av_dict_get(m_stream->metadata, key, nullptr, 0);
+    return entry != nullptr ? entry->value : nullptr;
+  };
+  return titleOf(text("artist"), text("title"));
+}
+
 /// Whether times and lengths of the stream are counts of frames, and right.
 bool FfmpegFile::hasExactTimes() const {
   const AVCodecID codec = m_decoder->codec_id;

@@ -22,6 +22,7 @@ class FfmpegFile final : public MediaFile {
   const StreamFormat& format() const override { return m_format; }
   const Coding& coding() const override { return m_coding; }
   std::optional<std::uint64_t> length() const override;
+  std::string title() const override;
   std::uint64_t seek(std::uint64_t target) override;
   bool decode(const StreamFormat& target, std::vector<std::uint8_t>& out) override;
   std::string damage() const override;

@@ -108,15 +108,43 @@ TEST_F(EventsOnAServer, playbackFollowsTheDefaultSink) {
   EXPECT_TRUE(contains(recorded(kTwo, 0), ending()));
 }
 
+/// By an option, or by the variable that the server's own programs go by.
 TEST_F(EventsOnAServer, anExplicitChoiceStaysAndTheServersDefaultIsLeftAlone) {
-  record(kTwo);
-  const pid_t player = beginOn(kOne, {"--device", "pulse:one", "in.wav"});
-  pactl({"set-default-sink", "two"});
+  for (const char* device : {"pulse:one", "auto"}) {
+    pactl({"set-default-sink", "off"});
+    record(kTwo);
+    setenv("PULSE_SINK", device == std::string("auto") ? "one" : "two", 1);
+    const pid_t player = beginOn(kOne, {"--device", device, "in.wav"});
+    pactl({"set-default-sink", "two"});
+    const Result result = end(player);
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(liesIn(recorded(kOne, m_in.data.size()), m_in.data, 4)) << device;
+    EXPECT_FALSE(hasSound(recorded(kTwo, 0)));
+    EXPECT_EQ(defaultSink(), "two");
+    forgetRecordings();
+  }
+}
+
+TEST_F(EventsOnAServer, theMixerShowsWhatPlays) {
+  ffmpeg({"-i", "in.wav", "-metadata", "title=Song", "-metadata", "artist=Band", "song.flac"});
+  const pid_t player = begin(PLAYER, {"song.flac", "in.wav"});
+  for (const char* name : {"media.name = \"Band - Song\"", "media.name = \"in.wav\""}) {
+    EXPECT_TRUE(eventually([&] {
+      return pactl({"list", "sink-inputs"}).find(name) != std::string::npos;
+    })) << name;
+  }
+  EXPECT_EQ(end(player).status, 0);
+}
+
+TEST_F(EventsOnAServer, aPlayerThatWasStoppedPlaysTheRest) {
+  const pid_t player = beginOn(kOne, {"in.wav"});
+  kill(player, SIGSTOP);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  kill(player, SIGCONT);
   const Result result = end(player);
-  EXPECT_EQ(result.status, 0) << result.err;
-  EXPECT_TRUE(liesIn(recorded(kOne, m_in.data.size()), m_in.data, 4));
-  EXPECT_FALSE(hasSound(recorded(kTwo, 0)));
-  EXPECT_EQ(defaultSink(), "two");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_TRUE(contains(recorded(kOne, 0), ending()));
 }
 
 TEST_F(EventsOnAServer, playbackMovesOnWhenTheDefaultSinkGoes) {

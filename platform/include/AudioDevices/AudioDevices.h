@@ -79,6 +79,17 @@ struct AttachableDevice {
 /// one line. Waits for libasound for 3 s at most.
 std::vector<AttachableDevice> listAlsa(Failure* noAlsa = nullptr);
 
+/// What this process plays, as the mixer of a sound server shows it.
+struct StreamName {
+  std::string name;
+  std::string title{};
+  std::string file{};
+  bool operator==(const StreamName&) const = default;
+};
+/// Names the streams of this process, those that play now included. Without a server the name is
+/// kept until there is one. [host-thread]
+void setStreamName(const StreamName& name);
+
 /// What a file device is to be, besides its path.
 struct AttachOptions {
   /// A WAV file's stream offers AC-3 formats beside PCM; the file then holds bursts dressed as 16
