@@ -239,7 +239,7 @@ void FileDriver::afterCycle() {
   }
   if (m_framesSinceCheck >= m_content->frames.rate) {
     m_framesSinceCheck = 0;
-    m_file.checkPath();
+    m_file.check();
   }
 }
 

@@ -5,10 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace Platform {
@@ -97,6 +94,7 @@ int sampleFormatCode(SampleType type) {
 std::string errorText(int error) { return std::generic_category().message(error); }
 
 constexpr const char* kChooseAnother = "Choose another path.";
+constexpr const char* kMakeRoom = "Make room or choose another path.";
 
 /// Why the library failed: the system's error where there was one, else its own sentence.
 std::string reasonOf(int error, SNDFILE* file) {
@@ -124,10 +122,9 @@ std::vector<std::size_t> waveOrder(const Labels& labels) {
 void SoundFile::Close::operator()(sf_private_tag* file) const { sf_close(file); }
 
 SoundFile::SoundFile(std::string path, Container container)
-    : m_path(std::move(path)), m_container(container) {
-  m_descriptor = ::open(m_path.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0666);
-  if (m_descriptor < 0) {
-    fail("cannot be created", errorText(errno), kChooseAnother);
+    : m_path(std::move(path)), m_container(container), m_output(m_path) {
+  if (m_output.descriptor() < 0) {
+    fail("cannot be created", errorText(m_output.error()), kChooseAnother);
   }
 }
 
@@ -142,7 +139,7 @@ void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
   info.channels = static_cast<int>(format.channels);
   info.format = containerCode(m_container) | sampleFormatCode(format.sample.type);
   errno = 0;
-  m_file.reset(sf_open_fd(m_descriptor, SFM_WRITE, &info, SF_FALSE));
+  m_file.reset(sf_open_fd(m_output.descriptor(), SFM_WRITE, &info, SF_FALSE));
   if (!m_file) {
     const int error = errno;
     fail("cannot be written as a sound file", reasonOf(error, nullptr), kChooseAnother);
@@ -166,47 +163,56 @@ void SoundFile::write(std::span<const std::byte> frames) {
   if (!m_file || frames.empty() || failure()) {
     return;
   }
+  m_hasFrames = true;
   const auto count = static_cast<sf_count_t>(frames.size());
   errno = 0;
   if (sf_write_raw(m_file.get(), frames.data(), count) != count) {
     const int error = errno;
-    fail("cannot be written to", reasonOf(error, m_file.get()),
-         "Make room or choose another path.");
+    fail("cannot be written to", reasonOf(error, m_file.get()), kMakeRoom + rest());
   }
 }
 
-void SoundFile::checkPath() {
-  struct stat opened {};
-  struct stat named {};
-  if (m_descriptor < 0 || ::fstat(m_descriptor, &opened) != 0) {
-    return;
+void SoundFile::check() {
+  if (m_file && !m_output.isDirect()) {
+    sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);
   }
-  if (::stat(m_path.c_str(), &named) != 0) {
-    fail("is no longer there", errorText(errno), "Play again, to a folder that stays.");
-  } else if (named.st_dev != opened.st_dev || named.st_ino != opened.st_ino) {
-    fail("is no longer there", "another file has taken its place",
-         "Play again, to a path that nothing else writes to.");
+  if (const std::optional<int> loss = m_output.loss()) {
+    fail("is no longer there",
+         *loss != 0 ? errorText(*loss) : "another file has taken the place of its part",
+         "Play again, to a folder that stays.");
+  }
+}
+
+/// Where to find what has been written.
+std::string SoundFile::rest() const {
+  return m_hasFrames && !m_output.isDirect()
+             ? " What was written is in '" + m_output.partPath() + "'."
+             : "";
+}
+
+void SoundFile::closeSound() {
+  errno = 0;
+  const int status = sf_close(m_file.release());
+  if (status != 0 || errno == ENOSPC) {
+    fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
+         kMakeRoom + rest());
   }
 }
 
 void SoundFile::finish() {
-  if (m_descriptor < 0) {
+  if (m_output.descriptor() < 0) {
     return;
   }
-  if (!m_file) {
-    begin({}, usualLabels(2));
+  if (m_file) {
+    closeSound();
+    check();
   }
-  if (SNDFILE* file = m_file.release()) {
-    errno = 0;
-    const int status = sf_close(file);
-    if (status != 0 || errno == ENOSPC) {
-      fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
-           "Make room or choose another path.");
-    }
-  }
-  checkPath();
-  if (::close(std::exchange(m_descriptor, -1)) != 0) {
-    fail("cannot be completed", errorText(errno), kChooseAnother);
+  if (!m_hasFrames) {
+    m_output.discard();
+  } else if (failure()) {
+    m_output.keep();
+  } else if (const std::string reason = m_output.commit(); !reason.empty()) {
+    fail("cannot be completed", reason, kChooseAnother + rest());
   }
 }
 
@@ -215,7 +221,7 @@ AudioDevices::Failure SoundFile::failure() const {
   return m_failure;
 }
 
-void SoundFile::fail(const std::string& what, const std::string& reason, const char* remedy) {
+void SoundFile::fail(const std::string& what, const std::string& reason, std::string remedy) {
   const std::lock_guard lock(m_failureLock);
   if (!m_failure) {
     m_failure = {.status = kAudioHardwareUnspecifiedError,

@@ -1,8 +1,8 @@
 #pragma once
 
 /// A sound file being written: WAV, RF64 where it grows past 4 GiB, with nothing in it but format
-/// and samples; or raw, the frames alone. The first failure is kept and ends all writing. Not for a
-/// real-time thread; callers take turns.
+/// and samples; or raw, the frames alone. The path keeps what it held until the file is finished.
+/// The first failure is kept and ends all writing. Not for a real-time thread; callers take turns.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ChannelLayout.h"
+#include "OutputFile.h"
 #include "PcmFormat.h"
 
 struct sf_private_tag;
@@ -29,7 +30,7 @@ enum class Container : std::uint8_t { Wav, Raw };
 
 class SoundFile {
  public:
-  /// Creates or empties the file at once; failure() tells whether that worked.
+  /// failure() says afterwards whether the path can be written.
   SoundFile(std::string path, Container container);
   ~SoundFile();
   SoundFile(const SoundFile&) = delete;
@@ -45,23 +46,28 @@ class SoundFile {
   /// Whole frames, channels in WAVE order.
   void write(std::span<const std::byte> frames);
 
-  /// Whether the path still leads to this file.
-  void checkPath();
+  /// Brings the header up to date, for a reader and for whoever finds the file after a crash; fails
+  /// when the file is no longer there.
+  void check();
 
-  /// Completes and closes the file; without a begin(), as an empty one.
+  /// Completes the file, which then takes its place at the path. Without any frames it leaves the
+  /// path as it was; after a failure too, and the frames stay in the part file.
   void finish();
 
   AudioDevices::Failure failure() const;  // [any-thread]
 
  private:
-  void fail(const std::string& what, const std::string& reason, const char* remedy);
+  void fail(const std::string& what, const std::string& reason, std::string remedy);
+  void closeSound();
+  std::string rest() const;
 
   struct Close {
     void operator()(sf_private_tag* file) const;
   };
   const std::string m_path;
   const Container m_container;
-  int m_descriptor = -1;  // -1: not open
+  OutputFile m_output;
+  bool m_hasFrames = false;
   std::unique_ptr<sf_private_tag, Close> m_file;
 
   mutable std::mutex m_failureLock;

@@ -103,11 +103,56 @@ TEST_F(FileDevice, aFormatThatWasSetStaysAndSettlesWithTheFirstStart) {
   EXPECT_EQ(wave.data, expected);
 }
 
-TEST_F(FileDevice, anUnplayedFileIsAnEmptyOne) {
+/// What a path held stays until the file is finished, and for good when nothing was played.
+class FileTargets : public FileDevice {
+ protected:
+  static constexpr const char* kFormer = "former";
+  FileTargets() { put("out.wav"); }
+  void put(const std::string& name) { std::ofstream(folder / name) << kFormer; }
+  bool isFormer(const std::string& name) {
+    return readFile(folder / name) == Bytes(kFormer, kFormer + std::strlen(kFormer));
+  }
+  std::size_t files() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
+  }
+  void playSome() { playToTheEnd(m_source); }
+  Source m_source{pcmInteger(48000, 2, 16), randomBytes(5120 * 4)};
+};
+
+TEST_F(FileTargets, stayAsTheyWereWhenNothingIsPlayed) {
   EXPECT_FALSE(AudioDevices::detach(attach("out.wav")));
-  const Wave wave = written("out.wav");
-  EXPECT_EQ(wave.channels, 2);
-  EXPECT_TRUE(wave.data.empty());
+  EXPECT_FALSE(AudioDevices::detach(attach("new.wav")));
+  EXPECT_TRUE(isFormer("out.wav"));
+  EXPECT_EQ(files(), 1U);
+}
+
+TEST_F(FileTargets, areReplacedAtTheEndBehindTheirLinks) {
+  put("out.wav.part");  // of an earlier run
+  std::filesystem::permissions(folder / "out.wav", std::filesystem::perms::owner_all);
+  std::filesystem::create_symlink("out.wav", folder / "link.wav");
+  const AudioDeviceID id = attach("link.wav");
+  playSome();
+  EXPECT_TRUE(isFormer("out.wav"));
+  EXPECT_FALSE(AudioDevices::detach(id));
+  EXPECT_EQ(written("out.wav").data, m_source.bytes);
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.wav"));
+  EXPECT_EQ(std::filesystem::status(folder / "out.wav").permissions(),
+            std::filesystem::perms::owner_all);
+  EXPECT_TRUE(isFormer("out.wav.part"));
+  EXPECT_EQ(files(), 3U);
+}
+
+TEST_F(FileTargets, ofAnotherProgramAreKeptAndThePartIsNamed) {
+  const AudioDeviceID id = attach("out.wav");
+  playSome();
+  std::filesystem::remove(folder / "out.wav");
+  put("other.wav");
+  std::filesystem::rename(folder / "other.wav", folder / "out.wav");
+  const std::string told = AudioDevices::detach(id).message;
+  EXPECT_NE(told.find("another file has taken its place"), std::string::npos) << told;
+  EXPECT_NE(told.find("out.wav.part"), std::string::npos) << told;
+  EXPECT_TRUE(isFormer("out.wav"));
+  EXPECT_EQ(written("out.wav.part").data, m_source.bytes);
 }
 
 TEST_F(FileDevice, theSamePathIsTheSameDevice) {
@@ -155,13 +200,6 @@ TEST_F(FileDevice, aFileThatVanishesIsToldWithinASecondOfMaterial) {
   EXPECT_NE(AudioDevices::failureOf(id).message.find("is no longer there"), std::string::npos);
   ASSERT_EQ(AUGraphStop(graph.graph), noErr);
   EXPECT_TRUE(AudioDevices::detach(id));
-}
-
-TEST_F(FileDevice, aFileThatIsReplacedIsToldAtTheEnd) {
-  const AudioDeviceID id = attach("out.wav");
-  std::filesystem::rename(folder / "out.wav", folder / "old.wav");
-  std::ofstream(folder / "out.wav") << "other";
-  EXPECT_NE(AudioDevices::detach(id).message.find("taken its place"), std::string::npos);
 }
 
 TEST_F(FileDevice, anEarlyExitLeavesACompleteFile) {
