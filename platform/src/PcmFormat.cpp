@@ -1,7 +1,7 @@
 #include "PcmFormat.h"
 
 #include <cmath>
-#include <cstring>
+#include <tuple>
 
 namespace Platform {
 namespace {
@@ -119,7 +119,12 @@ AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
 }
 
 bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right) {
-  return std::memcmp(&left, &right, sizeof left) == 0;  // no padding in it
+  const auto fields = [](const AudioStreamBasicDescription& format) {
+    return std::tie(format.mSampleRate, format.mFormatID, format.mFormatFlags,
+                    format.mBytesPerPacket, format.mFramesPerPacket, format.mBytesPerFrame,
+                    format.mChannelsPerFrame, format.mBitsPerChannel, format.mReserved);
+  };
+  return fields(left) == fields(right);
 }
 
 }  // namespace Platform

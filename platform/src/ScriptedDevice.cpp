@@ -50,7 +50,11 @@ ScriptedDevice::ScriptedDevice(const ScriptedSetup& setup) {
   m_device = Platform::Registry::instance().add(identifier, setup.name, std::move(driver));
 }
 
-ScriptedDevice::~ScriptedDevice() { disappear(); }
+ScriptedDevice::~ScriptedDevice() {
+  if (!m_device->inCycle()) {
+    Platform::Registry::instance().remove(m_device);
+  }
+}
 
 AudioDeviceID ScriptedDevice::id() const { return m_device->id(); }
 

@@ -183,6 +183,17 @@ TEST(ADeviceThatGoesAway, silencesItsUnitsAndCanBeReplaced) {
   EXPECT_FALSE(second.cycle(16).silent);
 }
 
+TEST(ADeviceThatGoesAway, mayBeDestroyedInsideItsOwnCycle) {
+  auto device = std::make_unique<ScriptedDevice>(clocked());
+  Behaviour behaviour([&device] { device.reset(); });
+  Graph graph;
+  graph.setCallback(Behaviour::render, &behaviour);
+  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
+  behaviour.awaitCalls(2);
+  EXPECT_EQ(device, nullptr);
+  EXPECT_EQ(AUGraphStop(graph.graph), noErr);
+}
+
 using Sizes = std::vector<std::vector<UInt32>>;
 
 TEST(IoProcedures, getOneZeroedBufferPerStreamAndBurstsOf6144Bytes) {

@@ -60,7 +60,8 @@ class ScriptedDevice {
  public:
   /// Throws std::invalid_argument for a name that is taken.
   explicit ScriptedDevice(const ScriptedSetup& setup);
-  ~ScriptedDevice();  // as disappear()
+  ~ScriptedDevice();  // as disappear(); inside its own cycle the device stays until the process
+                      // ends
   ScriptedDevice(const ScriptedDevice&) = delete;
   ScriptedDevice& operator=(const ScriptedDevice&) = delete;
 
