@@ -1,5 +1,7 @@
 #include "FileDriver.h"
 
+#include <boost/algorithm/string/predicate.hpp>
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -14,6 +16,8 @@ constexpr std::uint32_t kMaxFileChannels = 8;
 constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 constexpr AudioValueRange kRates{.mMinimum = 1000, .mMaximum = 768000};
 constexpr std::string_view kRawSuffix = ".spdif";
+
+bool isRawName(const std::string& path) { return boost::algorithm::iends_with(path, kRawSuffix); }
 
 /// What a file holds of such samples: little-endian, 16 bits at least.
 SampleFormat fileSample(SampleFormat sample) {
@@ -43,8 +47,8 @@ std::vector<PcmFormat> pcmFormats(const PcmFormat& current, bool isSettled) {
 }  // namespace
 
 FileDriver::FileDriver(const std::string& path, const AudioDevices::AttachOptions& options)
-    : m_offersBursts(options.offersBursts || path.ends_with(kRawSuffix)),
-      m_file(path, path.ends_with(kRawSuffix) ? Container::Raw : Container::Wav),
+    : m_offersBursts(options.offersBursts || isRawName(path)),
+      m_file(path, isRawName(path) ? Container::Raw : Container::Wav),
       m_clock(
           "file device", [this] { afterCycle(); }, options.partsPerMillion) {}
 

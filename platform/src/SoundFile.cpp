@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace Platform {
@@ -23,6 +25,7 @@ constexpr std::array kWaveSpeakers = {SF_CHANNEL_MAP_LEFT,
                                       SF_CHANNEL_MAP_REAR_CENTER,
                                       SF_CHANNEL_MAP_SIDE_LEFT,
                                       SF_CHANNEL_MAP_SIDE_RIGHT};
+constexpr std::size_t kCentre = 2;
 constexpr std::size_t kNoPlace = kWaveSpeakers.size();
 
 /// The surround pair alone stands at the back; beside a rear pair or a rear centre, at the sides.
@@ -96,6 +99,30 @@ std::string errorText(int error) { return std::generic_category().message(error)
 constexpr const char* kChooseAnother = "Choose another path.";
 constexpr const char* kMakeRoom = "Make room or choose another path.";
 
+constexpr std::uint16_t kPcmTag = 1;
+constexpr std::uint16_t kFloatTag = 3;
+
+/// A header as the library writes it names the speakers in a format chunk of 40 bytes, which many
+/// readers refuse. Makes that one of 16 bytes, and the rest a chunk of padding. RF64 stays as it
+/// is.
+bool simplifyHeader(int descriptor, std::uint16_t tag) {
+  constexpr std::string_view kLong("fmt \x28\0\0\0\xfe\xff", 10);
+  constexpr std::string_view kPadding("JUNK\x10\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 24);
+  constexpr std::size_t kShortBytes = 8 + 16;
+  std::array<char, 92> memory{};
+  const ssize_t count = ::pread(descriptor, memory.data(), memory.size(), 0);
+  const std::string_view header(memory.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  const std::size_t at = header.find(kLong);
+  if (!header.starts_with("RIFF") || at + 2 * kShortBytes > header.size()) {
+    return true;
+  }
+  memory[at + 4] = 16;
+  memory[at + 8] = static_cast<char>(tag);
+  memory[at + 9] = 0;
+  std::ranges::copy(kPadding, memory.begin() + static_cast<std::ptrdiff_t>(at + kShortBytes));
+  return ::pwrite(descriptor, memory.data(), header.size(), 0) == count;
+}
+
 /// Why the library failed: the system's error where there was one, else its own sentence.
 std::string reasonOf(int error, SNDFILE* file) {
   std::string reason = error != 0 ? errorText(error) : sf_strerror(file);
@@ -151,6 +178,9 @@ void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
   sf_command(m_file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
   auto places = wavePlaces(labels);
   std::ranges::sort(places);
+  if (places == std::vector<std::size_t>{0, 1} || places == std::vector{kCentre}) {
+    m_plainTag = format.sample.type == SampleType::F32 ? kFloatTag : kPcmTag;
+  }
   std::vector<int> speakers;
   std::ranges::transform(places, std::back_inserter(speakers),
                          [](std::size_t place) { return kWaveSpeakers.at(place); });
@@ -193,7 +223,8 @@ std::string SoundFile::rest() const {
 void SoundFile::closeSound() {
   errno = 0;
   const int status = sf_close(m_file.release());
-  if (status != 0 || errno == ENOSPC) {
+  const bool isSimple = m_plainTag == 0 || simplifyHeader(m_output.descriptor(), m_plainTag);
+  if (status != 0 || !isSimple || errno == ENOSPC) {
     fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
          kMakeRoom + rest());
   }

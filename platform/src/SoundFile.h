@@ -1,8 +1,9 @@
 #pragma once
 
 /// A sound file being written: WAV, RF64 where it grows past 4 GiB, with nothing in it but format
-/// and samples; or raw, the frames alone. The path keeps what it held until the file is finished.
-/// The first failure is kept and ends all writing. Not for a real-time thread; callers take turns.
+/// and samples, and a plain PCM header where that says it all; or raw, the frames alone. The path
+/// keeps what it held until the file is finished. The first failure is kept and ends all writing.
+/// Not for a real-time thread; callers take turns.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -68,6 +69,7 @@ class SoundFile {
   const Container m_container;
   OutputFile m_output;
   bool m_hasFrames = false;
+  std::uint16_t m_plainTag = 0;  // of a header without speakers; 0: they have to be named
   std::unique_ptr<sf_private_tag, Close> m_file;
 
   mutable std::mutex m_failureLock;

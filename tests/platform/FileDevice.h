@@ -22,6 +22,7 @@ inline Bytes readFile(const std::filesystem::path& path) {
 }
 
 struct Wave {
+  std::uint16_t tag = 0;
   std::uint16_t channels = 0;
   std::uint16_t bits = 0;
   std::uint32_t rate = 0;
@@ -44,6 +45,7 @@ inline Wave parseWave(const Bytes& file) {
     const std::string name = text.substr(at, 4);
     const std::uint32_t size = number(at + 4, 4);
     if (name == "fmt ") {
+      wave.tag = static_cast<std::uint16_t>(number(at + 8, 2));
       wave.channels = static_cast<std::uint16_t>(number(at + 10, 2));
       wave.rate = number(at + 12, 4);
       wave.bits = static_cast<std::uint16_t>(number(at + 22, 2));

@@ -63,7 +63,7 @@ TEST_F(BurstFile, holdsTheBurstsAndThePausesBetweenThem) {
     EXPECT_EQ(wave.rate, rate);
     EXPECT_EQ(wave.channels, 2);
     EXPECT_EQ(wave.bits, 16);
-    EXPECT_EQ(wave.mask, 3U);
+    EXPECT_EQ(wave.tag, 1);
   }
 }
 

@@ -12,7 +12,7 @@ using AudioDevices::pcmInteger;
 class FileFormats : public FileDevice {
  protected:
   void expectExact(const AudioStreamBasicDescription& format) {
-    const std::uint32_t masks[] = {0x4, 0x3, 0x7, 0x33, 0x37, 0x3F, 0x70F, 0x63F};
+    const std::uint32_t masks[] = {0, 0, 0x7, 0x33, 0x37, 0x3F, 0x70F, 0x63F};
     const AudioDeviceID id = attach("out.wav");
     Source source(format, randomBytes(5001 * format.mBytesPerFrame));
     playToTheEnd(source);
@@ -20,6 +20,8 @@ class FileFormats : public FileDevice {
     EXPECT_FALSE(AudioDevices::detach(id));
     const Wave wave = written("out.wav");
     EXPECT_EQ(wave.channels, format.mChannelsPerFrame);
+    const bool isFloat = (format.mFormatFlags & kAudioFormatFlagIsFloat) != 0;
+    EXPECT_EQ(wave.tag, wave.channels > 2 ? 0xFFFE : isFloat ? 3 : 1);
     EXPECT_EQ(wave.rate, format.mSampleRate);
     EXPECT_EQ(wave.bits, format.mBitsPerChannel);
     EXPECT_EQ(wave.mask, masks[wave.channels - 1]);
