@@ -242,6 +242,12 @@ std::uint64_t Device::framesToHear() const {
                                numberOf(m_id, kAudioDevicePropertyBufferFrameSize);
 }
 
+void Device::endWithSound(std::uint32_t padding, std::uint32_t rate) const {
+  if (m_choice.isFile && describe().sampleRate == rate) {
+    AudioDevices::trimEnd(m_id, padding);
+  }
+}
+
 void Device::close() {
   if (!m_choice.isFile) {
     return;

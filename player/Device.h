@@ -64,6 +64,10 @@ class Device {
   std::uint64_t cycles() const { return AudioDevices::totalsOf(m_id).cycles; }
   std::uint64_t framesHeard() const { return AudioDevices::totalsOf(m_id).framesHeard; }
 
+  /// Takes `padding` frames of a stream of `rate` back from the end of a file, unless it was
+  /// converted to another rate.
+  void endWithSound(std::uint32_t padding, std::uint32_t rate) const;
+
   /// Completes a file.
   void close();
 

@@ -52,7 +52,7 @@ Playback::Playback(const Stage& stage, const GetOutput& output, const StreamForm
                 : std::make_unique<PcmSource>(stage.session, stage.playlist, format, stage.bufferMs,
                                               beginning(spot), stage.wake)),
       m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
-      m_rate(format.rate),
+      m_format(format),
       m_device(stage.device.id()),
       m_connection(whenMade(output), *m_source, format) {}
 
@@ -84,7 +84,7 @@ Output& Playback::whenMade(const GetOutput& output) {
 
 void Playback::run(const Between& between) {
   m_stage.enter(PlayerState::Filling);
-  m_stage.watch.beginStream();
+  m_stage.watch.beginStream(m_format);
   if (!start()) {
     return;
   }
@@ -98,7 +98,7 @@ void Playback::run(const Between& between) {
 bool Playback::start() {
   // A device that takes bursts runs already: the clock has to be there before the first one.
   if (m_bursts) {
-    m_timeBase.emplace(m_stage.session.clock(), m_stage.device, m_rate);
+    m_timeBase.emplace(m_stage.session.clock(), m_stage.device, m_format.rate);
     m_stage.session.clock().start();
   }
   if (!fillQueue()) {
@@ -251,6 +251,7 @@ std::uint64_t Playback::takeBack() {
     m_stage.wait(kReadyCheckNs);
     progress.check(ledger.returnedCount());
   }
+  m_stage.watch.flushed();
   clock.pause();
   m_timeBase.reset();
   const std::uint64_t count = m_source->rewind();

@@ -115,7 +115,7 @@ class Playback {
   std::unique_ptr<BurstSource> m_bursts;  // one of the two
   std::unique_ptr<Source> m_pcm;
   Source* m_source;
-  const std::uint32_t m_rate;
+  const StreamFormat m_format;
   const AudioDeviceID m_device;  // at first
   std::optional<Tavro::HostTime::FirstTurn>
       m_firstTurn;  // until the component may look for buffers

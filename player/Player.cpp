@@ -29,9 +29,9 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
     : m_options(options),
       m_choice(choice),
       m_playlist(playlist),
-      m_events(m_session.events(), options.eventsPath),
       m_device(choice, [this] { m_wake.notify(); }),
-      m_watch(m_session.events()),
+      m_events(m_session.events(), options.eventsPath),
+      m_watch(m_session.events(), m_session.ledger()),
       m_bundlePath(bundlePath),
       m_status(!options.quiet),
       m_stage{m_session,
@@ -151,6 +151,7 @@ void Player::requireNoViolation() const {
 
 /// Closes everything and writes the reports.
 ExitStatus Player::finish(ExitStatus status) {
+  m_device.endWithSound(m_watch.padding(), m_watch.rate());
   const AudioDevices::DeviceTotals cycles = m_device.totals();
   const PassthroughTotals bursts = burstTotals();
   const auto attempt = [&](auto&& step) {

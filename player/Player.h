@@ -59,8 +59,8 @@ class Player {
   Playlist& m_playlist;
   Tavro::HostTime::Signal m_wake;  // a stream's end, the end of all its buffers, another device
   Tavro::Session m_session;
-  EventFile m_events;
   Device m_device;
+  EventFile m_events;
   RenderWatch m_watch;
   const std::string m_bundlePath;
   std::optional<Tavro::Bundle> m_bundle;  // once the first stream needs it

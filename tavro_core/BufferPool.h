@@ -18,7 +18,7 @@ class Ledger;
 class PooledBuffer final : public MediaBuffer {
  public:
   /// What has happened to it since it left the pool, for the ledger.
-  enum Mark : std::uint32_t { kHandedOut = 1, kRead = 2, kReported = 4, kSettled = 8 };
+  enum Mark : std::uint32_t { kHandedOut = 1, kRead = 2, kReported = 4, kSettled = 8, kBegun = 16 };
 
   void release() override;
   std::uint8_t* lockData() override;

@@ -24,15 +24,21 @@ void Ledger::reported(PooledBuffer& buffer, std::uint32_t state) {
   switch (state) {
     case BufferState::kPlaying:
       count(m_pieces);
+      if ((buffer.marks() & PooledBuffer::kBegun) == 0) {
+        buffer.mark(PooledBuffer::kBegun);
+        m_begunBytes.fetch_add(buffer.bufferSize(), std::memory_order_relaxed);
+      }
       m_events.record(EventKind::PiecePlayed, buffer.timeStamp, buffer.bufferSize());
       break;
     case BufferState::kPlayed:
       buffer.mark(PooledBuffer::kSettled);
+      countEnd(buffer.marks(), buffer.bufferSize());
       count(m_played);
       m_events.record(EventKind::BufferPlayed, buffer.timeStamp, buffer.bufferSize());
       break;
     case BufferState::kDroppedLate:
       buffer.mark(PooledBuffer::kSettled);
+      countEnd(buffer.marks(), buffer.bufferSize());
       count(m_droppedLate);
       m_events.record(EventKind::BufferDropped, buffer.timeStamp, buffer.bufferSize());
       break;
@@ -41,11 +47,18 @@ void Ledger::reported(PooledBuffer& buffer, std::uint32_t state) {
   }
 }
 
+void Ledger::countEnd(std::uint32_t marks, std::uint32_t bytes) {
+  if ((marks & PooledBuffer::kBegun) != 0) {
+    m_endedBytes.fetch_add(bytes, std::memory_order_relaxed);
+  }
+}
+
 void Ledger::returned(std::uint32_t marks, std::uint32_t timeStampMs, std::uint32_t bytes) {
   if ((marks & PooledBuffer::kHandedOut) == 0) {
     return;
   }
   if ((marks & PooledBuffer::kSettled) == 0) {
+    countEnd(marks, bytes);
     const bool readUnreported =
         (marks & (PooledBuffer::kRead | PooledBuffer::kReported)) == PooledBuffer::kRead;
     count(readUnreported ? m_withoutReport : m_cleared);

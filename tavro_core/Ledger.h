@@ -46,11 +46,18 @@ class Ledger {
   }
   std::uint64_t returnedCount() const { return m_returned.load(std::memory_order_acquire); }
 
+  /// Bytes of the buffers of which a component has played something, and of those that it is done
+  /// with; equal when it is not in the middle of one.
+  std::uint64_t begunBytes() const { return m_begunBytes.load(std::memory_order_relaxed); }
+  std::uint64_t endedBytes() const { return m_endedBytes.load(std::memory_order_relaxed); }
+
   /// Notifies when `count` buffers, of all that were ever pulled, have come back; at once if they
   /// have. The signal outlives the ledger's use. [host-thread]
   void notifyWhenReturned(std::uint64_t count, HostTime::Signal& signal);
 
  private:
+  void countEnd(std::uint32_t marks, std::uint32_t bytes);
+
   EventLog& m_events;
   std::atomic<std::uint64_t> m_pulled{0};
   std::atomic<std::uint64_t> m_pieces{0};
@@ -60,6 +67,8 @@ class Ledger {
   std::atomic<std::uint64_t> m_cleared{0};
   std::atomic<std::uint64_t> m_held{0};
   std::atomic<std::uint64_t> m_releasedTooOften{0};
+  std::atomic<std::uint64_t> m_begunBytes{0};
+  std::atomic<std::uint64_t> m_endedBytes{0};
 
   // returned() adds to m_returned and then reads m_awaited; notifyWhenReturned() writes and reads
   // them the other way round: sequentially consistent, so one of the two sees the other.

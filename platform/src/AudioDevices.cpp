@@ -141,6 +141,12 @@ Failure detach(AudioDeviceID id) {
   return device->failure();
 }
 
+void trimEnd(AudioDeviceID id, std::uint32_t frames) {
+  if (const auto device = Registry::instance().device(id)) {
+    device->trimEnd(frames);
+  }
+}
+
 Failure failureOf(AudioDeviceID id) {
   const auto device = Registry::instance().device(id);
   return device ? device->failure() : Failure{};

@@ -104,6 +104,8 @@ class Device final : public CycleSource {
   /// that answers at all. [device watch]
   void openAnew();
 
+  void trimEnd(std::uint32_t frames) { m_driver->trimEnd(frames); }  // [host-thread]
+
   /// Why a unit could not start on it; nothing: one could. [host-thread]
   void noteRefusal(const AudioDevices::Failure& refusal);
 

@@ -30,6 +30,8 @@ bool Driver::answers() { return true; }
 
 void Driver::finish() {}
 
+void Driver::trimEnd(std::uint32_t /*frames*/) {}
+
 std::uint32_t Driver::latencyFrames() const { return 0; }
 
 AudioDevices::Failure Driver::failure() const { return {}; }

@@ -93,6 +93,10 @@ class Driver {
   /// [host-thread]
   virtual void finish();
 
+  /// Takes back up to `frames` frames from the end of the last cycle that was not silent. A driver
+  /// that plays at once cannot. [host-thread]
+  virtual void trimEnd(std::uint32_t frames);
+
   /// From being delivered to being heard, at the moment. [any-thread]
   virtual std::uint32_t latencyFrames() const;
 

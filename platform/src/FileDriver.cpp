@@ -222,7 +222,8 @@ void FileDriver::stage(const std::byte* frames, std::uint32_t frameCount) {
   const std::size_t sampleBytes = m_content->frames.sample.bytes();
   const std::size_t frameBytes = m_content->frames.bytesPerFrame();
   const std::size_t begin = m_staged.size();
-  m_staged.resize(begin + frameCount * frameBytes);
+  m_lastBytes = frameCount * frameBytes;
+  m_staged.resize(begin + m_lastBytes);
   std::byte* out = m_staged.data() + begin;
   if (std::ranges::is_sorted(m_order)) {
     std::memcpy(out, frames, frameCount * frameBytes);
@@ -234,12 +235,12 @@ void FileDriver::stage(const std::byte* frames, std::uint32_t frameCount) {
   }
 }
 
-/// Writes what has gathered: a chunk, or all of it when silence begins, so that a gap always lies
-/// before what is staged.
+/// Writes what has gathered, but for the last cycle, whose end may be taken back: when it is a
+/// chunk, when silence begins, and when that is over.
 void FileDriver::afterCycle() {
   const std::lock_guard lock(m_fileLock);
   if (m_staged.size() >= kChunkBytes || m_silentFrames != 0 || m_gapFrames != 0) {
-    flush();
+    flush(m_staged.size() - m_lastBytes);
   }
   if (m_framesSinceCheck >= m_content->frames.rate) {
     m_framesSinceCheck = 0;
@@ -247,10 +248,23 @@ void FileDriver::afterCycle() {
   }
 }
 
-void FileDriver::flush() {
+void FileDriver::flush(std::size_t bytes) {
+  m_file.write({m_staged.data(), bytes});
+  m_staged.erase(m_staged.begin(), m_staged.begin() + static_cast<std::ptrdiff_t>(bytes));
   writeSilence(std::exchange(m_gapFrames, 0));
-  m_file.write(m_staged);
-  m_staged.clear();
+}
+
+void FileDriver::trimEnd(std::uint32_t frames) {
+  const std::lock_guard lock(m_fileLock);
+  if (!m_content) {
+    return;
+  }
+  const std::size_t frameBytes = m_content->frames.bytesPerFrame();
+  const std::size_t taken = std::min<std::size_t>(frames, m_lastBytes / frameBytes);
+  m_lastBytes -= taken * frameBytes;
+  m_staged.resize(m_staged.size() - taken * frameBytes);
+  m_silentFrames += taken;
+  m_framesWritten -= taken;
 }
 
 void FileDriver::writeSilence(std::uint64_t frames) {
@@ -268,7 +282,8 @@ void FileDriver::writeSilence(std::uint64_t frames) {
 void FileDriver::finish() {
   const std::lock_guard lock(m_fileLock);
   if (m_content) {
-    flush();
+    flush(m_staged.size() - m_lastBytes);
+    m_file.write(m_staged);
   }
   m_file.finish();
 }

@@ -33,6 +33,7 @@ class FileDriver final : public Driver {
   OSStatus start(CycleSource& source) override;
   void stop() override { m_clock.stop(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
+  void trimEnd(std::uint32_t frames) override;
   void finish() override;
   AudioDevices::Failure failure() const override;
   std::uint64_t framesWritten() const override { return m_framesWritten.load(); }
@@ -53,7 +54,7 @@ class FileDriver final : public Driver {
   void begin();
   void stage(const std::byte* frames, std::uint32_t frameCount);
   void afterCycle();
-  void flush();
+  void flush(std::size_t bytes);
   void writeSilence(std::uint64_t frames);
 
   const bool m_offersBursts;
@@ -72,8 +73,9 @@ class FileDriver final : public Driver {
   SoundFile m_file;
   BurstValidator m_validator;
   std::vector<std::byte> m_staged;   // whole frames in file order, room made beforehand
+  std::size_t m_lastBytes = 0;       // of the last cycle with sound, the end of what is staged
   std::uint64_t m_silentFrames = 0;  // since the last sound; written only when more follows
-  std::uint64_t m_gapFrames = 0;     // of silence to write before what is staged
+  std::uint64_t m_gapFrames = 0;     // of silence to write before the last cycle
   std::uint64_t m_framesSinceCheck = 0;
 
   std::atomic<std::uint64_t> m_framesWritten{0};  // staged ones included; each read on its own

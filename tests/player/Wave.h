@@ -38,8 +38,7 @@ Bytes framesOf(const Wave& wave, std::size_t first, std::size_t count);
 /// The samples of integer or float data as float, of which those up to 24 bits are exact.
 Bytes asFloat(const Wave& wave);
 
-/// `played` is `expected`, frame for frame from the very start, then less than one device cycle of
-/// silence.
+/// `played` is `expected`, frame for frame.
 testing::AssertionResult isExactly(const Wave& played, const Bytes& expected);
 
 /// `part` lies in `whole` at a frame, and nothing but silence around it.

@@ -112,6 +112,11 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
 /// The device's object is gone afterwards; units that play on it fall silent.
 Failure detach(AudioDeviceID device);
 
+/// Lets a file end with the last frame of sound: takes back up to `frames` frames from the end of
+/// the last cycle that was not silent, as only the client knows what it filled up with zeros. More
+/// sound after it makes them part of the gap. No effect on other devices.
+void trimEnd(AudioDeviceID device, std::uint32_t frames);
+
 /// What went wrong (a full disk, a folder that vanished, a refused start, …): the first failure
 /// since attach(), or, of a device that sounds, the last one until it plays again. Cheap: meant
 /// to be asked every few milliseconds.
