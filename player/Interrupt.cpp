@@ -33,6 +33,13 @@ void install() {
   action.sa_flags = SA_RESTART;
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  struct sigaction hangUp {};
+  sigaction(SIGHUP, nullptr, &hangUp);
+  if (hangUp.sa_handler != SIG_IGN) {  // as under nohup
+    sigaction(SIGHUP, &action, nullptr);
+  }
+  signal(SIGPIPE, SIG_IGN);  // writing fails instead
+  signal(SIGXFSZ, SIG_IGN);
 }
 
 void endCleanly() { s_endsCleanly.store(true); }

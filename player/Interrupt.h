@@ -4,9 +4,10 @@
 
 #include "player/ExitStatus.h"
 
-/// SIGINT and SIGTERM. At first they end the process at once, with 128 and the signal's number: an
-/// input or a server may keep it waiting then, and there is nothing to complete. Once there is, the
-/// first one asks for a clean end, and the second one ends the process at once.
+/// SIGINT, SIGTERM and SIGHUP (unless nohup ignores it). At first they end the process at once,
+/// with 128 and the signal's number: an input or a server may keep it waiting then, and there is
+/// nothing to complete. Once there is, the first one asks for a clean end, and the second one ends
+/// the process at once.
 namespace Player::Interrupt {
 
 void install();

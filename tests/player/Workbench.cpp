@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,6 +31,7 @@ std::string textOf(const fs::path& path) {
     dup2(open(kOut, O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     dup2(open(kErr, O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
     dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
+    signal(SIGHUP, SIG_DFL);
     setenv("TSAN_OPTIONS", "atexit_sleep_ms=0", 0);  // else a second for each process
     execvp(program.c_str(), arguments.data());
   }

@@ -67,7 +67,7 @@ TEST_F(Reports, theTotalsBalanceAndAgreeWithTheEvents) {
 TEST_F(Reports, aSignalEndsItWithACompleteFile) {
   const Wave in = noise({16, false, 2, 48000}, 48000 * 30);
   writeWave(path("in.wav"), in);
-  for (const int signal : {SIGINT, SIGTERM}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     std::filesystem::remove(path("events"));
     const pid_t process = begin(PLAYER, {"--real-time", "--device", "file:out.wav", "--events",
                                          "events", "--json", "totals", "in.wav"});
