@@ -3,7 +3,8 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
+#include <unistd.h>
 
 #include "player/ExitStatus.h"
 
@@ -75,10 +76,10 @@ EventFile::EventFile(Tavro::EventLog& events, const std::string& path) : m_event
   if (path.empty()) {
     return;
   }
-  m_file.reset(std::fopen(path.c_str(), "w"));
+  m_file.reset(path == "-" ? fdopen(dup(STDOUT_FILENO), "w") : std::fopen(path.c_str(), "w"));
   if (!m_file) {
-    throw PlayerError(ExitStatus::Usage,
-                      "cannot write the events to " + path + ": " + std::strerror(errno));
+    throw PlayerError(ExitStatus::Usage, "cannot write the events to " + path + ": " +
+                                             std::generic_category().message(errno));
   }
   m_events.open(kRecords, [this](const EventRecord& record) { write(record); });
 }

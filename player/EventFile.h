@@ -23,7 +23,8 @@ enum class PlayerState : std::uint32_t {
 
 const char* nameOf(PlayerState state);
 
-/// The events of a session as a file of JSON lines. Nothing happens without a path.
+/// The events of a session as a file of JSON lines; "-" is standard output. Nothing happens without
+/// a path.
 class EventFile {
  public:
   /// Throws PlayerError (usage) when the file cannot be made.

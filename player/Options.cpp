@@ -144,7 +144,8 @@ void declareFiles(CLI::App& app, Options& options) {
       ->option_text("N")
       ->group(kGroup)
       ->check(CLI::Range(1u, 8u));
-  app.add_option("--events", options.eventsPath, "Write one JSON line per event")
+  app.add_option("--events", options.eventsPath,
+                 "Write one JSON line per event (- for standard output)")
       ->option_text("PATH")
       ->group(kGroup);
   app.add_option("--json", options.jsonPath,
@@ -216,6 +217,9 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
     }
     if (options.explainPassthrough && options.files.size() > 1) {
       throw CLI::ValidationError("--explain-passthrough", "one FILE at most");
+    }
+    if (options.eventsPath == "-" && options.jsonPath == "-") {
+      throw CLI::ValidationError("--events", "standard output is taken by --json; give it a PATH");
     }
     if (!words.length.empty() && *parseTime(words.length) == 0) {
       throw CLI::ValidationError("--length", "nothing to play");

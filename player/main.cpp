@@ -8,6 +8,7 @@
 #include "player/DeviceReport.h"
 #include "player/ExitStatus.h"
 #include "player/Interrupt.h"
+#include "player/JsonFile.h"
 #include "player/Options.h"
 #include "player/Player.h"
 #include "player/ProgramFolder.h"
@@ -51,6 +52,9 @@ std::future<Player::SoundingDevice> callServer(const Player::Options& options) {
 }
 
 ExitStatus play(const Player::Options& options) {
+  if (!options.jsonPath.empty() && options.jsonPath != "-") {
+    Player::requireWritable(options.jsonPath);
+  }
   std::future<Player::SoundingDevice> called = callServer(options);
   Player::Playlist playlist(options);
   if (playlist.isEmpty()) {

@@ -57,12 +57,15 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", out, "--loop", "0", "good.wav"}, 2, "--loop"},
            {{"--device", out, "--simulate", "--real-time", "good.wav"}, 2, "--real-time"},
            {{"--device", out, "--events", "nowhere/e", "good.wav"}, 2, "nowhere/e"},
-           {{"--device", out, "--json", "nowhere/j", "good.wav"}, 1, "nowhere/j"},
+           {{"--device", out, "--json", "nowhere/j", "good.wav"}, 2, "nowhere/j"},
+           {{"--device", out, "--json", "folder", "good.wav"}, 2, "folder"},
+           {{"--device", out, "--json", "-", "--events", "-", "good.wav"}, 2, "--events"},
            {{"--device", out, "--events", "/dev/full", "good.wav"}, 1, "/dev/full"},
            {{"--device", out, "--plugin", "nowhere.so", "good.wav"}, 1, "nowhere.so"},
            {{"--wrong", "good.wav"}, 2, "--wrong"},
            {{}, 2, "FILE"},
        }) {
+    std::filesystem::remove(path("out.wav"));
     const Result result = play(wrong.arguments);
     std::string command;
     for (const std::string& word : wrong.arguments) {
@@ -71,6 +74,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
     EXPECT_EQ(result.status, wrong.status) << command << result.err;
     EXPECT_EQ(result.errorLines(), 1u) << command << result.err;
     EXPECT_NE(result.err.find(wrong.says), std::string::npos) << command << result.err;
+    EXPECT_TRUE(wrong.status != 2 || !std::filesystem::exists(path("out.wav"))) << command;
   }
 }
 
