@@ -3,7 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "player/Interrupt.h"
@@ -329,12 +329,12 @@ void Player::tellOfRealTime() {
   if (!told.scheduling || std::exchange(m_toldOfRealTime, true)) {
     return;
   }
-  const auto inWords = [](std::optional<int> answer) {
-    return answer.value_or(0) == 0 ? "granted" : std::strerror(*answer);
+  const auto inWords = [](std::optional<int> answer) -> std::string {
+    return answer.value_or(0) == 0 ? "granted" : std::generic_category().message(*answer);
   };
   Tavro::logLine(Tavro::LogLevel::Verbose, "tavro-play",
-                 "real-time scheduling: %s; locked memory: %s", inWords(told.scheduling),
-                 inWords(told.memory));
+                 "real-time scheduling: %s; locked memory: %s", inWords(told.scheduling).c_str(),
+                 inWords(told.memory).c_str());
 }
 
 void Player::enter(PlayerState state) {
