@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <string_view>
 
 #include "player/ExitStatus.h"
 #include "tavro_core/Log.h"
@@ -33,6 +36,37 @@ void refuseAnInputAsOutput(const std::string& path, const Options& options) {
       throw PlayerError(ExitStatus::Usage, "the output " + path + " is one of the inputs");
     }
   }
+}
+
+/// Lower case, with the dot.
+std::string extensionOf(const std::string& path) {
+  std::string extension = fs::path(path).extension().string();
+  std::ranges::transform(extension, extension.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
+
+/// Any other name, or none, holds WAV.
+void refuseOtherFormats(const std::string& path) {
+  constexpr std::array<std::string_view, 40> kNotWritten = {
+      ".aac", ".ac3", ".aif",  ".aifc", ".aiff", ".alac", ".amr",  ".ape",  ".au",  ".avi",
+      ".caf", ".dts", ".eac3", ".ec3",  ".flac", ".m4a",  ".m4b",  ".mka",  ".mkv", ".mov",
+      ".mp2", ".mp3", ".mp4",  ".mpc",  ".oga",  ".ogg",  ".ogv",  ".opus", ".pcm", ".ra",
+      ".raw", ".snd", ".spx",  ".tta",  ".voc",  ".w64",  ".webm", ".wma",  ".wv",  ".mpeg"};
+  const std::string extension = extensionOf(path);
+  if (std::ranges::find(kNotWritten, extension) != kNotWritten.end()) {
+    throw PlayerError(ExitStatus::Usage,
+                      fmt::format("{}: {} files are not written; name a .wav file (PCM) or a "
+                                  ".spdif file (AC-3 bursts)",
+                                  path, extension));
+  }
+}
+
+/// What is no regular file is written to, not replaced.
+std::string fileAt(const std::string& path) {
+  std::error_code ignored;
+  const bool isSpecial = path.starts_with("/dev/") || path.starts_with("/proc/");
+  return !isSpecial && fs::is_regular_file(path, ignored) ? path : "";
 }
 
 /// A file that is not there yet, so that nothing is overwritten unasked.
@@ -107,11 +141,14 @@ DeviceChoice chooseDevice(const Options& options, const std::function<SoundingDe
     chooseByItself(choice, options, sounding());
   }
   if (choice.isFile) {
-    refuseAnInputAsOutput(choice.identifier.substr(kFilePrefix.size()), options);
+    const std::string path = choice.identifier.substr(kFilePrefix.size());
+    refuseOtherFormats(path);
+    refuseAnInputAsOutput(path, options);
+    choice.isBurstFile = extensionOf(path) == kBurstSuffix;
+    choice.replaces = fileAt(path);
   } else if (options.simulated.value_or(false)) {
     throw PlayerError(ExitStatus::Usage, "simulated time is for file devices");
   }
-  choice.isBurstFile = choice.isFile && choice.identifier.ends_with(kBurstSuffix);
   choice.attach = {.offersBursts = options.passthrough == PassthroughMode::On,
                    .partsPerMillion = options.fileDriftPpm};
   choice.simulated = options.simulated.value_or(choice.isFile);

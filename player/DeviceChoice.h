@@ -17,6 +17,7 @@ struct DeviceChoice {
   bool isFile = false;
   bool simulated = false;
   bool isBurstFile = false;  // it takes nothing else
+  std::string replaces{};    // the file whose place the written one takes; empty: there is none
   AudioDevices::AttachOptions attach{};
   bool followsDefault = false;  // plays on whatever the default output device is at the moment
 };
@@ -32,7 +33,8 @@ struct SoundingDevice {
 SoundingDevice soundingDevice();  // throws PlayerError: PULSE_SINK names no sink
 
 /// Asks for the sounding device when none is named. Throws PlayerError (usage) for what makes no
-/// sense: an input as the output, simulated time on a device that sounds.
+/// sense: an input as the output, simulated time on a device that sounds, a file name that promises
+/// a format which is not written.
 DeviceChoice chooseDevice(const Options& options,
                           const std::function<SoundingDevice()>& sounding = soundingDevice);
 

@@ -165,7 +165,12 @@ ExitStatus Player::finish(ExitStatus status) {
     }
   };
   attempt([this] { requireNoViolation(); });
-  attempt([this] { m_device.close(); });
+  attempt([&] {
+    m_device.close();
+    if (!m_choice.replaces.empty() && cycles.framesWritten > 0) {
+      inform("replaced " + m_choice.replaces);
+    }
+  });
   enter(isInterruption(status) ? PlayerState::Interrupted
         : status == ExitStatus::Played || status == ExitStatus::InputUnreadable
             ? PlayerState::Finished

@@ -50,6 +50,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", "file:/dev/full", "good.wav"}, 4, "/dev/full"},
            {{"--device", "no such device", "good.wav"}, 4, "no such device"},
            {{"--device", "file:good.wav", "good.wav"}, 2, "one of the inputs"},
+           {{"--device", "file:out.MP3", "good.wav"}, 2, ".wav file (PCM) or a .spdif"},
            {{"--device", out, "--volume", "101", "good.wav"}, 2, "--volume"},
            {{"--device", out, "--passthrough", "so", "good.wav"}, 2, "on nor off: so"},
            {{"--device", out, "--start", "soon", "good.wav"}, 2, "soon"},

@@ -78,6 +78,7 @@ TEST_F(Reports, aSignalEndsItWithACompleteFile) {
     kill(process, signal);
     const Result result = end(process);
     EXPECT_EQ(result.status, 128 + signal) << result.err;
+    EXPECT_EQ(result.err.find("replaced out.wav") != std::string::npos, signal != SIGINT);
     const Wave out = readWave(path("out.wav"));
     EXPECT_LT(out.frames(), in.frames());
     EXPECT_TRUE(isExactly(out, framesOf(in, 0, std::min(out.frames(), in.frames()))));

@@ -127,7 +127,7 @@ TEST_F(Seek, behindTheEndTheNextTrackFollows) {
   framesBefore(readWave(path("out.wav")), first.data, second.data);
   expectCleanTotals();
 
-  result = playSeeking("out.wav", {"--seek-at", "0.5", "--seek-to", "9", "first.wav"});
+  result = playSeeking("out.wav", {"-q", "--seek-at", "0.5", "--seek-to", "9", "first.wav"});
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.err, "");
   framesBefore(readWave(path("out.wav")), first.data, {});
