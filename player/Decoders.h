@@ -18,8 +18,8 @@ namespace Player {
 using ShouldStop = bool (*)();
 
 struct Decoders {
-  std::unique_ptr<MediaFile> (*open)(const std::string& path, ShouldStop shouldStop);
-  std::unique_ptr<BurstReader> (*readBursts)(Track track, std::uint32_t rate);
+  std::unique_ptr<MediaFile> (*open)(const std::string& path, ShouldStop shouldStop) = nullptr;
+  std::unique_ptr<BurstReader> (*readBursts)(Track track, std::uint32_t rate) = nullptr;
 };
 
 /// [any-thread]; throws InputError: they cannot be loaded.

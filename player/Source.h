@@ -17,8 +17,8 @@ namespace Player {
 
 /// A place in what is played of a track.
 struct Spot {
-  std::size_t position;  // in the playlist
-  std::uint64_t ns;
+  std::size_t position = 0;  // in the playlist
+  std::uint64_t ns = 0;
 };
 
 /// Where to go on within a track.
@@ -145,9 +145,9 @@ class Source : public Tavro::PortInterface {
   static constexpr std::uint64_t kQueued = 10;  // by a component, at most
 
   struct Place {
-    std::size_t position;        // in the playlist
-    std::uint64_t frameInTrack;  // of the part that is played
-    std::uint64_t frame;         // of the stream
+    std::size_t position = 0;        // in the playlist
+    std::uint64_t frameInTrack = 0;  // of the part that is played
+    std::uint64_t frame = 0;         // of the stream
   };
   std::uint64_t wholeFrame(std::uint64_t frame) const;
   std::uint64_t targetIn(const TrackMarks::Mark& track, std::uint64_t from, const Seek& to) const;

@@ -19,10 +19,10 @@ class StatusLine {
   StatusLine& operator=(const StatusLine&) = delete;
 
   struct Status {
-    double elapsedSeconds;
-    double totalSeconds;   // 0: not known
-    std::uint64_t queued;  // buffers
-    PlayerState state;
+    double elapsedSeconds = 0;
+    double totalSeconds = 0;   // 0: not known
+    std::uint64_t queued = 0;  // buffers
+    PlayerState state = PlayerState::Filling;
   };
 
   /// As often as convenient. [host-thread]

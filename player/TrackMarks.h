@@ -13,9 +13,9 @@ namespace Player {
 class TrackMarks {
  public:
   struct Mark {
-    std::uint64_t begin;                  // frame of the stream
-    std::size_t position;                 // in the playlist
-    std::optional<std::uint64_t> length;  // frames, as far as the file says
+    std::uint64_t begin = 0;                // frame of the stream
+    std::size_t position = 0;               // in the playlist
+    std::optional<std::uint64_t> length{};  // frames, as far as the file says
   };
 
   /// Those that ended `heardWithin` frames ago and more are forgotten.

@@ -70,7 +70,7 @@ class BufferPool {
   // The free ones: a stack of indices, each the next one's in m_below. The upper half of the top
   // counts changes, so that a top that came back is not taken for one that stayed.
   std::unique_ptr<std::atomic<std::uint32_t>[]> m_below;
-  std::atomic<std::uint64_t> m_top;
+  std::atomic<std::uint64_t> m_top{0};
 };
 
 }  // namespace Tavro

@@ -47,9 +47,9 @@ class Clock final : public SessionClock {
 
   /// What readers go by: graph time `graphMs` until host time `hostMs`, and on with it from there.
   struct Reading {
-    std::uint32_t graphMs;
-    std::uint32_t hostMs;  // modulo 2^31
-    bool goes;
+    std::uint32_t graphMs = 0;
+    std::uint32_t hostMs = 0;  // modulo 2^31
+    bool goes = false;
     std::uint32_t at(std::uint32_t atHostMs) const;
     std::uint64_t packed() const;
     static Reading unpacked(std::uint64_t word);

@@ -21,11 +21,11 @@ enum class EventKind : std::uint32_t {
 };
 
 struct EventRecord {
-  EventKind kind;
-  std::uint32_t timeStampMs;  // of the buffer
-  std::uint32_t bytes;        // of the buffer
-  std::uint32_t graphMs;      // when it happened
-  std::uint64_t hostNs;
+  EventKind kind = EventKind::StateChange;
+  std::uint32_t timeStampMs = 0;  // of the buffer
+  std::uint32_t bytes = 0;        // of the buffer
+  std::uint32_t graphMs = 0;      // when it happened
+  std::uint64_t hostNs = 0;
 };
 
 /// Records of what happens in a session, taken on any thread and written on one of its own.
@@ -58,7 +58,7 @@ class EventLog {
   // `turn` says whose the cell is: that of the producer whose ticket equals it, or that of the
   // writer when it is the ticket + 1. It carries the record over (release, acquire).
   struct Cell {
-    std::atomic<std::uint64_t> turn;
+    std::atomic<std::uint64_t> turn{0};
     EventRecord record;
   };
 
