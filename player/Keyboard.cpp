@@ -15,7 +15,7 @@ namespace Player {
 namespace {
 
 // SIGINT and SIGTERM end playback by themselves; the second of them ends the process like these.
-constexpr int kEndings[] = {SIGHUP, SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
+constexpr int kEndings[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
 termios s_former;                  // written before s_taken
 std::atomic<bool> s_taken{false};  // the terminal is not as it was
