@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
+
 #include "tests/player/Wave.h"
 #include "tests/player/Workbench.h"
 
@@ -110,6 +113,19 @@ TEST_F(Exact, volumeScalesAndFullVolumeDoesNot) {
   for (std::size_t i = 0; i < 9600; ++i) {
     ASSERT_NEAR(soft[i], loud[i] / 2, 1e-6) << i;
   }
+}
+
+TEST_F(Exact, theExampleHostWritesItsWholeTone) {
+  const Result result = run(EXAMPLE_HOST, {"tone.wav"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  Wave tone{{16, false, 2, 48000}, {}};
+  for (int i = 0; i < 2 * 96000; ++i) {
+    const auto sample =
+        static_cast<std::int16_t>(8000 * std::sin(2 * M_PI * 440 * (i / 2) / 48000));
+    tone.data.insert(tone.data.end(), {static_cast<unsigned char>(sample & 0xff),
+                                       static_cast<unsigned char>(sample >> 8 & 0xff)});
+  }
+  EXPECT_TRUE(isExactly(readWave(path("tone.wav")), tone.data));
 }
 
 }  // namespace
