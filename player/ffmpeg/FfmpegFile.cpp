@@ -1,8 +1,12 @@
 #include "player/ffmpeg/FfmpegFile.h"
 
+#include <fmt/format.h>
+
+#include <string_view>
 #include <utility>
 
 #include "player/ffmpeg/Ac3Frame.h"
+#include "player/ffmpeg/Truncation.h"
 
 namespace Player {
 
@@ -55,7 +59,8 @@ Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
 }  // namespace
 
 FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
-    : m_pipe(PipeInput::openIfPipe(path, shouldStop)),
+    : m_path(path),
+      m_pipe(PipeInput::openIfPipe(path, shouldStop)),
       m_container(openContainer(path, m_pipe.get(), shouldStop)),
       m_packet(av_packet_alloc()),
       m_frame(av_frame_alloc()) {
@@ -204,6 +209,8 @@ int FfmpegFile::readPacket() {
     av_packet_unref(m_packet.get());
     result = av_read_frame(m_container.get(), m_packet.get());
   } while (result == 0 && m_packet->stream_index != m_stream->index);
+  m_isWhollyRead = result == AVERROR_EOF;
+  m_ticksRead += result == 0 ? m_packet->duration : 0;
   return result;
 }
 
@@ -219,14 +226,46 @@ bool FfmpegFile::sendPacket() {
   return true;
 }
 
+/// What is missing at the end, if that was reached.
+std::string FfmpegFile::truncation() const {
+  const auto inFrames = [](std::uint64_t present, std::uint64_t declared) {
+    return fmt::format("truncated: {} of {} frames", present, declared);
+  };
+  if (!m_isWhollyRead) {
+    return "";
+  }
+  const std::uint64_t missing = missingBytes(m_path);
+  std::uint64_t declared = length().value_or(0);
+  if (hasExactTimes()) {
+    const int frameBytes = m_stream->codecpar->block_align;  // 0 of FLAC
+    if (missing > 0 && frameBytes > 0) {  // the library goes by the file's length
+      declared = m_position + 1 + (missing - 1) / static_cast<std::uint64_t>(frameBytes);
+    }
+    if (m_position < declared) {
+      return inFrames(m_position, declared);
+    }
+  }
+  // Only MP3 has a header that counts its frames, which may count the header's as well.
+  const bool isMp3 = m_container->iformat->name == std::string_view("mp3");
+  if (isMp3 && m_container->duration_estimation_method == AVFMT_DURATION_FROM_STREAM) {
+    const AVRational frame{1, static_cast<int>(m_format.rate)};
+    const auto read =
+        static_cast<std::uint64_t>(av_rescale_q(m_ticksRead, m_stream->time_base, frame));
+    const auto uncertain = 2 * static_cast<std::uint64_t>(m_stream->codecpar->frame_size);
+    return read + uncertain < declared ? inFrames(read, declared) : "";
+  }
+  if (missing > 0) {
+    return fmt::format("truncated: its last {} bytes are missing", missing);
+  }
+  return lacksLastPage(m_path) ? "truncated: it does not end with its last page" : "";
+}
+
 std::string FfmpegFile::damage() const {
   if (!m_readError.empty()) {
     return "reading it failed: " + m_readError;
   }
-  const std::optional<std::uint64_t> said = length();
-  if (hasExactTimes() && said && m_position < *said) {
-    return "it is cut off: " + std::to_string(m_position) + " of " + std::to_string(*said) +
-           " frames are there";
+  if (const std::string truncated = truncation(); !truncated.empty()) {
+    return truncated;
   }
   if (m_lostPackets > 0) {
     return "it is damaged: " + std::to_string(m_lostPackets) +

@@ -35,8 +35,10 @@ class FfmpegFile final : public MediaFile {
   void findCoding();
   bool hasExactTimes() const;
   int readPacket();
+  std::string truncation() const;
   bool sendPacket();
 
+  const std::string m_path;
   const std::unique_ptr<PipeInput> m_pipe;  // none for a regular file
   Owned<AVFormatContext> m_container;
   Owned<AVCodecContext> m_decoder;
@@ -49,6 +51,8 @@ class FfmpegFile final : public MediaFile {
   bool m_isPacketNext = false;                // m_packet was read ahead
   std::uint64_t m_position = 0;               // frames, at the decoder's end
   std::uint64_t m_lostPackets = 0;            // not, or not wholly decoded
+  std::int64_t m_ticksRead = 0;               // durations of the packets
+  bool m_isWhollyRead = false;
   std::string m_readError;
 };
 
