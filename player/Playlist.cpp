@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "player/InputKind.h"
 #include "player/Interrupt.h"
 #include "tavro_core/Log.h"
 
@@ -98,7 +99,8 @@ std::unique_ptr<MediaFile> Playlist::open(const std::string& path) {
   try {
     return openMedia(path);
   } catch (const InputError& error) {
-    report(path, error.what());
+    const std::string kind = kindOfOtherInput(path);
+    report(path, kind.empty() ? error.what() : kind);
     return nullptr;
   }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +18,16 @@ struct Cut {
   std::uint64_t start = 0;
   std::optional<std::uint64_t> length;  // none: to its end
   bool mayBeEmpty = false;              // without being a fault of the file
+
+  /// Why nothing was played of a file of this rate and length, in frames.
+  std::string reasonForNothing(std::uint32_t rate, std::optional<std::uint64_t> whole) const {
+    const auto seconds = [rate](std::uint64_t frames) {
+      return static_cast<double>(frames) / rate;
+    };
+    return start == 0 || !whole ? "contains no sound"
+                                : fmt::format("--start {:.6g}: the file ends at {:.6g} s",
+                                              seconds(start), seconds(*whole));
+  }
 
   /// What is left of it behind its first `frames`.
   Cut behind(std::uint64_t frames) const {

@@ -13,7 +13,7 @@ TrackReader::TrackReader(Track track, const StreamFormat& format)
       m_bytesPerFrame(format.bytesPerFrame()),
       m_toSkip(m_file->seek(track.cut.start)),
       m_toRead(track.cut.length),
-      m_mayBeEmpty(track.cut.mayBeEmpty) {}
+      m_cut(track.cut) {}
 
 std::size_t TrackReader::read(std::uint8_t* to, std::size_t frames) {
   std::size_t done = 0;
@@ -46,7 +46,9 @@ std::string TrackReader::problem() const {
   if (!damage.empty()) {
     return damage;
   }
-  return m_framesRead == 0 && !m_mayBeEmpty ? "there is nothing to play in it" : "";
+  return m_framesRead == 0 && !m_cut.mayBeEmpty
+             ? m_cut.reasonForNothing(m_file->format().rate, m_file->length())
+             : "";
 }
 
 bool TrackReader::decodeMore() {

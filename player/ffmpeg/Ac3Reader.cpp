@@ -44,7 +44,8 @@ std::string Ac3Reader::problem() const {
   }
   const std::string damage = m_track.file->damage();
   const bool isEmpty = m_read == 0 && !m_track.cut.mayBeEmpty;
-  return damage.empty() && isEmpty ? "there is nothing to play in it" : damage;
+  return damage.empty() && isEmpty ? m_track.cut.reasonForNothing(m_rate, m_track.file->length())
+                                   : damage;
 }
 
 /// The next undamaged AC-3 frame, which lies in the file's packet.

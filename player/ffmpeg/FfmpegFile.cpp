@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <fstream>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +12,8 @@
 namespace Player {
 
 namespace {
+
+constexpr int kProbeBytes = 65536;
 
 std::string errorText(int code) {
   char text[AV_ERROR_MAX_STRING_SIZE] = {};
@@ -38,6 +41,22 @@ SampleType sampleTypeOf(AVSampleFormat format, int validBits) {
   }
 }
 
+/// By the first bytes alone, or by few of them and the name. The name alone would make raw samples
+/// of any kind noise, and so would few bytes.
+bool isRecognised(const AVFormatContext& container, const std::string& path, bool isPipe) {
+  if (isPipe || container.probe_score > AVPROBE_SCORE_EXTENSION) {
+    return container.probe_score > AVPROBE_SCORE_RETRY;
+  }
+  std::vector<unsigned char> bytes(kProbeBytes + AVPROBE_PADDING_SIZE);
+  std::ifstream file(path, std::ios::binary);
+  file.read(reinterpret_cast<char*>(bytes.data()), kProbeBytes);
+  const AVProbeData data{"", bytes.data(), static_cast<int>(file.gcount()), nullptr};
+  int score = 0;
+  const bool isSame = av_probe_input_format3(&data, 1, &score) == container.iformat;
+  return isSame && (score > AVPROBE_SCORE_RETRY ||
+                    av_match_ext(path.c_str(), container.iformat->extensions) != 0);
+}
+
 int onWait(void* shouldStop) { return reinterpret_cast<ShouldStop>(shouldStop)() ? 1 : 0; }
 
 Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
@@ -49,11 +68,32 @@ Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
   opened->interrupt_callback = {onWait, reinterpret_cast<void*>(shouldStop)};
   opened->pb = pipe != nullptr ? pipe->context() : nullptr;
   // The prefix keeps a colon in the name from being taken for a protocol.
-  require(avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, nullptr),
-          "cannot open it");
+  const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, nullptr);
   Owned<AVFormatContext> container(opened);
+  if (result == AVERROR_INVALIDDATA ||
+      (result == 0 && !isRecognised(*opened, path, pipe != nullptr))) {
+    throw InputError(
+        "unknown format, or a damaged header; if it is raw PCM, give it one: ffmpeg -f s16le -ar "
+        "RATE -ac CHANNELS -i FILE NEW.wav");
+  }
+  require(result, "cannot open it");
   require(avformat_find_stream_info(opened, nullptr), "cannot read it");
   return container;
+}
+
+/// What is there instead of sound.
+std::string withoutSound(const AVFormatContext& container) {
+  for (unsigned i = 0; i < container.nb_streams; ++i) {
+    const AVCodecParameters& parameters = *container.streams[i]->codecpar;
+    if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+      const std::string_view format = container.iformat->name;
+      const bool isPicture = format.ends_with("_pipe") || format.starts_with("image2");
+      return fmt::format("{} ({})",
+                         isPicture ? "is a picture, not sound" : "is a video without sound",
+                         avcodec_get_name(parameters.codec_id));
+    }
+  }
+  return fmt::format("contains no sound ({})", container.iformat->long_name);
 }
 
 }  // namespace
@@ -67,8 +107,8 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   const AVCodec* codec = nullptr;
   const int index = av_find_best_stream(m_container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
   if (index < 0 || codec == nullptr) {
-    throw InputError(index == AVERROR_STREAM_NOT_FOUND ? "it has no audio"
-                                                       : "there is no decoder for its audio");
+    throw InputError(index == AVERROR_STREAM_NOT_FOUND ? withoutSound(*m_container)
+                                                       : "there is no decoder for its sound");
   }
   for (unsigned i = 0; i < m_container->nb_streams; ++i) {
     const bool wanted = static_cast<int>(i) == index;
@@ -86,7 +126,7 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
                                 : static_cast<AVSampleFormat>(m_stream->codecpar->format);
   if (sampleFormat == AV_SAMPLE_FMT_NONE || m_decoder->sample_rate <= 0 ||
       m_decoder->ch_layout.nb_channels <= 0) {
-    throw InputError("its audio cannot be made out");
+    throw InputError("its sound is of an unknown format");
   }
   m_format = {sampleTypeOf(sampleFormat, m_decoder->bits_per_raw_sample),
               static_cast<std::uint32_t>(m_decoder->sample_rate),

@@ -73,6 +73,7 @@ TEST_F(Decoder, aTruncatedFileIsReportedAndAWholeOneIsNot) {
            {"piped.wav", {"-seekable", "0"}, nullptr},
            {"piped.mkv", {"-c:a", "libopus", "-seekable", "0"}, nullptr},
            {"no-header.mp3", {"-write_xing", "0"}, nullptr},
+           {"few-frames.mp3", {"-write_xing", "0", "-t", "0.1"}, nullptr},
            {"vbr-no-header.mp3", {"-write_xing", "0", "-q:a", "4"}, nullptr},
        }) {
     Words encode{"-i", "in.wav"};

@@ -14,17 +14,26 @@ class Errors : public Workbench {
   void SetUp() override {
     writeWave(path("good.wav"), noise({16, false, 2, 48000}, 20000));
     writeFile(path("empty.wav"), {});
-    writeFile(path("letter.txt"), Bytes(2000, 'a'));
+    for (const char* text : {"letter.txt", "list.m3u"}) {
+      writeFile(path(text), Bytes(2000, 'a'));
+    }
     writeWave(path("no-frames.wav"), noise({16, false, 2, 48000}, 0));
     std::filesystem::create_directory(path("folder"));
+    std::filesystem::create_directory(path("music"));
+    ffmpeg({"-i", "good.wav", "music/one.mp3"});
     ffmpeg({"-i", "good.wav", "good.flac"});
+    // As ADPCM to who guesses by content, as samples of some rate to who goes by the name.
+    ffmpeg({"-f", "lavfi", "-i", "sine=duration=4:sample_rate=48000", "-ac", "2", "-f", "s16le",
+            "samples"});
+    std::filesystem::copy_file(path("samples"), path("samples.sw"));
     Bytes flac = readFile(path("good.flac"));
     flac.resize(flac.size() / 2);
     writeFile(path("truncated.flac"), flac);
     Bytes wave = readFile(path("good.wav"));
     wave.resize(wave.size() / 2);
     writeFile(path("truncated.wav"), wave);
-    ffmpeg({"-f", "lavfi", "-i", "color=size=16x16:duration=0.2", "picture.avi"});
+    ffmpeg({"-f", "lavfi", "-i", "color=size=16x16:duration=0.2", "silent.avi"});
+    ffmpeg({"-f", "lavfi", "-i", "color=size=16x16", "-frames:v", "1", "picture.png"});
   }
 };
 
@@ -36,15 +45,22 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
   };
   const std::string out = "file:out.wav";
   for (const Case& wrong : {
-           Case{{"--device", out, "empty.wav"}, 3, "empty.wav"},
-           {{"--device", out, "letter.txt"}, 3, "letter.txt"},
+           Case{{"--device", out, "empty.wav"}, 3, "empty.wav: is empty"},
+           {{"--device", out, "letter.txt"}, 3, "letter.txt: is a text file"},
+           {{"--device", out, "list.m3u"}, 3, "is a playlist"},
+           {{"--device", out, "samples"}, 3, "raw PCM"},
+           {{"--device", out, "samples.sw"}, 3, "raw PCM"},
            {{"--device", out, "no-frames.wav"}, 3, "no-frames.wav"},
-           {{"--device", out, "folder"}, 3, "folder"},
+           {{"--device", out, "folder"}, 3, "is a folder; name files instead"},
+           {{"--device", out, "music"}, 3, "is a folder; name files in it, e.g. music/*.mp3"},
            {{"--device", out, "missing.wav"}, 3, "No such file"},
-           {{"--device", out, "picture.avi"}, 3, "no audio"},
+           {{"--device", out, "silent.avi"}, 3, "is a video without sound"},
+           {{"--device", out, "picture.png"}, 3, "is a picture"},
            {{"--device", out, "truncated.flac"}, 3, "truncated: "},
            {{"--device", out, "truncated.wav"}, 3, "truncated: "},
-           {{"--device", out, "--start", "1:00", "good.wav"}, 3, "nothing to play"},
+           {{"--device", out, "--start", "1:00", "good.wav"},
+            3,
+            "--start 60: the file ends at 0.41"},
            {{"--device", "file:nowhere/out.wav", "good.wav"}, 4, "nowhere/out.wav"},
            {{"--device", "file:folder", "good.wav"}, 4, "folder"},
            {{"--device", "file:/dev/full", "good.wav"}, 4, "/dev/full"},
