@@ -1,5 +1,7 @@
 #include "player/Decoders.h"
 
+#include <fmt/format.h>
+
 #include <dlfcn.h>
 
 #include "player/ProgramFolder.h"
@@ -8,13 +10,15 @@ namespace Player {
 
 namespace {
 
+constexpr const char* kPackages = "libavformat59 libavcodec59 libavutil57 libswresample4";
+
 /// The module asks for its own symbols to be found at once; what the libraries behind it call among
 /// themselves is found when it is called.
 const Decoders& load() {
   void* const module = dlopen((programFolder() / kDecodersModule).c_str(), RTLD_LAZY | RTLD_LOCAL);
   void* const found = module != nullptr ? dlsym(module, kDecodersEntry) : nullptr;
   if (found == nullptr) {
-    throw InputError(std::string("the decoders cannot be loaded: ") + dlerror());
+    throw InputError(fmt::format("needs FFmpeg's libraries: {}; install {}", dlerror(), kPackages));
   }
   return *static_cast<const Decoders*>(found);
 }

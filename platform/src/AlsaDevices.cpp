@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kLongestBackOff{4000};
 
 template <class Function>
 Function* entryOf(const char* name, AudioDevices::Failure& failure) {
-  const auto found = loadEntry<Function>(kAlsaModule, name);
+  const auto found = loadEntry<Function>(kAlsaModule, name, "libasound2");
   if (!found) {
     failure = {.status = kAudioHardwareUnspecifiedError, .message = "no ALSA: " + found.reason};
   }
@@ -61,6 +61,7 @@ std::shared_ptr<Device> attachAlsa(const std::string& identifier, AudioDevices::
   }
   auto* const makeDriver = entryOf<MakeAlsaDriver>(kMakeAlsaDriverEntry, failure);
   if (makeDriver == nullptr) {
+    failure.message = "'" + identifier + "' cannot be opened: " + failure.message;
     return nullptr;
   }
   const std::string name = identifier.substr(std::string_view(kAlsaPrefix).size());

@@ -18,11 +18,11 @@ std::string modulePath(const char* module) {
 
 /// The modules ask for their own symbols to be found at once; what the libraries behind them call
 /// among themselves is found when it is called, which makes loading them twice as quick.
-void* findEntry(const char* module, const char* name, std::string& reason) {
+void* findEntry(const char* module, const char* name, const char* packages, std::string& reason) {
   void* const loaded = ::dlopen(modulePath(module).c_str(), RTLD_LAZY | RTLD_LOCAL);
   void* const entry = loaded != nullptr ? ::dlsym(loaded, name) : nullptr;
   if (entry == nullptr) {
-    reason = ::dlerror();
+    reason = std::string(::dlerror()) + "; install " + packages;
   }
   return entry;
 }

@@ -14,12 +14,13 @@ struct ModuleEntry {
   explicit operator bool() const { return entry != nullptr; }
 };
 
-void* findEntry(const char* module, const char* name, std::string& reason);
+/// `packages` are those of Debian that hold the libraries behind it; the reason names them.
+void* findEntry(const char* module, const char* name, const char* packages, std::string& reason);
 
 template <class Function>
-ModuleEntry<Function> loadEntry(const char* module, const char* name) {
+ModuleEntry<Function> loadEntry(const char* module, const char* name, const char* packages) {
   ModuleEntry<Function> found;
-  found.entry = reinterpret_cast<Function*>(findEntry(module, name, found.reason));
+  found.entry = reinterpret_cast<Function*>(findEntry(module, name, packages, found.reason));
   return found;
 }
 

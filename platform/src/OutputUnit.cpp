@@ -196,7 +196,8 @@ OSStatus OutputUnit::renew(const Configuration& configuration) try {
   return noErr;
 } catch (const std::runtime_error& error) {
   configuration.device->noteRefusal(
-      {.status = kAudioUnitErr_FormatNotSupported, .message = error.what()});
+      {.status = kAudioUnitErr_FormatNotSupported,
+       .message = "'" + configuration.device->identifier() + "': " + error.what()});
   return kAudioUnitErr_FormatNotSupported;
 }
 

@@ -56,7 +56,8 @@ void ServerDevices::setStreamName(const AudioDevices::StreamName& name) {
 
 AudioDevices::Failure ServerDevices::connect() {
   AudioDevices::Failure failure;
-  const auto connectTo = loadEntry<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry);
+  const auto connectTo =
+      loadEntry<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry, "libpulse0");
   if (!connectTo) {
     return {.status = kAudioHardwareUnspecifiedError,
             .message = "no sound server: " + connectTo.reason};
