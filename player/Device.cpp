@@ -67,6 +67,19 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
                      shape.mChannelsPerFrame, shape.mSampleRate);
 }
 
+/// What could have been meant by an unknown name; files and ALSA's have their own remedies.
+std::string devicesBeside(const DeviceChoice& choice) {
+  if (choice.isFile || choice.identifier.starts_with("alsa:")) {
+    return "";
+  }
+  std::vector<std::string> names;
+  for (const AudioDevices::DeviceDescription& device : AudioDevices::list()) {
+    names.push_back(device.identifier);
+  }
+  return fmt::format("; {}{} (--list-devices)", names.empty() ? "" : "there are: ",
+                     names.empty() ? "choose another" : fmt::format("{}", fmt::join(names, ", ")));
+}
+
 }  // namespace
 
 Device::Device(const DeviceChoice& choice, std::function<void()> onChange)
@@ -84,7 +97,7 @@ void Device::attach() {
   AudioDevices::Failure failure;
   m_id = AudioDevices::attach(m_choice.identifier, &failure, m_choice.attach);
   if (m_id == kAudioObjectUnknown) {
-    throw PlayerError(ExitStatus::DeviceFailed, failure.message);
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message + devicesBeside(m_choice));
   }
   const OSStatus status = AudioObjectSetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0,
                                                      nullptr, sizeof(m_id), &m_id);

@@ -64,7 +64,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", "file:nowhere/out.wav", "good.wav"}, 4, "nowhere/out.wav"},
            {{"--device", "file:folder", "good.wav"}, 4, "folder"},
            {{"--device", "file:/dev/full", "good.wav"}, 4, "/dev/full"},
-           {{"--device", "no such device", "good.wav"}, 4, "no such device"},
+           {{"--device", "no such device", "good.wav"}, 4, "--list-devices"},
            {{"--device", "file:good.wav", "good.wav"}, 2, "one of the inputs"},
            {{"--device", "file:out.MP3", "good.wav"}, 2, ".wav file (PCM) or a .spdif"},
            {{"--device", out, "--volume", "101", "good.wav"}, 2, "--volume"},
