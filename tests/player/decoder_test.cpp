@@ -80,7 +80,7 @@ TEST_F(Decoder, aTruncatedFileIsReportedAndAWholeOneIsNot) {
     encode.insert(encode.end(), each.encoder.begin(), each.encoder.end());
     encode.push_back(each.file);
     ffmpeg(encode);
-    Result result = play({"--device", "file:out.wav", each.file});
+    Result result = play({"-q", "--device", "file:out.wav", each.file});
     EXPECT_TRUE(result.status == 0 && result.err.empty()) << each.file << result.err;
 
     Bytes bytes = readFile(path(each.file));
