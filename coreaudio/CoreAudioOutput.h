@@ -4,7 +4,7 @@
 #include <AudioUnit/AudioUnit.h>
 #include <CoreAudio/CoreAudio.h>
 
-#include <boost/thread.hpp>
+#include <boost/thread/recursive_mutex.hpp>
 
 #include <atomic>
 #include <condition_variable>

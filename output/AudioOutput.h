@@ -1,6 +1,7 @@
 #pragma once
 
-#include <boost/thread.hpp>
+#include <boost/thread/recursive_mutex.hpp>
+#include <boost/thread/thread_only.hpp>
 
 #include <atomic>
 #include <cstdint>
