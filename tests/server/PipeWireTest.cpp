@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <ranges>
 #include <sys/wait.h>
 
@@ -42,6 +43,7 @@ void PipeWireTest::TearDown() {
 /// Each daemon needs the one before it.
 void PipeWireTest::startPipeWire(const std::vector<NullSink>& sinks) {
   writeSinks(sinks);
+  writeSessionManagersSettings();
   setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path("run/bus")).c_str(), 1);
   setenv("XDG_CONFIG_HOME", path("config").c_str(), 1);
   setenv("XDG_STATE_HOME", path("state").c_str(), 1);
@@ -63,6 +65,19 @@ void PipeWireTest::startPipeWire(const std::vector<NullSink>& sinks) {
     // Refused until the session manager is up.
     return areAll && run("pactl", {"set-default-sink", sinks.front().name}).status == 0;
   });
+}
+
+/// No devices of the machine's. Bluetooth's also need a login service, which containers lack.
+void PipeWireTest::writeSessionManagersSettings() const {
+  for (const auto& [group, settings] : std::map<std::string, std::string>{
+           {"main",
+            "alsa_monitor.enabled = false\nv4l2_monitor.enabled = false\n"
+            "libcamera_monitor.enabled = false\n"},
+           {"bluetooth", "bluez_monitor.enabled = false\n"}}) {
+    const fs::path to = path("config/wireplumber/" + group + ".lua.d");
+    fs::create_directories(to);
+    std::ofstream(to / "60-no-devices.lua") << settings;
+  }
 }
 
 void PipeWireTest::writeSinks(const std::vector<NullSink>& sinks) const {

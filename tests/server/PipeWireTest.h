@@ -16,6 +16,7 @@ class PipeWireTest : public ServerTest {
 
  private:
   void writeSinks(const std::vector<NullSink>& sinks) const;
+  void writeSessionManagersSettings() const;
 
   std::vector<pid_t> m_daemons;
 };
