@@ -25,7 +25,6 @@ Bytes slice(const Bytes& bytes, std::size_t from, std::size_t to) {
 
 BundleTest::BundleTest() {
   platform.reset();
-  AllocationWatch::forgetBlocks();
   journal.record(true);
   journal.take();
   journal.takeViolations();
@@ -51,7 +50,6 @@ void BundleTest::deleteAndLook() {
   EXPECT_THAT(journal.takeViolations(), testing::IsEmpty());
   EXPECT_EQ(platform.liveGraph(), nullptr) << "a graph outlived the component";
   EXPECT_EQ(platform.ioProc(), nullptr) << "an I/O procedure outlived the component";
-  EXPECT_EQ(AllocationWatch::heldBlocks(), 0U) << "a property block was not freed";
   for (const FakeBuffer* buffer : upstream.buffers()) {
     EXPECT_EQ(buffer->releases(), buffer->delivered() ? 1U : 0U)
         << "releases of the buffer stamped " << buffer->timeStamp;

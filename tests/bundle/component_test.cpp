@@ -27,19 +27,34 @@ TEST_F(ComponentTest, createAndDestroyLogAndRegisterInOrder) {
                           "log Rendering destroy 398 Audio Output Destruction"));
 }
 
-TEST_F(ComponentTest, onlyTwoEventsOfTheComponentAreKnownAndNoChecksOrQueries) {
-  make();
-  _Variant value{9, 8};
-  EXPECT_TRUE((*component)->sendEvent(0x10010000, nullptr));
+TEST_F(ComponentTest, whatIsUnknownOrUnusableIsRefusedWithoutEffect) {
+  build();
+  void* out = nullptr;
+  for (const char* id : {"com.norvane.flowloom.component.output.single", "",
+                         "com.norvane.flowloom.component.outpu"}) {
+    EXPECT_EQ(component->lookUp(id, &out), 3U) << id;
+    EXPECT_EQ(out, nullptr) << id;
+  }
   EXPECT_TRUE((*component)->sendEvent(0x10020000, nullptr));
   EXPECT_FALSE((*component)->sendEvent(0x30030000, nullptr));
-  EXPECT_FALSE((*component)->sendEvent(0, nullptr));
-  EXPECT_FALSE((*component)->checkEvent(Tavro::PortCheck::kReady, &value));
-  EXPECT_FALSE((*component)->readQuery(Tavro::PortQuery::kMaximumChannels, &value));
-  EXPECT_FALSE((*component)->writeQuery(Tavro::PortQuery::kConfigurePcm, &value));
-  EXPECT_EQ(value.type, 9);
-  EXPECT_EQ(value.value, 8U);
+  _Variant number{Tavro::VariantType::kUInt32, 50};
+  EXPECT_FALSE((*component)->checkEvent(Tavro::PortCheck::kReady, &number));
+  EXPECT_FALSE((*component)->readQuery(Tavro::PortQuery::kMaximumChannels, &number));
+  EXPECT_FALSE(port->readQuery(0x20130005, &number));
+  EXPECT_THAT(number, testing::FieldsAre(Tavro::VariantType::kUInt32, 50U));
+  Tavro::AudioProperties other;
+  other.m_sampleRate = 8000;
+  _Variant wrongType{Tavro::VariantType::kUInt32, objectValue(&other).value};
+  EXPECT_FALSE(port->writeQuery(Tavro::PortQuery::kConfigurePassthrough, &wrongType));
+  EXPECT_FALSE(write(8000, 1, 8, 0x200b000f));
+  announceVolume(number);
+  _Variant half{Tavro::VariantType::kUInt8, 50};
+  for (const char* name : {"Volume ", "volume"}) {
+    (*session.consumers.begin())
+        ->settingChanged({Tavro::MediaType::Audio, narrow("Output"), narrow(name)}, &half);
+  }
   EXPECT_THAT(journal.take(), IsEmpty());
+  EXPECT_FALSE(write(48000, 2, 16)) << "the mode or the properties were stored";
 }
 
 TEST_F(ComponentTest, theInformationEntriesHaveTheirKeysTypesAndTexts) {

@@ -252,33 +252,4 @@ TEST_F(ConcurrencyTest, burstsAreFlushedAndTornDownWhileTheDeviceRuns) {
   }
 }
 
-TEST_F(ConcurrencyTest, componentsAreDeletedWhileTheirGraphPlays) {
-  meanwhileRender();
-  for (unsigned i = 0; i < 20; ++i) {
-    buildFree(30);
-    event(Tavro::PortEvent::kStart);
-    readyAndPulled();
-    end();
-    journal.record(true);
-  }
-}
-
-TEST_F(ConcurrencyTest, componentsComeAndGoBesideEachOther) {
-  gate.open();
-  journal.record(false);
-  const auto live = [this] {
-    FakeSession own;
-    for (unsigned i = 0; i < 40; ++i) {
-      Component one;
-      one->create(&own);
-      auto* in = one.output().connectInput(Tavro::MediaType::Audio, &format, &source);
-      EXPECT_TRUE(writeTo(*in, 48000, 2, 16));
-      one->destroy();
-    }
-  };
-  std::thread other(live);
-  live();
-  other.join();
-}
-
 }  // namespace

@@ -33,23 +33,6 @@ TEST_F(ConfigurationTest, aRebuildKeepsTheStateOfTheGraph) {
   EXPECT_FALSE(platform.liveGraph()->running);
 }
 
-TEST_F(ConfigurationTest, unusableValuesAreRefusedWithoutAnyEffect) {
-  build();
-  Tavro::AudioProperties other;
-  other.m_sampleRate = 8000;
-  _Variant wrongType = objectValue(&other);
-  wrongType.type = 5;
-  _Variant noObject{Tavro::VariantType::kObject, 0};
-  for (const auto id : {Tavro::PortQuery::kConfigurePcm, Tavro::PortQuery::kConfigurePassthrough}) {
-    EXPECT_FALSE(port->writeQuery(id, &wrongType));
-    EXPECT_FALSE(port->writeQuery(id, &noObject));
-  }
-  EXPECT_FALSE(write(8000, 1, 8, 0x200b000f));
-  EXPECT_FALSE(write(8000, 1, 8, Tavro::PortQuery::kMaximumChannels));
-  EXPECT_THAT(journal.take(), IsEmpty());
-  EXPECT_FALSE(write(48000, 2, 16)) << "the mode or the properties were stored";
-}
-
 TEST_F(ConfigurationTest, aFailedBuildKeepsThePropertiesSoOnlyADifferentWriteTriesAgain) {
   build();
   event(Tavro::PortEvent::kStart);
@@ -87,19 +70,6 @@ TEST_F(ConfigurationTest, aWriteOutsideASessionIsRefusedAndTheSameSucceedsLater)
   ASSERT_TRUE((*component)->create(&session));
   EXPECT_FALSE(write(48000, 2, 16)) << "the mode or the properties were stored";
   EXPECT_TRUE(write(44100, 2, 16));
-}
-
-TEST_F(ConfigurationTest, aPcmWriteWithoutAFormatIsAFailedBuild) {
-  build();
-  event(Tavro::PortEvent::kDisconnect);  // takes the format away
-  journal.take();
-  EXPECT_FALSE(write(44100, 2, 24));
-  EXPECT_THAT(journal.take(), IsEmpty());
-  EXPECT_EQ(info("BitsPerSample"), "16");
-  component->output().disconnectInput(port);
-  ASSERT_EQ(connectInput(), port);
-  EXPECT_FALSE(write(44100, 2, 24)) << "unchanged since";
-  EXPECT_TRUE(write(48000, 2, 16));
 }
 
 TEST_F(ConfigurationTest, aFormatOfNoBytesOrNoRateIsPlayedIfTheUnitTakesIt) {

@@ -21,22 +21,6 @@ TEST_F(EntryTest, theThreeServedIdentifiersAnswerTheViewsOfTheSameComponent) {
   EXPECT_TRUE(output->sendEvent(Tavro::ComponentEvent::kFirst, nullptr));
 }
 
-TEST_F(EntryTest, everyOtherIdentifierAnswersThreeAndNull) {
-  make();
-  void* out = nullptr;
-  for (const char* id :
-       {"com.norvane.flowloom.component.output.single",
-        "com.norvane.flowloom.component.output.multiple", "",
-        "com.norvane.flowloom.component.Output", "com.norvane.flowloom.component.outpu"}) {
-    EXPECT_EQ(component->lookUp(id, &out), 3U) << id;
-    EXPECT_EQ(out, nullptr) << id;
-  }
-  const Tavro::NarrowString none(nullptr, Tavro::sharedAllocator<char>());
-  out = this;
-  EXPECT_EQ(component->plugin()->queryInterface(none, &out), 3U);
-  EXPECT_EQ(out, nullptr);
-}
-
 TEST_F(EntryTest, theContextIsPassedOnAndAnUnusedComponentIsDestroyedWithoutAPlatformCall) {
   gate.open();
   auto* context = reinterpret_cast<Tavro::PluginContext*>(this);

@@ -25,35 +25,6 @@ class FeederTest : public BundleTest {
   }
 };
 
-TEST_F(FeederTest, itAsksForNothingUntilItPlaysAndHasAPeer) {
-  build();
-  addBuffers(3);
-  Tavro::_Variant none{};
-  EXPECT_TRUE(port->checkEvent(0x40000001, &none));  // an unknown check lets nothing begin
-  EXPECT_EQ(queriesInAStep(), 0U);
-  EXPECT_EQ(gate.lastPauseMs, 10U);
-  event(Tavro::PortEvent::kDisconnect);
-  ready();
-  EXPECT_EQ(queriesInAStep(), 0U);
-  EXPECT_EQ(gate.lastPauseMs, 10U);
-}
-
-TEST_F(FeederTest, anUpstreamWithoutABufferIsAskedTwiceAPause) {
-  build();
-  ready();
-  EXPECT_EQ(queriesInAStep(), 2U);
-  EXPECT_EQ(gate.lastPauseMs, 10U);
-  upstream.addNothing(true);
-  upstream.addNothing(false);
-  addBuffers(1);
-  EXPECT_EQ(queriesInAStep(), 2U);
-  EXPECT_EQ(upstream.waiting(), 1U);
-  upstream.addNothing(false);
-  addBuffers(1);  // the answer of a second query, without a pause before it
-  EXPECT_EQ(queriesInAStep(), 5U);
-  EXPECT_EQ(upstream.waiting(), 0U);
-}
-
 TEST_F(FeederTest, aReportMayLeaveTheSession) {
   build();
   session.clock.ms = 2000;

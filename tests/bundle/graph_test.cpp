@@ -18,21 +18,6 @@ class GraphTest : public BundleTest {
   }
 };
 
-TEST_F(GraphTest, aBuildMakesItsCallsInOrder) {
-  connect();
-  journal.take();
-  ASSERT_TRUE(write(48000, 2, 16));
-  EXPECT_THAT(journal.take(),
-              ElementsAre("NewAUGraph()", "AUGraphAddNode(graph1, 'auou', 'def ', 'appl', 0, 0)",
-                          "AUGraphOpen(graph1)", "AUGraphNodeInfo(graph1, 5, null)",
-                          "AUGraphInitialize(graph1)", "AudioUnitSetProperty(unit1, 8, 1, 0, 40)",
-                          kCallbackCall, "AudioUnitGetProperty(unit1, 2000, 0, 0, 4)",
-                          "AudioUnitGetPropertyInfo(unit1, 2002, 2, 0)",
-                          "AudioUnitReset(unit1, 1, 0)", "session.getSetting 2 Output Volume",
-                          "AudioUnitSetParameter(unit1, 14, 0, 0, 1, 0)"));
-  EXPECT_FALSE(platform.liveGraph()->running);
-}
-
 TEST_F(GraphTest, knownEventsMakeTheirCallsOnceThereIsAGraph) {
   const std::vector<std::pair<std::uint32_t, Lines>> callsOf = {
       {0x30060000, {}},  // unknown ones are accepted

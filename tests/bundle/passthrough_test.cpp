@@ -51,24 +51,6 @@ TEST_F(PassthroughTest, theFirstMatchingEntryOfTheFirstStreamWinsAndIsTakenWhole
   EXPECT_TRUE(hasFormer(53));
 }
 
-TEST_F(PassthroughTest, aStreamWhoseFormatsCannotBeReadWholeIsPassedOver) {
-  platform.fail("AudioObjectGetPropertyData", -1, 3);
-  EXPECT_TRUE(passthrough());
-  event(Tavro::PortEvent::kDisconnect);
-  platform.properties.erase({51, kAvailable, kGlobal});
-  EXPECT_FALSE(passthrough());  // nothing changed: no new attempt
-  EXPECT_FALSE(passthrough(44100));
-  EXPECT_TRUE(passthrough());
-  event(Tavro::PortEvent::kDisconnect);
-  platform.properties[{52, kAvailable, kGlobal}].pop_back();  // only whole entries count
-  EXPECT_FALSE(passthrough(44100));
-  EXPECT_FALSE(passthrough());
-  platform.properties[{52, kAvailable, kGlobal}].resize(56);  // and those that are returned
-  platform.announcedSizes[kAvailable] = 112;
-  EXPECT_FALSE(passthrough(44100));
-  EXPECT_FALSE(passthrough());
-}
-
 TEST_F(PassthroughTest, teardownRestoresTheFormerFormatOnceAndDeletionDoesTheSame) {
   ASSERT_TRUE(passthrough());
   journal.take();
@@ -82,29 +64,6 @@ TEST_F(PassthroughTest, teardownRestoresTheFormerFormatOnceAndDeletionDoesTheSam
   ASSERT_TRUE(passthrough());
   component.reset();
   EXPECT_TRUE(hasFormer(52));
-}
-
-TEST_F(PassthroughTest, whatCouldNotBeSavedIsNotRestoredUnlessItWasSavedBefore) {
-  for (const bool savedBefore : {false, true}) {
-    SetUp();
-    const auto expectRestored = [&](bool expected) {
-      event(Tavro::PortEvent::kDisconnect);
-      EXPECT_EQ(journal.take({"AudioObjectSet"}).size(), expected ? 1U : 0U);
-    };
-    if (savedBefore) {
-      ASSERT_TRUE(passthrough());
-      journal.take();
-      expectRestored(true);
-    }
-    const Bytes former = platform.properties.extract({52, kPhysical, kGlobal}).mapped();
-    offer(52, {physical(kAudioFormatAC3, 32000)});
-    ASSERT_TRUE(passthrough(32000));
-    journal.take();
-    expectRestored(savedBefore);
-    const Bytes& now = platform.properties[{52, kPhysical, kGlobal}];
-    EXPECT_EQ(now == former, savedBefore);
-    end();
-  }
 }
 
 TEST_F(PassthroughTest, aPcmWriteWithoutAFormatEndsItAndItMayBeginAgain) {
@@ -132,30 +91,6 @@ TEST_F(PassthroughTest, changesOfModeAndOfPropertiesRebuild) {
   EXPECT_THAT(journal.take({"AudioObjectSet", "AudioDevice"}), IsEmpty());
   EXPECT_EQ(platform.liveGraph(), nullptr);
   EXPECT_FALSE(ready());
-}
-
-TEST_F(PassthroughTest, eachStepOfTheStartThatFailsHasItsOwnConsequence) {
-  struct Step {
-    const char* function;
-    const char* lastCall;
-    bool formatStays;
-  };
-  for (const Step& step : {Step{"AudioObjectSetPropertyData", "AudioObjectSetPropertyData", false},
-                           Step{"AudioDeviceCreateIOProcID", "AudioDeviceCreateIOProcID", true},
-                           Step{"AudioDeviceStart", "AudioDeviceDestroyIOProcID", true}}) {
-    SCOPED_TRACE(step.function);
-    setStreams({51, 52});
-    platform.fail(step.function, kAudioDevicePermissionsError);
-    EXPECT_FALSE(passthrough());
-    EXPECT_TRUE(journal.take().back().starts_with(step.lastCall));
-    EXPECT_EQ(platform.ioProc(), nullptr);
-    EXPECT_EQ(has(52, physical(kAudioFormatAC3)), step.formatStays);
-    EXPECT_FALSE(ready());
-    event(Tavro::PortEvent::kDisconnect);
-    EXPECT_THAT(journal.take(), IsEmpty()) << "an inactive path is torn down";
-    EXPECT_FALSE(passthrough(1, 1));
-    journal.take();
-  }
 }
 
 TEST_F(PassthroughTest, everyCallOfASessionMayFailAndNothingStaysRegistered) {

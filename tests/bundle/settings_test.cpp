@@ -74,25 +74,4 @@ TEST_F(SettingsTest, theVolumeReadsBackInWholePercent) {
   EXPECT_EQ(output.getVolume(), 0);
 }
 
-TEST_F(SettingsTest, everythingElseIsIgnored) {
-  struct Change {
-    const char* group;
-    const char* name;
-    _Variant value{kUInt8, 50};
-    Tavro::MediaType mediaType = Tavro::MediaType::Audio;
-  };
-  build();
-  Tavro::SettingConsumer& consumer = **session.consumers.begin();
-  for (Change change : {Change{"Output", "Volume", {kUInt32, 50}},
-                        {"Output", "Volume", {kUInt8, 50}, static_cast<Tavro::MediaType>(1)},
-                        {"OUTPUT", "Volume"},
-                        {"Output", "Volume "},
-                        {"Channels", "Maximum"}}) {
-    consumer.settingChanged({change.mediaType, narrow(change.group), narrow(change.name)},
-                            &change.value);
-  }
-  consumer.settingChanged({Tavro::MediaType::Audio, narrow("Output"), narrow("Volume")}, nullptr);
-  EXPECT_THAT(journal.take(), IsEmpty());
-}
-
 }  // namespace

@@ -54,23 +54,4 @@ TEST_F(TimeBaseTest, itRunsWhileTheGraphRuns) {
   EXPECT_FALSE(timeBase().isRunning());
 }
 
-TEST_F(TimeBaseTest, itMayBeReadDuringARebuildWhoseOldGraphIsTakenAwayBeforeItIsClosed) {
-  build();
-  event(Tavro::PortEvent::kStart);
-  journal.take();
-  platform.onCall("AUGraphClose", [this] {
-    std::thread([this] {
-      EXPECT_FALSE(timeBase().isRunning());
-      EXPECT_EQ(timeBase().currentTime(), 0U);
-    }).join();
-  });
-  ASSERT_TRUE(write(44100, 2, 16));
-  EXPECT_THAT(
-      journal.take({"AUGraphIs", "AUGraphClose", "Dispose", "New", "AUGraphStart", "AudioUnitRes"}),
-      testing::ElementsAre("AUGraphIsRunning(graph1)", "AUGraphClose(graph1)",
-                           "DisposeAUGraph(graph1)", "NewAUGraph()", "AudioUnitReset(unit2, 1, 0)",
-                           "AUGraphStart(graph2)"));
-  EXPECT_TRUE(timeBase().isRunning());
-}
-
 }  // namespace

@@ -1,7 +1,5 @@
 #include "AllocationWatch.h"
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
@@ -14,9 +12,6 @@ bool AllocationWatch::present() { return false; }
 std::uint64_t AllocationWatch::countOfThisThread() { return 0; }
 AllocationWatch::Pause::Pause() = default;
 AllocationWatch::Pause::~Pause() {}  // NOLINT: an object that is only held must not look unused
-void AllocationWatch::follow(void*) {}
-unsigned AllocationWatch::heldBlocks() { return 0; }
-void AllocationWatch::forgetBlocks() {}
 void AllocationWatch::refuseNth(std::uint64_t) {}
 std::int64_t AllocationWatch::liveBlocks() { return 0; }
 
@@ -31,14 +26,6 @@ thread_local std::uint64_t allocations = 0;
 thread_local unsigned pauses = 0;
 thread_local std::uint64_t refusedAllocation = 0;
 std::atomic<std::int64_t> blocksAlive{0};
-std::array<std::atomic<void*>, 64> followed;  // fixed places: nothing in here may allocate
-
-void replaceFollowed(void* block, void* replacement) {
-  const auto place = std::find(followed.begin(), followed.end(), block);
-  if (place != followed.end()) {
-    *place = replacement;
-  }
-}
 
 bool isRefused() { return pauses == 0 && ++allocations == refusedAllocation; }
 
@@ -71,7 +58,6 @@ extern "C" void* malloc(std::size_t bytes) {
 
 extern "C" void free(void* block) {
   if (block != nullptr) {
-    replaceFollowed(block, nullptr);
     blocksAlive.fetch_sub(1, std::memory_order_relaxed);
   }
   __libc_free(block);
@@ -83,15 +69,6 @@ std::uint64_t AllocationWatch::countOfThisThread() { return allocations; }
 
 AllocationWatch::Pause::Pause() { ++pauses; }
 AllocationWatch::Pause::~Pause() { --pauses; }
-
-void AllocationWatch::follow(void* block) { replaceFollowed(nullptr, block); }
-
-unsigned AllocationWatch::heldBlocks() {
-  return static_cast<unsigned>(std::count_if(followed.begin(), followed.end(),
-                                             [](const auto& place) { return place != nullptr; }));
-}
-
-void AllocationWatch::forgetBlocks() { std::fill(followed.begin(), followed.end(), nullptr); }
 
 void AllocationWatch::refuseNth(std::uint64_t nth) {
   refusedAllocation = nth == 0 ? 0 : allocations + nth;

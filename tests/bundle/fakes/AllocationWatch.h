@@ -2,10 +2,9 @@
 
 #include <cstdint>
 
-/// The process's malloc and free, watched: how often a thread allocates, and whether a block is
-/// given back; and made to fail. Threads and mutexes count as allocations. Absent under the
-/// sanitizers, which bring allocation functions (and double-free and leak checks) of their own.
-/// [any-thread]
+/// The process's malloc and free, watched: how often a thread allocates, and how many blocks are
+/// held; and made to fail. Threads and mutexes count as allocations. Absent under the sanitizers,
+/// which bring allocation functions (and double-free and leak checks) of their own. [any-thread]
 namespace AllocationWatch {
 
 bool present();
@@ -21,11 +20,6 @@ class Pause {
   Pause(const Pause&) = delete;
   Pause& operator=(const Pause&) = delete;
 };
-
-/// Follows a block from malloc until it is given back.
-void follow(void* block);
-unsigned heldBlocks();  // followed, not given back
-void forgetBlocks();
 
 /// From now on the n-th allocation of this thread, 1 the next, answers null. 0: none.
 void refuseNth(std::uint64_t nth);

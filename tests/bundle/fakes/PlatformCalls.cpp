@@ -247,7 +247,6 @@ OSStatus AudioObjectGetPropertyData(AudioObjectID object, const AudioObjectPrope
                                     UInt32 qualifierBytes, const void* qualifier, UInt32* ioSize,
                                     void* outData) {
   AllocationWatch::Pause pause;
-  AllocationWatch::follow(outData);
   const OSStatus status =
       enterProperty("AudioObjectGetPropertyData", object, address, qualifierBytes, qualifier);
   if (status == noErr) {
