@@ -65,20 +65,6 @@ TEST_F(BuffersTest, aPoolHandsOutEachBufferOnceUntilItComesBack) {
   EXPECT_EQ(pool.acquire(), one);
 }
 
-TEST_F(BuffersTest, aBufferTellsWhatItWasGiven) {
-  PooledBuffer* buffer = pool.acquire();
-  buffer->describe(960, 40, 20);
-  buffer->bytes()[959] = 7;
-  MediaBuffer& seen = *buffer;
-  EXPECT_EQ(seen.bufferSize(), 960u);
-  EXPECT_EQ(seen.chunkSize(), 960u);
-  EXPECT_EQ(seen.timeStamp, 40u);
-  EXPECT_EQ(seen.duration, 20u);
-  EXPECT_EQ(seen.lockData()[959], 7);
-  seen.unlockData();
-  seen.release();
-}
-
 TEST_F(BuffersTest, everyFateIsBookedAndBalances) {
   PooledBuffer* played = pulled();
   played->lockData();

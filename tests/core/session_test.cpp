@@ -62,10 +62,4 @@ TEST(SessionTest, changesReachTheRegisteredConsumersOnly) {
   EXPECT_EQ(second.heard, (std::vector<std::string>{"Output/Volume=10"}));
 }
 
-TEST(SessionTest, theClockStaysTheSame) {
-  Session session;
-  EXPECT_EQ(session.getClock(), session.getClock());
-  EXPECT_EQ(session.getClock(), &session.clock());
-}
-
 }  // namespace

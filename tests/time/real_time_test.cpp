@@ -83,13 +83,5 @@ TEST(RealTime, neverRunsBackwardsAndWaitsNoShorterThanAsked) {
   EXPECT_GE(now(), before + 3'000'000);
 }
 
-TEST(RealTime, joinsAndNewcomersAreNobodysBusiness) {
-  const NewcomerWatch watch;
-  std::thread thread([] { waitUntil(now() + 1, "a moment"); });
-  EXPECT_EQ(NewcomerWatch().await(), 0U);
-  const JoinScope scope(7);
-  thread.join();
-}
-
 }  // namespace
 }  // namespace Tavro::HostTime

@@ -132,20 +132,6 @@ TEST_F(SimulatedTime, timeStandsWhileAComponentIsDestroyedAmongOthersThatRun) {
   device.join();
 }
 
-TEST_F(SimulatedTime, aDeviceThatStopsWhileItsThreadWaitsNeedsNoJump) {
-  for (int round = 0; round < 50; ++round) {
-    Signal stop;
-    auto device = std::make_unique<Thread>(Role::Device, "device", [&] {
-      while (!waitUntil(now() + 1000 * kMs, stop, "the next cycle")) {
-      }
-    });
-    sleepMs(1);
-    stop.notify();
-    device.reset();
-    ASSERT_EQ(elapsedMs(), static_cast<std::uint64_t>(round + 1));
-  }
-}
-
 TEST_F(SimulatedTime, aThreadOutsideTheSetMayJoinOneOfItsThreads) {
   Signal stop;
   Thread device(Role::Device, "device", [&] { waitUntil(kNever, stop, "the end"); });
