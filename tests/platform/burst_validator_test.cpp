@@ -5,27 +5,8 @@ namespace {
 
 using Platform::burstFault;
 
-std::string faultOf(const Bytes& bursts, std::uint32_t rate = 48000, std::size_t index = 0) {
-  return burstFault(Platform::Burst(bursts.data() + index * kBurst, kBurst), rate);
-}
-
-TEST(BurstValidator, findsRealFramesInOrder) {
-  struct Shape {
-    std::uint32_t channels;
-    std::uint32_t kilobits;
-  };
-  for (const std::uint32_t rate : {48000U, 44100U, 32000U}) {
-    for (const auto& [channels, kilobits] :
-         {Shape{1, 96}, Shape{2, 192}, Shape{2, 224}, Shape{6, 448}, Shape{6, 640}}) {
-      SCOPED_TRACE(testing::Message() << rate << " Hz, " << kilobits << " kbit/s");
-      const Bytes bursts = encodedBursts(20, rate, channels, kilobits);
-      for (std::size_t i = 0; i < 20; ++i) {
-        EXPECT_EQ(faultOf(bursts, rate, i), "") << i;
-      }
-      EXPECT_NE(faultOf(bursts, rate == 48000 ? 44100 : 48000).find("Hz on a device of"),
-                std::string::npos);
-    }
-  }
+std::string faultOf(const Bytes& burst, std::uint32_t rate = 48000) {
+  return burstFault(Platform::Burst(burst.data(), kBurst), rate);
 }
 
 void swapWords(Bytes& burst, std::size_t begin, std::size_t end) {
@@ -43,6 +24,7 @@ void shift(Bytes& burst, std::size_t bytes) {
 TEST(BurstValidator, namesEachKindOfDamage) {
   const Bytes sound = encodedBursts(1, 48000, 6, 448);  // frames of 1792 bytes
   ASSERT_EQ(faultOf(sound), "");
+  EXPECT_NE(faultOf(sound, 44100).find("of 48000 Hz on a device of 44100 Hz"), std::string::npos);
   struct Row {
     const char* reason;
     std::function<void(Bytes&)> damage;

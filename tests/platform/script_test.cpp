@@ -25,22 +25,6 @@ TEST_F(Scripted, theNthCallFailsOnceAndDoesNothing) {
   EXPECT_EQ(AudioUnitReset(graph.unit, kAudioUnitScope_Input, 0), -8);
 }
 
-TEST_F(Scripted, whatGivesBackDoesSoWhenItIsToFail) {
-  {
-    Graph graph;
-    graph.setCallback(Source::render, nullptr);
-    ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-    EXPECT_EQ(Script::leftovers(), (Script::Leftovers{1, 1, 0, 1}));
-    Script::failCall("DisposeAUGraph", 1, -9);
-    EXPECT_EQ(DisposeAUGraph(graph.graph), -9);
-    EXPECT_EQ(Script::leftovers(), Script::Leftovers{});
-  }
-  Script::failCall("NewAUGraph", 1, -10);
-  AUGraph graph = nullptr;
-  EXPECT_EQ(NewAUGraph(&graph), -10);
-  EXPECT_EQ(Script::leftovers(), Script::Leftovers{});
-}
-
 TEST_F(Scripted, callsAreRecordedInOrderWithArgumentsDataAndStatus) {
   Graph graph;
   Script::record();

@@ -152,31 +152,6 @@ TEST(ObjectProperties, answerForUnknownObjectsPropertiesAndSizes) {
   EXPECT_EQ(AudioDeviceStart(device.id(), id), kAudioHardwareIllegalOperationError);
 }
 
-TEST(ChannelLayouts, areNamedByTagElseDescribed) {
-  using Labels = std::vector<AudioChannelLabel>;
-  struct Row {
-    Labels labels;
-    AudioChannelLayoutTag tag;
-    Labels described;
-  };
-  constexpr auto kDescribed = kAudioChannelLayoutTag_UseChannelDescriptions;
-  for (const Row& row :
-       {Row{{1, 2}, kAudioChannelLayoutTag_Stereo, {}}, Row{{1, 2, 3}, kDescribed, {1, 2, 3}},
-        Row{{1, 2, 5, 6, 3}, kAudioChannelLayoutTag_MPEG_5_0_B, {}},
-        Row{{1, 2, 3, 4, 5, 6, 33, 34}, kAudioChannelLayoutTag_MPEG_7_1_C, {}},
-        Row{{1, 0, 0}, kDescribed, {1, 0, 0}}}) {
-    const auto channels = static_cast<std::uint32_t>(row.labels.size());
-    ScriptedDevice device(
-        {.streams = {{.format = pcmInteger(48000, channels, 16)}}, .labels = row.labels});
-    Bytes record(400);
-    auto size = static_cast<UInt32>(record.size());
-    ASSERT_EQ(AudioObjectGetPropertyData(device.id(), &kLayout, 0, nullptr, &size, record.data()),
-              noErr);
-    record.resize(size);
-    EXPECT_EQ(record, layoutRecord(row.tag, row.described));
-  }
-}
-
 TEST(StatusText, namesTheCodeAndTheNumber) {
   EXPECT_EQ(AudioDevices::statusText(kAudioHardwareBadObjectError),
             "there is no such object ('!obj' 560947818)");
