@@ -50,7 +50,6 @@ class BurstPlayer {
   }
 
   Bytes bytes;
-  bool endlessly = false;
   std::atomic<std::size_t> calls{0};
   std::vector<std::vector<UInt32>> bufferBytes;  // of each stream; no memory: 0
   std::vector<UInt64> hostTimes;
@@ -69,7 +68,7 @@ class BurstPlayer {
         std::min<std::size_t>(sizes.front(), self.bytes.size() - self.m_position);
     std::copy_n(self.bytes.begin() + static_cast<std::ptrdiff_t>(self.m_position), count,
                 static_cast<std::uint8_t*>(list->mBuffers[0].mData));
-    self.m_position = self.endlessly ? 0 : self.m_position + count;
+    self.m_position += count;
     ++self.calls;
     return noErr;
   }

@@ -163,24 +163,21 @@ TEST(Changing, theDevicesFormatTakesEffectWithTheNextCycle) {
   EXPECT_EQ(graph.channelMap().size(), 4U);
 }
 
-TEST(ADeviceThatGoesAway, silencesItsUnitsAndCanBeReplaced) {
-  auto first = std::make_unique<ScriptedDevice>(clocked());
+TEST(Changing, theDeviceOfAUnitMovesItWithoutItsChannelMapAndForGood) {
+  ScriptedDevice first(stereo());
+  ScriptedDevice second(stereo("second"));
   Behaviour behaviour(nothing);
   Graph graph;
   graph.setCallback(Behaviour::render, &behaviour);
   ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  behaviour.awaitCalls(1);
-  first->disappear();
+  ASSERT_EQ(graph.setChannelMap({1, 0}), noErr);
+  ASSERT_EQ(graph.setDevice(second.id()), noErr);
+  EXPECT_EQ(graph.channelMap(), (std::vector<SInt32>{0, 1}));
+  EXPECT_FALSE(first.cycle(16).ran);
+  EXPECT_FALSE(second.cycle(16).silent);
+  second.disappear();
   EXPECT_FALSE(graph.isRunning());
   EXPECT_EQ(AUGraphStart(graph.graph), kAudioHardwareBadDeviceError);
-  EXPECT_EQ(graph.setFormat(pcmInteger(44100, 2, 16)), noErr);
-  first.reset();
-
-  ScriptedDevice second({.name = "second", .streams = {{.format = pcmInteger(44100, 4, 24)}}});
-  ASSERT_EQ(graph.setDevice(second.id()), noErr);
-  EXPECT_EQ(graph.channelMap().size(), 4U);
-  ASSERT_EQ(AUGraphStart(graph.graph), noErr);
-  EXPECT_FALSE(second.cycle(16).silent);
 }
 
 TEST(ADeviceThatGoesAway, mayBeDestroyedInsideItsOwnCycle) {

@@ -33,7 +33,7 @@ bool isAt(const Bytes& bytes, std::size_t at, const char* text) {
 }
 
 unsigned maskOf(unsigned channels) {
-  constexpr unsigned kMasks[] = {0, 0x4, 0x3, 0x7, 0x33, 0x37, 0x3f, 0x13f, 0x63f};
+  constexpr unsigned kMasks[] = {0, 0x4, 0x3, 0x7, 0x33, 0x37, 0x3f, 0x70f, 0x63f};
   return kMasks[channels];
 }
 
@@ -90,6 +90,7 @@ Wave readWave(const std::filesystem::path& path) {
       wave.shape.channels = static_cast<unsigned>(get(file, at + 10, 2));
       wave.shape.rate = static_cast<unsigned>(get(file, at + 12, 4));
       wave.shape.bits = static_cast<unsigned>(get(file, at + 22, 2));
+      wave.speakers = tag == 0xfffe ? static_cast<std::uint32_t>(get(file, at + 28, 4)) : 0;
     } else if (isAt(file, at, "data")) {
       EXPECT_LE(at + 8 + size, file.size()) << "the file is not complete";
       const auto begin = file.begin() + static_cast<std::ptrdiff_t>(at + 8);
@@ -99,16 +100,6 @@ Wave readWave(const std::filesystem::path& path) {
     at += 8 + size + size % 2;
   }
   return wave;
-}
-
-std::uint32_t speakersOf(const std::filesystem::path& path) {
-  const Bytes file = readFile(path);
-  for (std::size_t at = 12; at + 8 <= file.size(); at += 8 + get(file, at + 4, 4)) {
-    if (isAt(file, at, "fmt ")) {
-      return get(file, at + 8, 2) == 0xfffe ? static_cast<std::uint32_t>(get(file, at + 28, 4)) : 0;
-    }
-  }
-  return 0;
 }
 
 Bytes framesOf(const Wave& wave, std::size_t first, std::size_t count) {

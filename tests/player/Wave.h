@@ -19,6 +19,7 @@ struct WaveShape {
 struct Wave {
   WaveShape shape;
   Bytes data;
+  std::uint32_t speakers = 0;  // which its channels are for, as a file that was read says
   std::size_t frames() const { return data.size() / shape.frameBytes(); }
 };
 
@@ -29,9 +30,6 @@ void writeWave(const std::filesystem::path& path, const Wave& wave);
 
 /// Of a plain, extensible or RF64 file; the sizes in the file must be right.
 Wave readWave(const std::filesystem::path& path);
-
-/// Which speakers the file's channels are for; 0: it does not say.
-std::uint32_t speakersOf(const std::filesystem::path& path);
 
 Bytes framesOf(const Wave& wave, std::size_t first, std::size_t count);
 
