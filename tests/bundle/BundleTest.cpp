@@ -82,6 +82,16 @@ bool BundleTest::connectPeer(Tavro::PortInterface* peer) {
   return port->sendEvent(Tavro::PortEvent::kConnect, &value);
 }
 
+bool BundleTest::write(std::uint32_t rate, std::uint32_t channels, std::uint32_t bits,
+                       std::uint32_t id) {
+  Tavro::AudioProperties properties;
+  properties.m_sampleRate = rate;
+  properties.m_channels = channels;
+  properties.m_bitsPerSample = bits;
+  Tavro::_Variant value = objectValue(&properties);
+  return port->writeQuery(id, &value);
+}
+
 void BundleTest::announceVolume(Tavro::_Variant value) {
   const Tavro::Setting volume(Tavro::MediaType::Audio, narrow("Output"), narrow("Volume"));
   (*session.consumers.begin())->settingChanged(volume, &value);

@@ -46,9 +46,7 @@ class BundleTest : public testing::Test {
   void connect(std::uint32_t formatCode = Tavro::FormatCode::kInteger);  // made, created, connected
   Tavro::PortInterface* connectInput();                                  // with `format`, `source`
   bool write(std::uint32_t rate, std::uint32_t channels, std::uint32_t bits,
-             std::uint32_t id = Tavro::PortQuery::kConfigurePcm) {
-    return writeTo(*port, rate, channels, bits, id);
-  }
+             std::uint32_t id = Tavro::PortQuery::kConfigurePcm);
   bool event(std::uint32_t id) { return port->sendEvent(id, &m_none); }
   bool connectPeer(Tavro::PortInterface* peer);
   bool ready() { return port->checkEvent(Tavro::PortCheck::kReady, &m_none); }

@@ -1,3 +1,4 @@
+#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
@@ -30,14 +31,13 @@ class FlushTest : public BundleTest,
 
   void arm(FakeBuffer& buffer) {
     const auto flushNow = [this] { flushOnce(); };
-    if (m_moment == "lock") {
-      buffer.onLock = flushNow;
-    } else if (m_moment == "unlock") {
-      buffer.onUnlock = flushNow;
-    } else if (m_moment == "release") {
-      buffer.onRelease = flushNow;
-    } else if (m_moment == "clock read") {
-      session.clock.onRead = flushNow;
+    const std::map<std::string, std::function<void()>*> hooks = {
+        {"lock", &buffer.onLock},
+        {"unlock", &buffer.onUnlock},
+        {"release", &buffer.onRelease},
+        {"clock read", &session.clock.onRead}};
+    if (const auto hook = hooks.find(m_moment); hook != hooks.end()) {
+      *hook->second = flushNow;
     } else {
       session.onReport = [this, state = kReports.at(m_moment)](const Report& report) {
         if (report.state == state) {

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <host/TavroCore.h>
 #include <string>
 #include <thread>
@@ -11,18 +10,7 @@
 #include "AllocationWatch.h"
 #include "Journal.h"
 
-namespace {
-constexpr std::chrono::seconds kPatience{60};
-}
-
-void SleepGate::await(std::unique_lock<std::mutex>& lock, const std::function<bool()>& met) {
-  if (!m_changed.wait_for(lock, kPatience, met)) {
-    std::fputs("the feeder never slept\n", stderr);
-    std::abort();
-  }
-}
-
-void SleepGate::sleep(unsigned long long ms) {
+void SleepGate::sleep() {
   AllocationWatch::Pause pause;
   std::unique_lock lock(m_lock);
   if (m_open) {
@@ -32,7 +20,6 @@ void SleepGate::sleep(unsigned long long ms) {
   }
   const std::uint64_t ticket = ++m_arrivals;
   ++m_asleep;
-  lastPauseMs = ms;
   m_changed.notify_all();
   m_changed.wait(lock, [&] { return m_open || m_granted >= ticket; });
   --m_asleep;
@@ -46,7 +33,7 @@ std::uint64_t GetTimeMS() {
   return clock.ms.load(std::memory_order_relaxed);
 }
 
-void SleepMS(unsigned long long ms) { SleepGate::instance().sleep(ms); }
+void SleepMS(unsigned long long) { SleepGate::instance().sleep(); }
 
 Logger* Logger::instance() {
   static Logger logger;

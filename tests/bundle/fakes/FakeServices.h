@@ -3,7 +3,6 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <mutex>
 
 /// The host's sleep and millisecond clock in a test's hand.
@@ -28,28 +27,24 @@ class SleepGate {
     m_changed.notify_all();
   }
 
-  /// Waits until a thread sleeps here; a thread that never comes ends the process with a message.
+  /// Waits until a thread sleeps here.
   void awaitSleeper() {
     std::unique_lock lock(m_lock);
-    await(lock, [this] { return m_asleep > 0; });
+    m_changed.wait(lock, [this] { return m_asleep > 0; });
   }
 
   /// Lets the sleeper go and waits until it sleeps again. Parked only.
   void step() {
     std::unique_lock lock(m_lock);
-    await(lock, [this] { return m_asleep > 0; });
+    m_changed.wait(lock, [this] { return m_asleep > 0; });
     m_granted = m_arrivals;
     m_changed.notify_all();
-    await(lock, [this] { return m_arrivals > m_granted; });
+    m_changed.wait(lock, [this] { return m_arrivals > m_granted; });
   }
 
-  void sleep(unsigned long long ms);  // SleepMS
-
-  std::atomic<unsigned long long> lastPauseMs{0};  // what a parked sleeper asked for
+  void sleep();  // SleepMS
 
  private:
-  void await(std::unique_lock<std::mutex>& lock, const std::function<bool()>& met);
-
   std::mutex m_lock;
   std::condition_variable m_changed;
   bool m_open = false;

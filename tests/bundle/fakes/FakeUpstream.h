@@ -21,14 +21,8 @@ class FakeUpstream : public Tavro::PortInterface {
   FakeBuffer& add(Bytes bytes, std::uint32_t timeStampMs, std::uint32_t durationMs) {
     std::lock_guard lock(m_lock);
     m_buffers.push_back(std::make_unique<FakeBuffer>(std::move(bytes), timeStampMs, durationMs));
-    m_answers.push_back({true, m_buffers.back().get()});
+    m_answers.push_back(m_buffers.back().get());
     return *m_buffers.back();
-  }
-
-  /// An answer of its own kind: the query's result, and no buffer.
-  void addNothing(bool result) {
-    std::lock_guard lock(m_lock);
-    m_answers.push_back({result, nullptr});
   }
 
   /// Every buffer; nobody may hold one any more.
@@ -51,13 +45,11 @@ class FakeUpstream : public Tavro::PortInterface {
     if (m_answers.empty()) {
       return false;
     }
-    const auto [result, buffer] = m_answers.front();
+    FakeBuffer* buffer = m_answers.front();
     m_answers.pop_front();
     value->value = reinterpret_cast<std::uintptr_t>(static_cast<Tavro::MediaBuffer*>(buffer));
-    if (buffer != nullptr) {
-      buffer->deliver();
-    }
-    return result;
+    buffer->deliver();
+    return true;
   }
 
   bool checkEvent(unsigned, Tavro::_Variant*) override { return unexpected(); }
@@ -98,7 +90,7 @@ class FakeUpstream : public Tavro::PortInterface {
   }
 
   std::mutex m_lock;
-  std::deque<std::pair<bool, FakeBuffer*>> m_answers;
+  std::deque<FakeBuffer*> m_answers;
   std::deque<std::unique_ptr<FakeBuffer>> m_buffers;
   std::atomic<unsigned> m_queries{0};
 };

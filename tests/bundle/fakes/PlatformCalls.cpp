@@ -120,23 +120,18 @@ OSStatus DisposeAUGraph(AUGraph graph) {
   return status;
 }
 
-OSStatus AUGraphAddNode(AUGraph graph, const AudioComponentDescription* description,
-                        AUNode* outNode) {
-  return use(
-      "AUGraphAddNode", graph, [&] { *outNode = 5; }, codeText(description->componentType),
-      codeText(description->componentSubType), codeText(description->componentManufacturer),
-      description->componentFlags, description->componentFlagsMask);
+OSStatus AUGraphAddNode(AUGraph graph, const AudioComponentDescription*, AUNode* outNode) {
+  return use("AUGraphAddNode", graph, [&] { *outNode = 5; });
 }
 
 OSStatus AUGraphOpen(AUGraph graph) {
   return use("AUGraphOpen", graph, [&] { in(graph)->unit.alive = true; });
 }
 
-OSStatus AUGraphNodeInfo(AUGraph graph, AUNode node, AudioComponentDescription* description,
+OSStatus AUGraphNodeInfo(AUGraph graph, AUNode node, AudioComponentDescription*,
                          AudioUnit* outUnit) {
-  return use(
-      "AUGraphNodeInfo", graph, [&] { *outUnit = reinterpret_cast<AudioUnit>(&in(graph)->unit); },
-      node, description == nullptr ? "null" : "description");
+  const auto effect = [&] { *outUnit = reinterpret_cast<AudioUnit>(&in(graph)->unit); };
+  return use("AUGraphNodeInfo", graph, effect, node);
 }
 
 OSStatus AUGraphInitialize(AUGraph graph) { return use("AUGraphInitialize", graph, nothing); }
