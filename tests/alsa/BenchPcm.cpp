@@ -20,6 +20,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -270,36 +271,23 @@ int Bench::limit() {
   return error;
 }
 
-/// Of a name that is no setting: false.
+/// Returns false if `id` names no setting.
 bool read(snd_config_t* node, const std::string& id, Settings& settings) {
-  const auto text = [node] {
+  const std::map<std::string, std::string Settings::*> texts = {{"file", &Settings::file},
+                                                                {"formats", &Settings::formats},
+                                                                {"map", &Settings::map},
+                                                                {"other_map", &Settings::otherMap},
+                                                                {"event", &Settings::event}};
+  const std::map<std::string, long Settings::*> numbers = {{"channels", &Settings::channels},
+                                                           {"rate", &Settings::rate},
+                                                           {"at", &Settings::at},
+                                                           {"busy_from", &Settings::busyFrom}};
+  if (const auto text = texts.find(id); text != texts.end()) {
     const char* value = "";
     snd_config_get_string(node, &value);
-    return std::string(value);
-  };
-  const auto number = [node] {
-    long value = 0;
-    snd_config_get_integer(node, &value);
-    return value;
-  };
-  if (id == "file") {
-    settings.file = text();
-  } else if (id == "channels") {
-    settings.channels = number();
-  } else if (id == "rate") {
-    settings.rate = number();
-  } else if (id == "formats") {
-    settings.formats = text();
-  } else if (id == "map") {
-    settings.map = text();
-  } else if (id == "other_map") {
-    settings.otherMap = text();
-  } else if (id == "event") {
-    settings.event = text();
-  } else if (id == "at") {
-    settings.at = number();
-  } else if (id == "busy_from") {
-    settings.busyFrom = number();
+    settings.*text->second = value;
+  } else if (const auto number = numbers.find(id); number != numbers.end()) {
+    snd_config_get_integer(node, &(settings.*number->second));
   } else if (id == "hang") {
     settings.hangs = snd_config_get_bool(node) == 1;
   } else {

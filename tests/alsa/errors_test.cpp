@@ -39,13 +39,6 @@ TEST_F(DevicesOfAlsa, thatCannotBeHadAreToldInOneSentence) {
   EXPECT_EQ(statusOfAttach("narrow"), kAudioDeviceUnsupportedFormatError);
 }
 
-TEST_F(DevicesOfAlsa, playInRealTimeOnly) {
-  define("bench");
-  const Result result = play({"--device", "alsa:bench", "--simulate", "in.wav"});
-  EXPECT_EQ(result.status, 2) << result.err;
-  EXPECT_NE(result.err.find("simulated time is for file devices"), std::string::npos);
-}
-
 TEST_F(DevicesOfAlsa, areListedByTheirHintsWithoutBeingOpened) {
   define("speaker", "hang yes hint { show on description \"A speaker\nin the kitchen\" }");
   define("unnamed");
