@@ -73,6 +73,8 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", out, "--length", "0", "good.wav"}, 2, "--length"},
            {{"--device", out, "--loop", "0", "good.wav"}, 2, "--loop"},
            {{"--device", out, "--simulate", "--real-time", "good.wav"}, 2, "--real-time"},
+           {{"--device", "pulse:one", "--simulate", "good.wav"}, 2, "is for file devices"},
+           {{"--device", "alsa:one", "--simulate", "good.wav"}, 2, "is for file devices"},
            {{"--device", out, "--events", "nowhere/e", "good.wav"}, 2, "nowhere/e"},
            {{"--device", out, "--json", "nowhere/j", "good.wav"}, 2, "nowhere/j"},
            {{"--device", out, "--json", "folder", "good.wav"}, 2, "folder"},

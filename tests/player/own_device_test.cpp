@@ -125,12 +125,4 @@ TEST_F(OwnDevice, aDeviceThatDoesNotTakeTheBurstsAfterAllIsAnErrorWhenTheyAreAsk
   EXPECT_EQ(lastFormatSet(), kAudioFormatLinearPCM);
 }
 
-TEST_F(OwnDevice, ac3OfARateThatIsNotOfferedIsDecoded) {
-  encode("in.ac3", {44100, 2, 128});
-  ASSERT_EQ(playOn(receiver(), {"in.ac3"}), Player::ExitStatus::Played);
-  // As sound at the device's rate: its length, and no burst in it.
-  EXPECT_NEAR(static_cast<double>(captured[0].size() / 4), kFrames, 3000);
-  EXPECT_FALSE(holds(captured[0], {0x72, 0xf8, 0x1f, 0x4e}));
-}
-
 }  // namespace

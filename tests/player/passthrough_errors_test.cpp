@@ -94,6 +94,7 @@ TEST_F(PassthroughErrors, whatCannotBePassedThroughIsDecodedOrRefusedWithTheReas
            {{"--device", sound, "sound.dts"}, 0, 1, "DTS, not AC-3"},
            {{"--device", sound, "sound.wav"}, 0, 0, ""},
            {{"--device", sound, "--passthrough", "off", "good.ac3"}, 0, 0, ""},
+           {{"--device", bursts, "--volume", "30", "good.ac3"}, 0, 1, "volume"},
            {{"--device", sound, "--passthrough", "on", "enhanced.eac3"}, 1, 1, "E-AC-3, not AC-3"},
            {{"--device", sound, "--passthrough", "on", "good.ac3", "sound.wav"}, 1, 1, "sound.wav"},
            {{"--device", bursts, "enhanced.eac3"}, 1, 1, "E-AC-3, not AC-3"},

@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
 #include <fstream>
-#include <signal.h>
-#include <thread>
 
 #include "tests/player/Ac3.h"
 #include "tests/player/Wave.h"
@@ -62,19 +59,6 @@ TEST_F(Passthrough, everyRateAndLayoutArrivesFrameForFrame) {
     EXPECT_EQ(wave.shape, (WaveShape{16, false, 2, shape.rate}));
     EXPECT_TRUE(wave.data == bursts) << shape.rate << " " << shape.channels;
   }
-}
-
-TEST_F(Passthrough, twoRunsAreTheSameToTheByte) {
-  encode("in.ac3", {44100, 6, 448, 3});
-  for (const char* name : {"one", "two"}) {
-    ASSERT_EQ(playBursts({"--events", name, "--pause-at", "1", "--pause-for", "0.5", "in.ac3"},
-                         std::string("file:") + name + ".spdif")
-                  .status,
-              0);
-  }
-  EXPECT_TRUE(readFile(path("one.spdif")) == readFile(path("two.spdif")));
-  EXPECT_TRUE(readFile(path("one")) == readFile(path("two")));
-  EXPECT_GT(readFile(path("one")).size(), 1000u);
 }
 
 TEST_F(Passthrough, tracksOfAnyContainerFollowWithoutAGap) {
@@ -137,62 +121,6 @@ TEST_F(Passthrough, burstsThatAPauseTakesBackAreSentAgain) {
       EXPECT_NEAR(bursts["pauses"].get<double>(), 0.7 * shape.rate / 1536, 2);
     }
   }
-}
-
-TEST_F(Passthrough, decodedSoundGoesOnAfterAPauseWhereItWas) {
-  const Wave in = noise({16, false, 2, 44100}, 88200);
-  writeWave(path("in.wav"), in);
-  const Result result =
-      playBursts({"--pause-at", "1", "--pause-for", "2", "in.wav"}, "file:out.wav");
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_TRUE(isExactly(readWave(path("out.wav")), in.data));
-  EXPECT_NEAR(totals["host_ms"].get<double>(), 4000, 200);
-  EXPECT_EQ(totals["buffers"]["dropped_late"], 0);
-}
-
-TEST_F(Passthrough, inRealTimeWithAPause) {
-  encode("in.ac3", {48000, 2, 192, 0.8});
-  const Result result =
-      playBursts({"--real-time", "--pause-at", "0.2", "--pause-for", "0.1", "in.ac3"});
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_TRUE(received("out.spdif") == readFile(path("in.ac3")));
-  expectCounts(25);
-}
-
-TEST_F(Passthrough, aSignalLeavesWholeBursts) {
-  encode("in.ac3", {48000, 2, 192, 30});
-  const pid_t process = begin(PLAYER, {"--real-time", "--device", "file:out.spdif", "--events",
-                                       "events", "--json", "totals", "in.ac3"});
-  const auto hasPlayed = [this] {
-    const Bytes events = readFile(path("events"));
-    return std::string(events.begin(), events.end()).find("\"played\"") != std::string::npos;
-  };
-  while (!std::filesystem::exists(path("events")) || !hasPlayed()) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  kill(process, SIGTERM);
-  EXPECT_EQ(end(process).status, 143);
-  const Bytes bursts = readFile(path("out.spdif"));
-  ASSERT_GT(bursts.size(), 0u);
-  EXPECT_EQ(bursts.size() % kBurstBytes, 0u);
-  const Bytes in = readFile(path("in.ac3"));
-  const Bytes out = received("out.spdif");
-  EXPECT_EQ(out.size() / 768, bursts.size() / kBurstBytes);
-  EXPECT_TRUE(std::equal(out.begin(), out.end(), in.begin()));
-  totals = json::parse(std::ifstream(path("totals")));
-  EXPECT_EQ(totals["passthrough"]["violations"], 0);
-  EXPECT_GE(totals["passthrough"]["frames_read"], totals["passthrough"]["bursts_handed_over"]);
-  EXPECT_EQ(totals["buffers"]["held"], 0);
-}
-
-TEST_F(Passthrough, theVolumeDoesNothingAndSaysSoOnce) {
-  encode("in.ac3", {});
-  const Result result = playBursts({"--volume", "30", "--loop", "2", "in.ac3"});
-  ASSERT_EQ(result.status, 0) << result.err;
-  EXPECT_EQ(result.errorLines(), 1u) << result.err;
-  EXPECT_NE(result.err.find("volume"), std::string::npos) << result.err;
-  const Bytes in = readFile(path("in.ac3"));
-  EXPECT_TRUE(received("out.spdif") == joined({in, in}));
 }
 
 }  // namespace

@@ -11,16 +11,17 @@
 #include <sstream>
 #include <sys/stat.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
+#include "tests/player/Ac3.h"
 #include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
 
 namespace {
 
 using nlohmann::json;
 
-class Reports : public Workbench {};
+class Reports : public Ac3Workbench {};
 
 TEST_F(Reports, theTotalsBalanceAndAgreeWithTheEvents) {
   constexpr std::size_t kFrames = 48000;
@@ -68,25 +69,39 @@ TEST_F(Reports, theTotalsBalanceAndAgreeWithTheEvents) {
 TEST_F(Reports, aSignalEndsItWithACompleteFile) {
   const Wave in = noise({16, false, 2, 48000}, 48000 * 30);
   writeWave(path("in.wav"), in);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-    std::filesystem::remove(path("events"));
-    const pid_t process = begin(PLAYER, {"--real-time", "--device", "file:out.wav", "--events",
-                                         "events", "--json", "totals", "in.wav"});
-    while (!std::filesystem::exists(path("events")) || readFile(path("events")).empty()) {
+  encode("in.ac3", {48000, 2, 192, 30});
+  for (const auto& [signal, input, output] : {std::tuple{SIGINT, "in.wav", "out.wav"},
+                                              {SIGTERM, "in.ac3", "out.spdif"},
+                                              {SIGHUP, "in.wav", "out.wav"}}) {
+    const std::string log = path("events");
+    std::filesystem::remove(log);
+    const pid_t process = begin(PLAYER, {"--real-time", "--device", std::string("file:") + output,
+                                         "--events", "events", "--json", "totals", input});
+    const auto hasPlayed = [&log] {
+      const Bytes events = std::filesystem::exists(log) ? readFile(log) : Bytes();
+      return std::string(events.begin(), events.end()).find("\"played\"") != std::string::npos;
+    };
+    while (!hasPlayed()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     kill(process, signal);
     const Result result = end(process);
     EXPECT_EQ(result.status, 128 + signal) << result.err;
-    EXPECT_EQ(result.err.find("replaced out.wav") != std::string::npos, signal != SIGINT);
-    const Wave out = readWave(path("out.wav"));
-    EXPECT_LT(out.frames(), in.frames());
-    EXPECT_TRUE(isExactly(out, framesOf(in, 0, std::min(out.frames(), in.frames()))));
+    EXPECT_EQ(result.err.find("replaced out.wav") != std::string::npos, signal == SIGHUP);
     const json totals = json::parse(std::ifstream(path("totals")));
     EXPECT_EQ(totals["exit_status"], 128 + signal);
     EXPECT_EQ(totals["buffers"]["balanced"], true);
     EXPECT_EQ(totals["buffers"]["held"], 0);
+    EXPECT_EQ(totals["passthrough"]["violations"], 0);
   }
+  const Wave out = readWave(path("out.wav"));
+  EXPECT_LT(out.frames(), in.frames());
+  EXPECT_TRUE(isExactly(out, ::framesOf(in, 0, std::min(out.frames(), in.frames()))));
+  const Bytes frames = received("out.spdif");
+  ASSERT_GT(frames.size(), 0u);
+  EXPECT_EQ(readFile(path("out.spdif")).size(), frames.size() / 768 * kBurstBytes);
+  const Bytes all = readFile(path("in.ac3"));
+  EXPECT_TRUE(std::equal(frames.begin(), frames.end(), all.begin()));
 }
 
 /// Whether it has handlers for signals: /proc shows them as a mask.

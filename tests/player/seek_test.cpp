@@ -173,8 +173,9 @@ TEST_F(Seek, twoRunsAreTheSameToTheByte) {
   for (const char* mode : {"on", "off"}) {
     for (const char* name : {"one", "two"}) {
       const std::string device = mode == std::string("on") ? ".spdif" : ".wav";
-      ASSERT_EQ(playSeeking(name + device, {"--passthrough", mode, "--events", name, "--seek-at",
-                                            "1.3", "--seek-to", "0.4", "in.ac3"})
+      ASSERT_EQ(playSeeking(name + device, {"--passthrough", mode, "--events", name, "--pause-at",
+                                            "0.5", "--pause-for", "0.3", "--seek-at", "1.3",
+                                            "--seek-to", "0.4", "in.ac3"})
                     .status,
                 0);
       std::filesystem::rename(path(name + device), path(std::string(name) + ".out"));
