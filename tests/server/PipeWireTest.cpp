@@ -8,15 +8,9 @@
 #include <ranges>
 #include <sys/wait.h>
 
+#include "tests/support/Channels.h"
+
 namespace fs = std::filesystem;
-
-namespace {
-
-const char* positionsOf(unsigned channels) {
-  return channels == 2 ? "FL FR" : "FL FR FC LFE RL RR SL SR";
-}
-
-}  // namespace
 
 void PipeWireTest::SetUp() {
   ServerTest::SetUp();
@@ -87,7 +81,7 @@ void PipeWireTest::writeSinks(const std::vector<NullSink>& sinks) const {
   for (const NullSink& sink : sinks) {
     file << "  { factory = adapter args = { factory.name = support.null-audio-sink node.name = "
          << sink.name << " media.class = Audio/Sink object.linger = true audio.position = [ "
-         << positionsOf(sink.shape.channels) << " ] monitor.passthrough = true } }\n";
+         << channelsOfFile(sink.shape.channels) << " ] monitor.passthrough = true } }\n";
   }
   file << "]\n";
 }

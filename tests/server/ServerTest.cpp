@@ -6,12 +6,15 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <map>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+
+#include "tests/support/Channels.h"
 
 namespace fs = std::filesystem;
 
@@ -43,6 +46,18 @@ std::string moduleArguments(const NullSink& sink) {
 
 std::string sampleName(const WaveShape& shape) {
   return shape.isFloat ? "float32le" : "s" + std::to_string(shape.bits) + "le";
+}
+
+std::string positionsOf(const std::string& channels) {
+  static const std::map<std::string, std::string> names = {
+      {"MONO", "mono"},    {"FL", "front-left"}, {"FR", "front-right"}, {"FC", "front-center"},
+      {"LFE", "lfe"},      {"RL", "rear-left"},  {"RR", "rear-right"},  {"RC", "rear-center"},
+      {"SL", "side-left"}, {"SR", "side-right"}};
+  std::string map;
+  for (const std::string& channel : split(channels)) {
+    map += (map.empty() ? "" : ",") + names.at(channel);
+  }
+  return map;
 }
 
 void ServerTest::SetUp() {

@@ -11,6 +11,9 @@
 /// What parec takes for the samples of a shape.
 std::string sampleName(const WaveShape& shape);
 
+/// The server's channel map for channels given as "FL FR".
+std::string positionsOf(const std::string& channels);
+
 /// A null sink that renders nothing ahead, so that its monitor gets exactly what is played.
 struct NullSink {
   std::string name;

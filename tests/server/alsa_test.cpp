@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "tests/server/ServerTest.h"
+#include "tests/support/Channels.h"
 
 namespace {
 
@@ -16,12 +17,8 @@ TEST_F(AlsaOnAServer, everySampleArrivesThroughThePlugIn) {
   setenv("ALSA_CONFIG_PATH", path("asound.conf").c_str(), 1);
   for (const unsigned channels : {2U, 8U}) {
     SCOPED_TRACE(channels);
-    // In the file's order; ALSA's own order is the plug-in's for eight.
-    const NullSink sink{"sink",
-                        {16, false, channels, 48000},
-                        channels == 2 ? "front-left,front-right"
-                                      : "front-left,front-right,front-center,lfe,rear-left,"
-                                        "rear-right,side-left,side-right"};
+    const NullSink sink{
+        "sink", {16, false, channels, 48000}, positionsOf(channelsOfFile(channels))};
     startServer({sink});
     const Wave in = noise(sink.shape, 24000);
     writeWave(path("in.wav"), in);

@@ -23,19 +23,6 @@ TEST_F(DevicesOfAServer, areItsSinksAndTheDefaultOneIsMarked) {
   EXPECT_NE(result.out.find("6 channels"), std::string::npos) << result.out;
 }
 
-TEST_F(DevicesOfAServer, playInRealTimeOnly) {
-  startServer({{"one"}});
-  writeWave(path("in.wav"), noise({16, false, 2, 48000}, 4800));
-  for (const Words& device : {Words{}, Words{"--device", "pulse:one"}}) {
-    Words arguments = device;
-    arguments.insert(arguments.end(), {"--simulate", "in.wav"});
-    const Result result = play(arguments);
-    EXPECT_EQ(result.status, 2);
-    EXPECT_NE(result.err.find("simulated time is for file devices"), std::string::npos)
-        << result.err;
-  }
-}
-
 TEST_F(DevicesOfAServer, anUnknownNameIsToldWithOrWithoutAServer) {
   writeWave(path("in.wav"), noise({16, false, 2, 48000}, 4800));
   const Result without = play({"--device", "pulse:nowhere", "in.wav"});

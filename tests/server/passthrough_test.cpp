@@ -41,29 +41,6 @@ class PassthroughOnAServer : public ServerTest {
   }
 };
 
-TEST_F(PassthroughOnAServer, burstsArriveUntouchedAtEveryRate) {
-  startDigitalServer();
-  const AudioDeviceID device = attach("digital");
-  const auto stream = streamOf(device);
-  for (const std::uint32_t rate : {48000U, 44100U, 32000U}) {
-    SCOPED_TRACE(rate);
-    ASSERT_EQ(setFormat(stream.id, ac3Bursts(rate, 2)), noErr);
-    {
-      const Bytes bursts = encodedBursts(32, rate);
-      BurstPlayer player(device, bursts);
-      ASSERT_EQ(player.start(), noErr);
-      const std::uint64_t before = AudioDevices::totalsOf(device).framesPlayed;
-      EXPECT_TRUE(eventually(
-          [&] { return AudioDevices::totalsOf(device).framesHeard >= before + 34 * 1536; }));
-      EXPECT_TRUE(isPassingThrough());
-      ASSERT_EQ(player.stop(), noErr);
-      EXPECT_TRUE(contains(digitallyPlayed(rate), bursts));
-    }
-    ASSERT_EQ(setFormat(stream.id, stream.currentFormat), noErr);
-  }
-  EXPECT_FALSE(AudioDevices::detach(device));
-}
-
 TEST_F(PassthroughOnAServer, thePlayersAc3ArrivesAsTheBurstsOfTheFileAndPcmAfterIt) {
   startDigitalServer();
   for (const unsigned rate : {48000U, 44100U, 32000U}) {
@@ -106,20 +83,6 @@ TEST_F(PassthroughOnAServer, whoComesSecondIsToldThatTheSinkIsInUse) {
   kill(other, SIGINT);
   EXPECT_EQ(end(other).status, 130);
   EXPECT_EQ(player.start(), noErr);
-}
-
-TEST_F(PassthroughOnAServer, aSinkForPcmOffersNone) {
-  startServer({{"analog"}});
-  const AudioDeviceID device = attach("analog");
-  const auto stream = streamOf(device);
-  EXPECT_EQ(std::ranges::count(stream.availableFormats, kAudioFormat60958AC3,
-                               [](const auto& each) { return each.mFormat.mFormatID; }),
-            0);
-  EXPECT_EQ(setFormat(stream.id, ac3Bursts(48000, 2)), kAudioDeviceUnsupportedFormatError);
-  encode("in.ac3", 48000, 0.5);
-  const Result refused = play({"--device", "pulse:analog", "--passthrough", "on", "in.ac3"});
-  EXPECT_EQ(refused.status, 1);
-  EXPECT_NE(refused.err.find("offers no AC-3"), std::string::npos) << refused.err;
 }
 
 /// However the player ends. A killed one leaves it to the server, which takes a moment.

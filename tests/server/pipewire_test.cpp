@@ -3,14 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "tests/server/PipeWireTest.h"
+#include "tests/support/Channels.h"
 
 namespace {
-
-const char* positionsOf(unsigned channels) {
-  return channels == 2 ? "front-left,front-right"
-                       : "front-left,front-right,front-center,lfe,rear-left,rear-right,side-left,"
-                         "side-right";
-}
 
 class OnPipeWire : public PipeWireTest {
  protected:
@@ -24,7 +19,7 @@ class OnPipeWire : public PipeWireTest {
 class ExactOnPipeWire : public PipeWireTest, public testing::WithParamInterface<WaveShape> {};
 
 TEST_P(ExactOnPipeWire, everySampleArrives) {
-  const NullSink sink{"sink", GetParam(), positionsOf(GetParam().channels)};
+  const NullSink sink{"sink", GetParam(), positionsOf(channelsOfFile(GetParam().channels))};
   startPipeWire({sink});
   const Wave in = noise(sink.shape, sink.shape.rate + 7);
   writeWave(path("in.wav"), in);
@@ -37,10 +32,7 @@ TEST_P(ExactOnPipeWire, everySampleArrives) {
 INSTANTIATE_TEST_SUITE_P(Shapes, ExactOnPipeWire,
                          testing::Values(WaveShape{16, false, 2}, WaveShape{24, false, 2},
                                          WaveShape{32, true, 2}, WaveShape{16, false, 8}),
-                         [](const auto& shape) {
-                           return sampleName(shape.param) + "_" +
-                                  std::to_string(shape.param.channels) + "ch";
-                         });
+                         nameOfShape);
 
 TEST_F(OnPipeWire, sinksAreListedAndTheDefaultIsFollowedWhenItChangesAndWhenItGoes) {
   const NullSink one{"one", {16, false, 2, 48000}};
