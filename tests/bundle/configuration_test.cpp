@@ -26,6 +26,7 @@ TEST_F(ConfigurationTest, aWriteOfTheSameRateAndChannelsIsRefusedAndChangesNothi
 TEST_F(ConfigurationTest, aRebuildKeepsTheStateOfTheGraph) {
   build();
   EXPECT_TRUE(write(44100, 2, 16));
+  EXPECT_EQ(journal.take({"AudioUnitReset"}), Lines{"AudioUnitReset(unit2, 1, 0)"});
   EXPECT_FALSE(platform.liveGraph()->running);
   event(Tavro::PortEvent::kStart);
   platform.fail("AUGraphIsRunning", -1);  // unknown: not restarted
