@@ -21,7 +21,8 @@ class Exact : public Workbench {
     ASSERT_EQ(result.status, 0) << result.err;
     const Wave out = readWave(path("out.wav"));
     EXPECT_EQ(out.shape, in.shape);
-    EXPECT_EQ(out.speakers, readWave(path("in.wav")).speakers);
+    const bool hasPlainHeader = in.shape.channels <= 2;
+    EXPECT_EQ(out.speakers, hasPlainHeader ? 0 : readWave(path("in.wav")).speakers);
     EXPECT_TRUE(isExactly(out, in.data))
         << in.shape.bits << " bits, " << in.shape.channels << " channels, " << in.shape.rate
         << " Hz, " << in.frames() << " frames";
