@@ -1,6 +1,8 @@
 #include "tavro_core/Bundle.h"
 
 #include <dlfcn.h>
+#include <filesystem>
+#include <system_error>
 
 namespace Tavro {
 
@@ -19,6 +21,19 @@ Interface* answered(Plugin& plugin, const char* id, const std::string& path) {
   return static_cast<Interface*>(found);
 }
 
+/// Where the file is. dlopen() alone would search beside the program that calls it, or beside
+/// whatever is loaded in between.
+std::string located(const std::string& path) {
+  Dl_info self{};
+  if (path.find('/') != std::string::npos ||
+      dladdr(reinterpret_cast<const void*>(&located), &self) == 0) {
+    return path;
+  }
+  const auto beside = std::filesystem::path(self.dli_fname).parent_path() / path;
+  std::error_code unknown;
+  return std::filesystem::exists(beside, unknown) ? beside.string() : path;
+}
+
 }  // namespace
 
 Component::~Component() {
@@ -27,7 +42,7 @@ Component::~Component() {
 }
 
 Bundle::Bundle(const std::string& path) : m_path(path) {
-  m_handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  m_handle = dlopen(located(path).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) {
     throw BundleError(std::string("cannot load the bundle: ") + dlerror());
   }

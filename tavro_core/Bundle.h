@@ -39,7 +39,8 @@ class Component {
 /// A loaded bundle. It outlives its components. [host-thread]
 class Bundle {
  public:
-  /// Throws BundleError: the file is missing or is no bundle.
+  /// Loads a file. A name without a slash is searched for beside this library, then where the
+  /// system searches for libraries. Throws BundleError if it is missing or is no bundle.
   explicit Bundle(const std::string& path);
   ~Bundle();
   Bundle(const Bundle&) = delete;

@@ -182,12 +182,16 @@ TEST(Changing, theDeviceOfAUnitMovesItWithoutItsChannelMapAndForGood) {
 
 TEST(ADeviceThatGoesAway, mayBeDestroyedInsideItsOwnCycle) {
   auto device = std::make_unique<ScriptedDevice>(clocked());
-  Behaviour behaviour([&device] { device.reset(); });
+  std::atomic<bool> isDestroyed{false};
+  Behaviour behaviour([&] {
+    device.reset();
+    isDestroyed = true;
+  });
   Graph graph;
   graph.setCallback(Behaviour::render, &behaviour);
   ASSERT_EQ(AUGraphStart(graph.graph), noErr);
   behaviour.awaitCalls(2);
-  EXPECT_EQ(device, nullptr);
+  EXPECT_TRUE(isDestroyed);
   EXPECT_EQ(AUGraphStop(graph.graph), noErr);
 }
 
