@@ -12,6 +12,11 @@ using Tavro::VariantType::kUInt32;
 using Tavro::VariantType::kUInt8;
 using testing::IsEmpty;
 
+/// The bundle shows no type information, which the check of the object's type would need.
+[[gnu::no_sanitize("vptr")]] std::uint8_t volumeOf(Tavro::Plugin& plugin) {
+  return static_cast<Tavro::CoreAudioOutput&>(plugin).getVolume();
+}
+
 class SettingsTest : public BundleTest {
  protected:
   float volume() { return platform.liveGraph()->unit.volume; }
@@ -62,16 +67,15 @@ TEST_F(SettingsTest, aVolumeAnnouncedWhileAWriteReadsItIsTheOneThatStays) {
 
 TEST_F(SettingsTest, theVolumeReadsBackInWholePercent) {
   build();
-  auto& output = static_cast<Tavro::CoreAudioOutput&>(*component->plugin());
   for (const auto& [gain, percent] : std::vector<std::pair<float, int>>{
            {0.5F, 50}, {0.53F, 52}, {0.59F, 58}, {1.0F, 100}, {NAN, 0}, {INFINITY, 0}, {3e9F, 0}}) {
     platform.liveGraph()->unit.volume = gain;
-    EXPECT_EQ(output.getVolume(), percent) << gain;
+    EXPECT_EQ(volumeOf(*component->plugin()), percent) << gain;
   }
   platform.fail("AudioUnitGetParameter", -1);
-  EXPECT_EQ(output.getVolume(), 0);
+  EXPECT_EQ(volumeOf(*component->plugin()), 0);
   event(Tavro::PortEvent::kDisconnect);
-  EXPECT_EQ(output.getVolume(), 0);
+  EXPECT_EQ(volumeOf(*component->plugin()), 0);
 }
 
 }  // namespace
