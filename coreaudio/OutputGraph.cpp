@@ -1,8 +1,8 @@
 #include <cstddef>
 #include <cstdlib>
-#include <memory>
 #include <utility>
 
+#include "coreaudio/Block.h"
 #include "coreaudio/CoreAudioOutput.h"
 
 // The life of the output. The PCM path is a graph of one node, the default output unit; it is built
@@ -19,10 +19,6 @@ constexpr AudioComponentDescription kDefaultOutputUnit = {
     kAudioUnitType_Output, kAudioUnitSubType_DefaultOutput, kAudioUnitManufacturer_Apple, 0, 0};
 
 constexpr OSStatus kUnexpectedSize = -1;
-
-struct Free {
-  void operator()(void* block) const { std::free(block); }
-};
 
 /// Returns when no callback of the graph is under way and none will come. Null: nothing to do.
 void disposeOf(AUGraph graph) {
@@ -134,7 +130,7 @@ void CoreAudioOutput::swapSurroundPairs(AudioUnit unit) {
       size / sizeof(SInt32) < 8) {
     return;
   }
-  const std::unique_ptr<SInt32, Free> map(static_cast<SInt32*>(std::calloc(1, size)));
+  const Block<SInt32> map(static_cast<SInt32*>(std::calloc(1, size)));
   UInt32 sizeRead = size;
   if (map == nullptr ||
       AudioUnitGetProperty(unit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,

@@ -1,8 +1,7 @@
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <memory>
 
+#include "coreaudio/Block.h"
 #include "coreaudio/CoreAudioOutput.h"
 
 // The passthrough path: a stream of the default output device is switched to an AC-3 format that
@@ -21,14 +20,10 @@ constexpr std::array<AudioFormatID, 4> kAc3Formats = {
     kAudioFormatAC3,
 };
 
-struct Free {
-  void operator()(void* block) const { std::free(block); }
-};
-
 /// The elements of a property whose value is an array.
 template <class Element>
 struct PropertyArray {
-  std::unique_ptr<void, Free> block;
+  Block<void> block;
   UInt32 count = 0;
   const Element* begin() const { return static_cast<const Element*>(block.get()); }
   const Element* end() const { return begin() + count; }
@@ -36,7 +31,7 @@ struct PropertyArray {
 
 template <class Element>
 PropertyArray<Element> toArray(void* block, UInt32 bytes) {
-  return {std::unique_ptr<void, Free>(block), static_cast<UInt32>(bytes / sizeof(Element))};
+  return {Block<void>(block), static_cast<UInt32>(bytes / sizeof(Element))};
 }
 
 bool matches(const AudioStreamBasicDescription& format, const AudioProperties& properties) {

@@ -5,13 +5,6 @@
 
 namespace Player {
 
-namespace {
-
-// What a component queues, plays, or has just been handed.
-constexpr std::uint32_t kBuffersElsewhere = 16;
-
-}  // namespace
-
 BurstSource::BurstSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
                          const Beginning& beginning, Tavro::HostTime::Signal& wake)
     : Source(session, playlist, format, kFramesPerBurst, beginning, wake),

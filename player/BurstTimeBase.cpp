@@ -4,14 +4,11 @@
 
 #include "player/StreamFormat.h"
 #include "time/HostTime.h"
+#include "time/Nanoseconds.h"
 
 namespace Player {
 
-namespace {
-
-constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
-
-}  // namespace
+namespace {}  // namespace
 
 BurstTimeBase::BurstTimeBase(Tavro::Clock& clock, const Device& device, std::uint32_t rate)
     : m_clock(clock), m_device(device.id()), m_rate(rate), m_before(taken()) {
@@ -32,8 +29,9 @@ std::uint32_t BurstTimeBase::currentTime() {
     m_bursts = bursts;
     m_sinceNs = nowNs;
   }
-  const std::uint64_t burstNs = kFramesPerBurst * kNanosPerSecond / m_rate;
-  const std::uint64_t sinceFrames = std::min(nowNs - m_sinceNs, burstNs) * m_rate / kNanosPerSecond;
+  const std::uint64_t burstNs = kFramesPerBurst * Tavro::kNanosPerSecond / m_rate;
+  const std::uint64_t sinceFrames =
+      std::min(nowNs - m_sinceNs, burstNs) * m_rate / Tavro::kNanosPerSecond;
   return static_cast<std::uint32_t>((bursts * kFramesPerBurst + sinceFrames) * 1000 / m_rate);
 }
 

@@ -5,13 +5,13 @@
 
 #include "player/ExitStatus.h"
 #include "time/HostTime.h"
+#include "time/Nanoseconds.h"
 
 namespace Player {
 
 namespace {
 
-constexpr std::uint64_t kNanosPerMs = 1'000'000;
-constexpr std::uint64_t kPauseLookNs = 20 * kNanosPerMs;
+constexpr std::uint64_t kPauseLookNs = 20 * Tavro::kNanosPerMs;
 constexpr std::int64_t kStepNs = 5'000'000'000;
 
 /// Answers once.
@@ -47,7 +47,7 @@ bool Controls::serve(Playback& playback) {
 }
 
 bool Controls::serveTimes(Playback& playback) {
-  const std::uint64_t graphNs = m_clock.currentTime() * kNanosPerMs;
+  const std::uint64_t graphNs = m_clock.currentTime() * Tavro::kNanosPerMs;
   bool served = false;
   if (isDue(m_pauseAtNs, graphNs)) {
     playback.pause();

@@ -11,12 +11,12 @@
 #include <utility>
 
 #include "player/ExitStatus.h"
+#include "time/Nanoseconds.h"
 
 namespace Player {
 
 namespace {
 
-constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
 constexpr std::size_t kFractionDigits = 9;
 constexpr std::uint64_t kMostOfAPart = 1'000'000'000;
 
@@ -205,7 +205,7 @@ std::optional<std::uint64_t> parseTime(const std::string& text) {
   if (seconds > kMostOfAPart) {
     return std::nullopt;
   }
-  return seconds * kNanosPerSecond + std::stoull(fraction);
+  return seconds * Tavro::kNanosPerSecond + std::stoull(fraction);
 }
 
 std::optional<int> parseOptions(int argc, char** argv, Options& options) {

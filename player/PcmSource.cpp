@@ -7,9 +7,6 @@ namespace Player {
 
 namespace {
 
-// Beside those that are ready: what a component queues, plays, or has just been handed.
-constexpr std::uint32_t kBuffersElsewhere = 16;
-
 constexpr std::uint64_t kRetryNs = 10'000'000;
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "player/PcmSource.h"
+#include "time/Nanoseconds.h"
 
 // The life of a stream: source (makes buffers ahead) → connect, configure → ready checks fill the
 // queue → clock and start → every buffer has come back → stop → disconnect. A failure or an
@@ -14,19 +15,18 @@ namespace {
 
 using Tavro::HostTime::isSimulated;
 
-constexpr std::uint64_t kNanosPerMs = 1'000'000;
-constexpr std::uint64_t kReadyCheckNs = 5 * kNanosPerMs;
-constexpr std::uint64_t kFirstBuffersNs = 20 * kNanosPerMs;
-constexpr std::uint64_t kWatchRealNs = 20 * kNanosPerMs;
-constexpr std::uint64_t kWatchSimulatedNs = 200 * kNanosPerMs;
+constexpr std::uint64_t kReadyCheckNs = 5 * Tavro::kNanosPerMs;
+constexpr std::uint64_t kFirstBuffersNs = 20 * Tavro::kNanosPerMs;
+constexpr std::uint64_t kWatchRealNs = 20 * Tavro::kNanosPerMs;
+constexpr std::uint64_t kWatchSimulatedNs = 200 * Tavro::kNanosPerMs;
 
-constexpr std::uint64_t kHearingPatienceNs = 1'000 * kNanosPerMs;
+constexpr std::uint64_t kHearingPatienceNs = 1'000 * Tavro::kNanosPerMs;
 
 // A component with a full queue asks again when the device has taken a burst.
-constexpr std::uint64_t kQuietNs = 200 * kNanosPerMs;
+constexpr std::uint64_t kQuietNs = 200 * Tavro::kNanosPerMs;
 
 // Longer than between two cycles of any device, shorter than the clock may lead a full queue.
-constexpr std::uint64_t kCyclesAwayNs = 250 * kNanosPerMs;
+constexpr std::uint64_t kCyclesAwayNs = 250 * Tavro::kNanosPerMs;
 
 std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealNs; }
 

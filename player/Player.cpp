@@ -9,14 +9,14 @@
 #include "player/Interrupt.h"
 #include "player/Passthrough.h"
 #include "tavro_core/Log.h"
+#include "time/Nanoseconds.h"
 #include "time/RealTime.h"
 
 namespace Player {
 
 namespace {
 
-constexpr std::uint64_t kNanosPerMs = 1'000'000;
-constexpr std::uint64_t kDeviceLookNs = 20 * kNanosPerMs;
+constexpr std::uint64_t kDeviceLookNs = 20 * Tavro::kNanosPerMs;
 
 void inform(const std::string& line) {
   Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s", line.c_str());
@@ -193,7 +193,7 @@ ExitStatus Player::finish(ExitStatus status) {
                         cycles,
                         m_session.events().lost(),
                         m_session.clock().currentTime(),
-                        (Tavro::HostTime::now() - m_startNs) / kNanosPerMs};
+                        (Tavro::HostTime::now() - m_startNs) / Tavro::kNanosPerMs};
     attempt([&] { writeTotals(totals, m_options.jsonPath); });
   }
   return status;

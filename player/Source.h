@@ -15,6 +15,9 @@
 
 namespace Player {
 
+/// Buffers beside those that are ready: what a component queues, plays, or has just been handed.
+inline constexpr std::uint32_t kBuffersElsewhere = 16;
+
 /// A place in what is played of a track.
 struct Spot {
   std::size_t position = 0;  // in the playlist

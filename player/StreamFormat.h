@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "host/FormatDescriptor.h"
+#include "time/Nanoseconds.h"
 
 namespace Player {
 
@@ -27,14 +28,13 @@ inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
 
 /// To the nearest frame.
 constexpr std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
-  constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
-  const std::uint64_t whole = ns / kNanosPerSecond * rate;
-  return whole + (ns % kNanosPerSecond * rate + kNanosPerSecond / 2) / kNanosPerSecond;
+  const std::uint64_t whole = ns / Tavro::kNanosPerSecond * rate;
+  return whole +
+         (ns % Tavro::kNanosPerSecond * rate + Tavro::kNanosPerSecond / 2) / Tavro::kNanosPerSecond;
 }
 
 constexpr std::uint64_t nanosecondsOf(std::uint64_t frames, std::uint32_t rate) {
-  constexpr std::uint64_t kNanosPerSecond = 1'000'000'000;
-  return frames / rate * kNanosPerSecond + frames % rate * kNanosPerSecond / rate;
+  return frames / rate * Tavro::kNanosPerSecond + frames % rate * Tavro::kNanosPerSecond / rate;
 }
 
 struct StreamFormat {

@@ -1,12 +1,11 @@
 #include "host/Services.h"
 
 #include "time/HostTime.h"
+#include "time/Nanoseconds.h"
 
 namespace Tavro {
 
-namespace {
-constexpr std::uint64_t kNanosPerMs = 1'000'000;
-}
+namespace {}
 
 std::uint64_t GetTimeMS() { return HostTime::now() / kNanosPerMs; }
 

@@ -7,15 +7,14 @@
 #include <unistd.h>
 
 #include "time/HostTime.h"
+#include "time/Nanoseconds.h"
 
 namespace Tavro::HostTime {
 namespace {
 
-constexpr std::uint64_t kNanosecondsPerSecond = 1'000'000'000;
-
 timespec toTimespec(std::uint64_t nanoseconds) {
-  return {static_cast<time_t>(nanoseconds / kNanosecondsPerSecond),
-          static_cast<long>(nanoseconds % kNanosecondsPerSecond)};
+  return {static_cast<time_t>(nanoseconds / kNanosPerSecond),
+          static_cast<long>(nanoseconds % kNanosPerSecond)};
 }
 
 void futexWait(std::atomic<std::uint32_t>& word, std::uint32_t expected, std::uint64_t deadline) {
@@ -34,7 +33,7 @@ void futexWake(std::atomic<std::uint32_t>& word) {
 std::uint64_t monotonicNow() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * kNanosecondsPerSecond +
+  return static_cast<std::uint64_t>(now.tv_sec) * kNanosPerSecond +
          static_cast<std::uint64_t>(now.tv_nsec);
 }
 

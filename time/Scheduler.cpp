@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "time/Nanoseconds.h"
 #include "time/OneProcessor.h"
 
 // A turn. The running thread gives it up in wait(), beginJoin() or leave(): under the lock it marks
@@ -22,7 +23,6 @@
 namespace Tavro::HostTime {
 namespace {
 
-constexpr std::uint64_t kNanosecondsPerMillisecond = 1'000'000;
 constexpr std::uint64_t kCheckIntervalNs = 1'000'000'000;
 
 void open(Member* next) {
@@ -331,9 +331,7 @@ void Scheduler::checkProgress() {
   const bool moved = m_switches != m_checkedSwitches || cpuTime != m_checkedCpuTime;
   m_checkedSwitches = m_switches;
   m_checkedCpuTime = cpuTime;
-  m_stoodStillMs = moved || mover == nullptr
-                       ? 0
-                       : m_stoodStillMs + kCheckIntervalNs / kNanosecondsPerMillisecond;
+  m_stoodStillMs = moved || mover == nullptr ? 0 : m_stoodStillMs + kCheckIntervalNs / kNanosPerMs;
   if (m_stoodStillMs >= m_patienceMs) {
     m_stoodStillMs = 0;
     m_stallHandler(report(mover->name + " blocks outside the clock"));

@@ -20,7 +20,7 @@ std::unique_ptr<PipeInput> PipeInput::openIfPipe(const std::string& path, Should
   if (stat(path.c_str(), &about) != 0 || !(S_ISFIFO(about.st_mode) || S_ISCHR(about.st_mode))) {
     return nullptr;
   }
-  const int file = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  const int file = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   return file >= 0 ? std::unique_ptr<PipeInput>(new PipeInput(file, shouldStop)) : nullptr;
 }
 
@@ -35,7 +35,7 @@ PipeInput::~PipeInput() {
     av_freep(&m_context->buffer);
     avio_context_free(&m_context);
   }
-  close(m_file);
+  ::close(m_file);
 }
 
 int PipeInput::onRead(void* input, std::uint8_t* to, int size) {

@@ -8,6 +8,8 @@
 #include "tests/player/Wave.h"
 #include "tests/player/Workbench.h"
 
+inline constexpr std::size_t kSecond = 48000;  // frames, at the rate of most sinks here
+
 /// What parec takes for the samples of a shape.
 std::string sampleName(const WaveShape& shape);
 

@@ -17,7 +17,6 @@ using std::chrono::milliseconds;
 
 constexpr WaveShape kShape{16, false, 2, 48000};
 constexpr std::size_t kFrame = 4;  // bytes
-constexpr std::size_t kSecond = 48000;
 
 bool isSilent(const unsigned char* frame) {
   return std::all_of(frame, frame + kFrame, [](unsigned char byte) { return byte == 0; });

@@ -16,7 +16,6 @@ namespace {
 const NullSink kOne{"one", {16, false, 2, 48000}};
 const NullSink kTwo{"two", {16, false, 2, 48000}};
 const NullSink kOff{"off", {16, false, 2, 48000}};
-constexpr std::size_t kSecond = 48000;
 
 /// On a busy machine a move may take longer than the queue lasts; what came late is told then.
 testing::AssertionResult playedOn(const Result& result) {
