@@ -88,7 +88,7 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
   if (choice.isFile) {
     const std::string name = freeName(options.files.front());
     choice.identifier = std::string(kFilePrefix) + name;
-    what = "writing " + name;
+    what = "no device to play on, so writing " + name + " instead";
   }
   if (!sounding.isServers) {
     Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),

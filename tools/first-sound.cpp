@@ -92,7 +92,7 @@ int main(int argc, char** argv) {
   }
   const auto took =
       std::chrono::duration_cast<std::chrono::microseconds>(steady_clock::now() - begin);
-  kill(process, SIGTERM);
+  kill(process, SIGKILL);  // some would play to the end otherwise
   waitpid(process, nullptr, 0);
   sink.play(kIdle);
   if (!heard) {
