@@ -85,7 +85,8 @@ TEST_F(DevicesOfAlsa, aFileIsWrittenWhereTheDefaultOneIsTaken) {
   const Result result = play({"in.wav"});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.errorLines(), 1U) << result.err;
-  EXPECT_NE(result.err.find("so writing in-2.wav instead: no sound server"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("so writing in-2.wav instead: no sound server"), std::string::npos)
+      << result.err;
   EXPECT_NE(result.err.find("'alsa:default' cannot be opened"), std::string::npos) << result.err;
   EXPECT_TRUE(isExactly(readWave(path("in-2.wav")), m_in.data));
 }
