@@ -1,4 +1,4 @@
-#include "SwResampler.h"
+#include "platform/swresample/SwResampler.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "Resampler.h"
+#include "platform/format/Resampler.h"
 
 struct SwrContext;
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "player/StreamFormat.h"
+#include "player/base/StreamFormat.h"
 #include "player/ffmpeg/Ac3Frame.h"
 
 namespace Player {

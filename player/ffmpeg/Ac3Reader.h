@@ -6,9 +6,9 @@
 #include <span>
 #include <string>
 
-#include "player/BurstReader.h"
 #include "player/ffmpeg/BurstPacker.h"
 #include "player/ffmpeg/FfmpegFile.h"
+#include "player/media/BurstReader.h"
 
 namespace Player {
 

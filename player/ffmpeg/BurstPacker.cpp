@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "player/MediaFile.h"
-#include "player/StreamFormat.h"
+#include "player/base/StreamFormat.h"
+#include "player/media/MediaFile.h"
 
 namespace Player {
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "player/Decoders.h"
-#include "player/MediaFile.h"
 #include "player/ffmpeg/Ffmpeg.h"
 #include "player/ffmpeg/FrameConverter.h"
 #include "player/ffmpeg/PipeInput.h"
+#include "player/media/Decoders.h"
+#include "player/media/MediaFile.h"
 
 namespace Player {
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <numeric>
 
-#include "player/MediaFile.h"
-#include "player/PackedSamples.h"
+#include "player/base/PackedSamples.h"
+#include "player/media/MediaFile.h"
 
 namespace Player {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "player/StreamFormat.h"
+#include "player/base/StreamFormat.h"
 #include "player/ffmpeg/Ffmpeg.h"
 
 namespace Player {

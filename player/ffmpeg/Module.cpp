@@ -3,9 +3,9 @@
 #include <array>
 #include <cstdarg>
 
-#include "player/Decoders.h"
 #include "player/ffmpeg/Ac3Reader.h"
 #include "player/ffmpeg/FfmpegFile.h"
+#include "player/media/Decoders.h"
 #include "tavro_core/Log.h"
 
 namespace Player {

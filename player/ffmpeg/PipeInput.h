@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "player/Decoders.h"
 #include "player/ffmpeg/Ffmpeg.h"
+#include "player/media/Decoders.h"
 
 namespace Player {
 

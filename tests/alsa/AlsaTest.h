@@ -7,8 +7,8 @@
 #include <functional>
 #include <string>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 /// A machine whose ALSA knows nothing but what the test says, and which has no sound server.
 class AlsaTest : public Workbench {

@@ -1,5 +1,5 @@
 #include "Bursts.h"
-#include "platform/src/BurstValidator.h"
+#include "platform/iec61937/BurstValidator.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <vector>
 
-#include "platform/src/CycleWatchdog.h"
-#include "platform/src/OutputPolicy.h"
+#include "platform/device/CycleWatchdog.h"
+#include "platform/device/OutputPolicy.h"
 
 namespace Platform {
 namespace {

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <string>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 

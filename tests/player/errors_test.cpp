@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 

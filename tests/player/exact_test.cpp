@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstdint>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 

@@ -20,8 +20,8 @@
 #include <unistd.h>
 #include <utmp.h>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The help, as a person reads it and as the parser does.
 
-#include "player/Options.h"
+#include "player/base/Options.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <regex>
 #include <sstream>
 
-#include "tests/player/Workbench.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 

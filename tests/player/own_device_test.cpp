@@ -8,9 +8,9 @@
 #include <cstring>
 #include <optional>
 
-#include "player/Player.h"
-#include "tests/player/Ac3.h"
-#include "tests/player/Wave.h"
+#include "player/cli/Player.h"
+#include "tests/support/Ac3.h"
+#include "tests/support/Wave.h"
 #include "time/HostTime.h"
 
 namespace {

@@ -14,8 +14,8 @@
 #include <tuple>
 #include <unistd.h>
 
-#include "tests/player/Ac3.h"
-#include "tests/player/Wave.h"
+#include "tests/support/Ac3.h"
+#include "tests/support/Wave.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <fstream>
 
-#include "tests/player/Ac3.h"
-#include "tests/player/Wave.h"
+#include "tests/support/Ac3.h"
+#include "tests/support/Wave.h"
 
 namespace {
 

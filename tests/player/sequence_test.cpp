@@ -6,8 +6,8 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 

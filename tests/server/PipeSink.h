@@ -6,7 +6,7 @@
 #include <mutex>
 #include <thread>
 
-#include "tests/player/Wave.h"
+#include "tests/support/Wave.h"
 
 /// The reader of a server's pipe sink, which makes it the sink's clock: what it takes out of the
 /// pipe is what the sink plays, and when. It keeps to a timeline: late once, it takes more at once,

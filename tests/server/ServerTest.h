@@ -5,8 +5,8 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "tests/player/Wave.h"
-#include "tests/player/Workbench.h"
+#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 inline constexpr std::size_t kSecond = 48000;  // frames, at the rate of most sinks here
 

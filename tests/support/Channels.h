@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/player/Wave.h"
+#include "tests/support/Wave.h"
 
 /// The sample types and channel counts at 48 kHz, and other rates.
 inline std::vector<WaveShape> usualShapes() {

@@ -1,0 +1,176 @@
+#include "platform/api/CallScript.h"
+
+#include <algorithm>
+#include <map>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "platform/device/IoProcedure.h"
+#include "platform/device/Registry.h"
+#include "platform/unit/Graph.h"
+
+namespace Platform {
+namespace {
+
+using AudioDevices::Script::Answer;
+using AudioDevices::Script::Call;
+
+struct PlannedFailure {
+  std::string function;  // empty: any
+  std::uint64_t callsLeft;
+  OSStatus status;
+};
+
+struct State {
+  std::mutex mutex;
+  std::uint64_t epoch = 0;  // grows with each reset
+  bool recording = false;
+  std::vector<Call> calls;
+  std::vector<PlannedFailure> failures;
+  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Answer> objectAnswers;
+  std::map<AudioUnitPropertyID, Answer> unitAnswers;
+};
+
+std::atomic<bool> active{false};  // a hint only: the state itself is guarded by its mutex
+
+State& state() {
+  static auto* only = new State;  // calls may come while the process exits
+  return *only;
+}
+
+/// Runs `change` on the state and switches the script on.
+template <class Change>
+void scriptThat(Change change) {
+  const std::lock_guard lock(state().mutex);
+  change(state());
+  active.store(true);
+}
+
+/// Counts the call against every planned failure; one that has come to its turn is used up.
+std::optional<OSStatus> takeFailure(State& script, const char* name) {
+  std::optional<OSStatus> status;
+  for (PlannedFailure& planned : script.failures) {
+    if (planned.function.empty() || planned.function == name) {
+      if (--planned.callsLeft == 0) {
+        status = planned.status;
+      }
+    }
+  }
+  std::erase_if(script.failures, [](const auto& planned) { return planned.callsLeft == 0; });
+  return status;
+}
+
+template <class Key>
+std::optional<Answer> lookUp(const std::map<Key, Answer> State::*answers, const Key& key) {
+  const std::lock_guard lock(state().mutex);
+  const auto found = (state().*answers).find(key);
+  return found == (state().*answers).end() ? std::nullopt : std::optional(found->second);
+}
+
+}  // namespace
+
+bool isScripted() { return active.load(std::memory_order_relaxed); }
+
+ScriptedCall::ScriptedCall(const char* name, std::initializer_list<std::int64_t> arguments,
+                           const void* data, std::size_t dataBytes) {
+  State& script = state();
+  const std::lock_guard lock(script.mutex);
+  m_failure = takeFailure(script, name);
+  m_epoch = script.epoch;
+  m_index = script.calls.size();
+  if (script.recording) {
+    const auto* bytes = static_cast<const std::uint8_t*>(data);
+    script.calls.push_back(
+        {.function = name,
+         .arguments = arguments,
+         .data = bytes ? std::vector(bytes, bytes + dataBytes) : std::vector<std::uint8_t>(),
+         .status = {}});
+  }
+}
+
+OSStatus ScriptedCall::finish(OSStatus status) const {
+  State& script = state();
+  const std::lock_guard lock(script.mutex);
+  if (script.recording && script.epoch == m_epoch && m_index < script.calls.size()) {
+    script.calls[m_index].status = status;
+  }
+  return status;
+}
+
+std::optional<Answer> scriptedObjectProperty(AudioObjectID object,
+                                             AudioObjectPropertySelector selector) {
+  if (!isScripted()) {
+    return {};
+  }
+  return lookUp(&State::objectAnswers, std::pair(object, selector));
+}
+
+std::optional<Answer> scriptedUnitProperty(AudioUnitPropertyID property) {
+  if (!isScripted()) {
+    return {};
+  }
+  return lookUp(&State::unitAnswers, property);
+}
+
+}  // namespace Platform
+
+namespace AudioDevices::Script {
+
+void answerObjectProperty(AudioObjectID object, AudioObjectPropertySelector selector,
+                          Answer answer) {
+  Platform::scriptThat([&](Platform::State& script) {
+    script.objectAnswers[{object, selector}] = std::move(answer);
+  });
+}
+
+void answerUnitProperty(AudioUnitPropertyID property, Answer answer) {
+  Platform::scriptThat(
+      [&](Platform::State& script) { script.unitAnswers[property] = std::move(answer); });
+}
+
+void failCall(const std::string& function, std::uint64_t nth, OSStatus status) {
+  Platform::scriptThat([&](Platform::State& script) {
+    script.failures.push_back({function, std::max<std::uint64_t>(nth, 1), status});
+  });
+}
+
+void record() {
+  Platform::scriptThat([](Platform::State& script) {
+    if (!script.recording) {
+      ++script.epoch;  // calls under way were not recorded
+    }
+    script.recording = true;
+  });
+}
+
+std::vector<Call> calls() {
+  const std::lock_guard lock(Platform::state().mutex);
+  return Platform::state().calls;
+}
+
+void reset() {
+  Platform::State& script = Platform::state();
+  const std::lock_guard lock(script.mutex);
+  Platform::active.store(false);
+  ++script.epoch;
+  script.recording = false;
+  script.calls.clear();
+  script.failures.clear();
+  script.objectAnswers.clear();
+  script.unitAnswers.clear();
+}
+
+Leftovers leftovers() {
+  const auto handles = Platform::handleCounts();
+  Leftovers left{.graphs = handles.graphs,
+                 .units = handles.units,
+                 .ioProcedures = Platform::ioProcedureCount(),
+                 .runningDevices = 0};
+  for (const auto& device : Platform::Registry::instance().devices()) {
+    left.runningDevices += device->hasClients() ? 1 : 0;
+  }
+  return left;
+}
+
+}  // namespace AudioDevices::Script

@@ -1,0 +1,97 @@
+#include <AudioDevices/ScriptedDevice.h>
+
+#include <memory>
+#include <stdexcept>
+
+#include "platform/device/Registry.h"
+#include "platform/drivers/scripted/ScriptedDriver.h"
+#include "platform/format/PcmFormat.h"
+#include "time/HostTime.h"
+
+namespace AudioDevices {
+namespace {
+
+AudioStreamBasicDescription pcm(double rate, std::uint32_t channels, std::uint32_t bits,
+                                AudioFormatFlags kind) {
+  const UInt32 frameBytes = channels * bits / 8;
+  AudioStreamBasicDescription format{};
+  format.mSampleRate = rate;
+  format.mFormatID = kAudioFormatLinearPCM;
+  format.mFormatFlags = kind | kAudioFormatFlagIsPacked;
+  format.mBytesPerPacket = frameBytes;
+  format.mFramesPerPacket = 1;
+  format.mBytesPerFrame = frameBytes;
+  format.mChannelsPerFrame = channels;
+  format.mBitsPerChannel = bits;
+  return format;
+}
+
+}  // namespace
+
+AudioStreamBasicDescription pcmInteger(double rate, std::uint32_t channels, std::uint32_t bits) {
+  return pcm(rate, channels, bits, kAudioFormatFlagIsSignedInteger);
+}
+
+AudioStreamBasicDescription pcmFloat(double rate, std::uint32_t channels) {
+  return pcm(rate, channels, 32, kAudioFormatFlagIsFloat);
+}
+
+AudioStreamBasicDescription ac3Bursts(double rate, std::uint32_t channels, AudioFormatID formatId) {
+  return Platform::describeBursts(rate, channels, formatId);
+}
+
+ScriptedDevice::ScriptedDevice(const ScriptedSetup& setup) {
+  auto driver = std::make_unique<Platform::ScriptedDriver>(setup);
+  m_driver = driver.get();
+  const std::string identifier = "scripted:" + setup.name;
+  if (Platform::Registry::instance().device(identifier)) {
+    throw std::invalid_argument("a device '" + identifier + "' is there already");
+  }
+  m_device = Platform::Registry::instance().add(identifier, setup.name, std::move(driver));
+}
+
+ScriptedDevice::~ScriptedDevice() {
+  if (!m_device->inCycle()) {
+    Platform::Registry::instance().remove(m_device);
+  }
+}
+
+AudioDeviceID ScriptedDevice::id() const { return m_device->id(); }
+
+AudioStreamID ScriptedDevice::stream(std::size_t index) const {
+  return m_device->streamIds().at(index);
+}
+
+void ScriptedDevice::makeDefault() { Platform::Registry::instance().choose(id()); }
+
+ScriptedDevice::Cycle ScriptedDevice::cycle(std::uint32_t frames) {
+  const std::lock_guard lock(m_driver->handLock());
+  return m_device->cycle(frames, Tavro::HostTime::now()) != 0 ? m_driver->lastCycle() : Cycle{};
+}
+
+std::vector<std::uint8_t> ScriptedDevice::captured(std::size_t stream) const {
+  return m_driver->captured(stream);
+}
+
+void ScriptedDevice::setBufferBytes(std::size_t stream, std::optional<std::uint32_t> bytes) {
+  m_device->change([&](bool) {
+    m_driver->setBufferBytes(stream, bytes);
+    return noErr;
+  });
+}
+
+void ScriptedDevice::setBufferWithoutMemory(std::size_t stream, bool withoutMemory) {
+  m_device->change([&](bool) {
+    m_driver->setBufferWithoutMemory(stream, withoutMemory);
+    return noErr;
+  });
+}
+
+void ScriptedDevice::disappear() {
+  if (m_device->inCycle()) {
+    throw std::logic_error("a device cannot disappear inside its own cycle");
+  }
+  Platform::Registry::instance().remove(m_device);
+}
+
+}  // namespace AudioDevices

@@ -1,0 +1,50 @@
+#include "platform/device/CycleWatchdog.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Platform {
+namespace {
+
+constexpr std::uint64_t kSecondNs = 1'000'000'000;
+constexpr std::uint64_t kPatienceCycles = 4;
+
+// Opening anew loses what is in the buffer, so a device that stands for a moment is waited for.
+constexpr std::uint64_t kFirstTryNs = 2 * kSecondNs;
+constexpr std::uint64_t kLongestBackOffNs = 16 * kSecondNs;
+
+// What is opened anew takes a buffer's worth of cycles at once, whatever comes of it.
+constexpr std::uint64_t kSteadyNs = 5 * kSecondNs;
+
+}  // namespace
+
+CycleWatchdog::Finding CycleWatchdog::look(std::uint64_t nowNs, bool plays, std::uint64_t cycles,
+                                           std::uint64_t cycleNs) {
+  if (!plays || std::exchange(m_cycles, cycles) != cycles) {
+    m_sinceNs = nowNs;
+    if (!std::exchange(m_stands, false)) {
+      return Finding::Fine;
+    }
+    m_wentOnNs = nowNs;
+    return Finding::GoesOn;
+  }
+  if (!m_stands) {
+    if (nowNs - m_sinceNs <= std::max(kSecondNs, kPatienceCycles * cycleNs)) {
+      return Finding::Fine;
+    }
+    m_stands = true;
+    if (m_backOffNs == 0 || m_sinceNs - m_wentOnNs > kSteadyNs) {
+      m_backOffNs = kFirstTryNs;
+    }
+    m_nextTryNs = nowNs + m_backOffNs;
+    return Finding::BeganToStand;
+  }
+  if (nowNs < m_nextTryNs) {
+    return Finding::Stands;
+  }
+  m_backOffNs = std::min(2 * m_backOffNs, kLongestBackOffNs);
+  m_nextTryNs = nowNs + m_backOffNs;
+  return Finding::OpenAnew;
+}
+
+}  // namespace Platform

@@ -1,0 +1,177 @@
+#pragma once
+
+/// A device: what it is (streams, layout, rate), who plays on it, and the cycle that calls them.
+///
+/// Locks, in the order in which they are taken:
+///   m_control  one start, stop or change at a time; held while the driver starts and stops (joins)
+///   m_io       recursive; held by a cycle while it calls, so whoever has taken a client out under
+///              it knows that no call is under way. A client's own calls come in again.
+///   model      modelLock(): plain data, a leaf; never held during a call out
+/// Inside a cycle only m_io and model are taken, so a callback may stop and dispose of what
+/// plays on its own device; the driver's thread then ends by itself.
+
+#include <AudioDevices/AudioDevices.h>
+#include <CoreAudio/CoreAudio.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/device/CycleWatchdog.h"
+#include "platform/driver/Driver.h"
+#include "time/RealTime.h"
+
+namespace Platform {
+
+std::mutex& modelLock();
+
+struct Cycle {
+  AudioBufferList& buffers;  // one per stream
+  std::uint32_t frames;
+  const AudioTimeStamp& time;
+  bool mix;  // the buffers hold another client's sound
+};
+
+/// Someone who plays on a device: a unit or an I/O procedure.
+class Client {
+ public:
+  virtual ~Client() = default;
+  virtual bool play(const Cycle& cycle) = 0;  // true: nothing but silence; [io-thread]
+  virtual void deviceChanged() {}             // between cycles, under the device's I/O lock
+};
+
+struct DeviceState {
+  DriverDescription description;
+  std::uint64_t generation = 0;  // grows with each change
+
+  double sampleRate() const;       // of the stream of bursts, if there is one, else of the first
+  double nominalRate() const;      // the device's own, where streams are converted on the way
+  std::uint32_t channels() const;  // of the PCM streams
+  std::uint32_t cycleFrames() const;
+};
+
+class Device final : public CycleSource {
+ public:
+  Device(AudioDeviceID id, std::vector<AudioStreamID> streamIds, std::string identifier,
+         std::string name, std::unique_ptr<Driver> driver);
+  ~Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  AudioDeviceID id() const { return m_id; }
+  const std::string& identifier() const { return m_identifier; }
+  const std::string& name() const { return m_name; }
+  const std::vector<AudioStreamID>& streamIds() const { return m_streamIds; }
+  DeviceState state() const;  // [any-thread]
+
+  /// Answer platform statuses. [host-thread]
+  OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format);
+  OSStatus setLayout(const Labels& labels);
+  OSStatus offerFormat(const PcmFormat& format);  // refusal: no unit can play here
+  /// Changes the driver, between cycles, and takes over how it describes itself then. Refused
+  /// inside a cycle of this device, and when it has ended.
+  OSStatus change(const std::function<OSStatus(bool running)>& apply);
+
+  OSStatus add(const std::shared_ptr<Client>& client);  // [host-thread], or inside a cycle
+  /// No call of the client is under way or comes after the return, unless it comes from inside
+  /// one. [host-thread], or inside a cycle
+  void remove(const Client& client);
+  bool hasClients() const { return m_clientCount.load() != 0; }
+
+  /// Ends the device for good: everyone is taken out and the driver completes its work. Not inside
+  /// a cycle. [host-thread]
+  void end();
+  /// The same at process exit, when the cycle's thread can no longer be joined.
+  void endAtExit();
+  /// It is there no more, and is about to be ended: failure() tells why. Nothing once it has ended.
+  void markLost(const AudioDevices::Failure& loss);
+  bool isAlive() const { return !m_ended.load() && !m_lost.load(); }
+
+  /// Plays, and runs no cycle for too long; as found by the last look. [any-thread]
+  bool stands() const { return m_stands.load(); }
+  bool isSuspended() const { return hasClients() && m_driver->isSuspended(); }
+  /// Whether it is suspended, when that is another answer than the last one's. [device watch]
+  std::optional<bool> changeOfSuspension();
+  /// What the watch over cycles finds now. [device watch]
+  CycleWatchdog::Finding look(std::uint64_t nowNs);
+  /// Has the driver begin anew, if it is of use; waits for a server, with no lock held, for whether
+  /// that answers at all. [device watch]
+  void openAnew();
+
+  void trimEnd(std::uint32_t frames) { m_driver->trimEnd(frames); }  // [host-thread]
+
+  /// Why a unit could not start on it; nothing: one could. [host-thread]
+  void noteRefusal(const AudioDevices::Failure& refusal);
+
+  AudioDevices::Failure failure() const;  // [any-thread]
+  std::uint32_t latencyFrames() const { return m_driver->latencyFrames(); }
+  AudioDevices::DeviceTotals totals() const;  // [any-thread]
+  AudioDevices::BurstReport burstReport() const { return m_driver->burstReport(); }
+
+  /// The calling thread is inside a cycle of this device.
+  bool inCycle() const { return m_cycleThread.load() == std::this_thread::get_id(); }
+  std::recursive_mutex& ioLock() { return m_io; }
+
+  std::uint32_t cycle(std::uint32_t frames, std::uint64_t dueNs) override;
+  std::uint32_t cycleFrames() const override;
+  double sampleRate() const override;
+
+  static constexpr std::uint32_t kMaxCycleFrames = 4096;
+
+ private:
+  bool readDescription();
+  void discardBuffered();
+  void prepareBuffers(std::uint32_t frames);
+  bool callClients(std::uint32_t frames, const AudioTimeStamp& time);
+  void compactClients();
+  void countCycle(std::uint32_t frames, std::uint64_t dueNs);
+  void countBursts();
+
+  // Constant after construction
+  const AudioDeviceID m_id;
+  const std::vector<AudioStreamID> m_streamIds;
+  const std::string m_identifier;
+  const std::string m_name;
+  const std::unique_ptr<Driver> m_driver;
+
+  std::mutex m_control;
+  mutable std::recursive_mutex m_io;
+
+  DeviceState m_state;              // written under m_io and model, read under either
+  AudioDevices::Failure m_loss;     // guarded by model
+  AudioDevices::Failure m_refusal;  // guarded by model
+
+  // Guarded by m_io
+  std::vector<std::shared_ptr<Client>> m_clients;  // null: taken out inside a cycle
+  std::vector<Tavro::RealTime::LockedVector<std::byte>>
+      m_memory;                                     // one per stream, for the largest cycle
+  Tavro::RealTime::LockedVector<std::byte> m_list;  // an AudioBufferList of that many
+  std::thread::id m_scheduled;                      // a thread that has asked for real time
+  std::uint64_t m_framesSinceStart = 0;
+
+  // The watch's alone
+  CycleWatchdog m_watchdog;
+  bool m_wasSuspended = false;
+
+  // Atomic: each stands for itself
+  std::atomic<std::size_t> m_clientCount{0};
+  std::atomic<bool> m_ended{false};
+  std::atomic<bool> m_lost{false};
+  std::atomic<bool> m_stands{false};
+  std::atomic<std::thread::id> m_cycleThread{};
+  std::atomic<OSStatus> m_startStatus{noErr};
+  std::atomic<std::uint64_t> m_cycles{0};
+  std::atomic<std::uint64_t> m_framesPlayed{0};
+  std::atomic<std::uint64_t> m_framesDiscarded{0};
+  std::atomic<std::uint64_t> m_lateCycles{0};
+  std::atomic<std::uint64_t> m_burstCycles{0};
+  std::atomic<std::uint64_t> m_bursts{0};
+};
+
+}  // namespace Platform

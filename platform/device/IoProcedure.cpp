@@ -1,0 +1,125 @@
+#include "platform/device/IoProcedure.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "platform/device/Registry.h"
+#include "platform/format/Silence.h"
+
+namespace Platform {
+namespace {
+
+class IoProcedure final : public Client {
+ public:
+  IoProcedure(std::shared_ptr<Device> device, AudioDeviceIOProc procedure, void* clientData)
+      : m_device(std::move(device)), m_procedure(procedure), m_clientData(clientData) {}
+
+  Device& device() const { return *m_device; }
+
+  bool play(const Cycle& cycle) override {
+    static const AudioBufferList noInput{};
+    m_procedure(m_device->id(), &cycle.time, &noInput, &cycle.time, &cycle.buffers, &cycle.time,
+                m_clientData);
+    return !cycle.mix && isSilent(cycle.buffers);
+  }
+
+  std::atomic<bool> running{false};  // asked for; the device's list decides who is called
+
+ private:
+  static bool isSilent(const AudioBufferList& buffers) {
+    for (UInt32 i = 0; i < buffers.mNumberBuffers; ++i) {
+      const AudioBuffer& buffer = buffers.mBuffers[i];
+      if (!isZero(buffer.mData, buffer.mDataByteSize)) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  const std::shared_ptr<Device> m_device;
+  const AudioDeviceIOProc m_procedure;
+  void* const m_clientData;
+};
+
+using Table = std::map<AudioDeviceIOProcID, std::shared_ptr<IoProcedure>>;
+
+/// Guarded by modelLock().
+Table& table() {
+  static auto* procedures = new Table;  // see Registry::instance()
+  return *procedures;
+}
+
+std::shared_ptr<IoProcedure> find(AudioObjectID device, AudioDeviceIOProcID id) {
+  const std::lock_guard model(modelLock());
+  const auto found = table().find(id);
+  const bool known = found != table().end() && found->second->device().id() == device;
+  return known ? found->second : nullptr;
+}
+
+OSStatus notFound(AudioObjectID device) {
+  return Registry::instance().device(device) ? kAudioHardwareIllegalOperationError
+                                             : kAudioHardwareBadDeviceError;
+}
+
+}  // namespace
+
+OSStatus createIoProcedure(AudioObjectID device, AudioDeviceIOProc procedure, void* clientData,
+                           AudioDeviceIOProcID* id) {
+  auto target = Registry::instance().device(device);
+  if (!target) {
+    return kAudioHardwareBadDeviceError;
+  }
+  if (procedure == nullptr || id == nullptr) {
+    return kAudioHardwareIllegalOperationError;
+  }
+  auto made = std::make_shared<IoProcedure>(std::move(target), procedure, clientData);
+  static std::uintptr_t last = 0;
+  const std::lock_guard model(modelLock());
+  *id = reinterpret_cast<AudioDeviceIOProcID>(last += 16);
+  table().emplace(*id, std::move(made));
+  return noErr;
+}
+
+OSStatus destroyIoProcedure(AudioObjectID device, AudioDeviceIOProcID id) {
+  const auto procedure = find(device, id);
+  if (!procedure) {
+    return notFound(device);
+  }
+  procedure->device().remove(*procedure);
+  const std::lock_guard model(modelLock());
+  table().erase(id);  // `procedure` lets go of it after the lock
+  return noErr;
+}
+
+OSStatus startIoProcedure(AudioObjectID device, AudioDeviceIOProcID id) {
+  const auto procedure = find(device, id);
+  if (!procedure) {
+    return notFound(device);
+  }
+  if (procedure->running.exchange(true)) {
+    return noErr;
+  }
+  const OSStatus status = procedure->device().add(procedure);
+  if (status != noErr) {
+    procedure->running = false;
+  }
+  return status;
+}
+
+OSStatus stopIoProcedure(AudioObjectID device, AudioDeviceIOProcID id) {
+  const auto procedure = find(device, id);
+  if (!procedure) {
+    return notFound(device);
+  }
+  procedure->device().remove(*procedure);
+  return procedure->running.exchange(false) ? noErr : OSStatus{kAudioHardwareNotRunningError};
+}
+
+std::size_t ioProcedureCount() {
+  const std::lock_guard model(modelLock());
+  return table().size();
+}
+
+}  // namespace Platform

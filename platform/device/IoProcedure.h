@@ -1,0 +1,24 @@
+#pragma once
+
+/// I/O procedures registered on devices. An identifier is a number that is never used again.
+
+#include <CoreAudio/CoreAudio.h>
+
+#include <cstddef>
+#include <memory>
+
+#include "platform/device/Device.h"
+
+namespace Platform {
+
+/// kAudioHardwareBadDeviceError for a device that is not there, kAudioHardwareIllegalOperationError
+/// for an identifier that names nothing on it. [any-thread]
+OSStatus createIoProcedure(AudioObjectID device, AudioDeviceIOProc procedure, void* clientData,
+                           AudioDeviceIOProcID* id);
+OSStatus destroyIoProcedure(AudioObjectID device, AudioDeviceIOProcID id);
+OSStatus startIoProcedure(AudioObjectID device, AudioDeviceIOProcID id);
+OSStatus stopIoProcedure(AudioObjectID device, AudioDeviceIOProcID id);
+
+std::size_t ioProcedureCount();
+
+}  // namespace Platform

@@ -1,0 +1,87 @@
+#include "platform/discovery/AlsaDevices.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "platform/device/Registry.h"
+#include "platform/driver/Alsa.h"
+#include "platform/system/Module.h"
+#include "time/HostTime.h"
+
+namespace Platform {
+namespace {
+
+constexpr std::chrono::milliseconds kFirstBackOff{500};
+constexpr std::chrono::milliseconds kLongestBackOff{4000};
+
+template <class Function>
+Function* entryOf(const char* name, AudioDevices::Failure& failure) {
+  const auto found = loadEntry<Function>(kAlsaModule, name, "libasound2");
+  if (!found) {
+    failure = {.status = kAudioHardwareUnspecifiedError, .message = "no ALSA: " + found.reason};
+  }
+  return found.entry;
+}
+
+/// Nobody tells when a PCM is back, so it is tried, as long as somebody knows of the lost one and
+/// has not attached it again.
+void awaitReturn(const Device& lost) {
+  std::chrono::milliseconds backOff = kFirstBackOff;
+  AudioDevices::Failure notYet;
+  Registry& registry = Registry::instance();
+  while (registry.device(lost.id()) && !registry.device(lost.identifier())) {
+    std::this_thread::sleep_for(backOff);
+    attachAlsa(lost.identifier(), notYet);
+    backOff = std::min(2 * backOff, kLongestBackOff);
+  }
+}
+
+/// On a thread of its own: ending a device waits for the driver's, which tells this.
+void loseLater(AudioDeviceID id, const AudioDevices::Failure& loss) {
+  std::thread([id, loss] {
+    if (const auto device = Registry::instance().device(id)) {
+      Registry::instance().lose({{device, loss}}, Change::DeviceGone);
+      awaitReturn(*device);
+    }
+  }).detach();
+}
+
+}  // namespace
+
+std::shared_ptr<Device> attachAlsa(const std::string& identifier, AudioDevices::Failure& failure) {
+  if (Tavro::HostTime::isSimulated()) {
+    failure = {.status = kAudioHardwareUnsupportedOperationError,
+               .message = "'" + identifier + "' plays in real time only"};
+    return nullptr;
+  }
+  auto* const makeDriver = entryOf<MakeAlsaDriver>(kMakeAlsaDriverEntry, failure);
+  if (makeDriver == nullptr) {
+    failure.message = "'" + identifier + "' cannot be opened: " + failure.message;
+    return nullptr;
+  }
+  const std::string name = identifier.substr(std::string_view(kAlsaPrefix).size());
+  const auto id = std::make_shared<std::atomic<AudioDeviceID>>(kAudioObjectUnknown);
+  std::unique_ptr<Driver> driver(makeDriver(
+      name, [id](const AudioDevices::Failure& loss) { loseLater(id->load(), loss); }, failure));
+  if (!driver) {
+    return nullptr;
+  }
+  auto device = Registry::instance().add(identifier, name, std::move(driver));
+  id->store(device->id());
+  return device;
+}
+
+std::vector<AudioDevices::AttachableDevice> alsaNames(AudioDevices::Failure& failure) {
+  std::vector<AudioDevices::AttachableDevice> names;
+  if (auto* const listNames = entryOf<ListAlsaNames>(kListAlsaNamesEntry, failure)) {
+    listNames(names, failure);
+  }
+  return names;
+}
+
+}  // namespace Platform

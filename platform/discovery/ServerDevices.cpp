@@ -1,0 +1,208 @@
+#include "platform/discovery/ServerDevices.h"
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include "platform/device/Registry.h"
+#include "platform/system/Module.h"
+#include "time/HostTime.h"
+
+namespace Platform {
+namespace {
+
+const Sink* find(const ServerState& state, const std::string& name) {
+  const auto found = std::ranges::find(state.sinks, name, &Sink::name);
+  return found != state.sinks.end() ? &*found : nullptr;
+}
+
+AudioDevices::Failure lossOf(const Device& device, const std::string& what,
+                             OSStatus status = kAudioHardwareBadDeviceError) {
+  return {.status = status, .message = "the device '" + device.identifier() + "' is lost: " + what};
+}
+
+}  // namespace
+
+ServerDevices& ServerDevices::instance() {
+  static auto* devices = new ServerDevices;  // its thread may outlive every static's destructor
+  return *devices;
+}
+
+AudioDevices::Failure ServerDevices::update() {
+  if (Tavro::HostTime::isSimulated()) {
+    return {.status = kAudioHardwareUnsupportedOperationError,
+            .message = "no sound server: it plays in real time only"};
+  }
+  const std::lock_guard lock(m_lock);
+  AudioDevices::Failure failure;
+  if (!m_server || !m_server->state().connected) {
+    return reconnect();
+  }
+  if (!m_server->refresh()) {
+    failure = {.status = kAudioHardwareUnspecifiedError,
+               .message = "no sound server: it does not answer"};
+  }
+  synchronise(Lost::GetANewDevice);
+  return failure;
+}
+
+void ServerDevices::setStreamName(const AudioDevices::StreamName& name) {
+  const std::lock_guard lock(m_lock);
+  m_streamName = name;
+  if (m_server) {
+    m_server->setStreamName(name);
+  }
+}
+
+AudioDevices::Failure ServerDevices::connect() {
+  AudioDevices::Failure failure;
+  const auto connectTo =
+      loadEntry<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry, "libpulse0");
+  if (!connectTo) {
+    return {.status = kAudioHardwareUnspecifiedError,
+            .message = "no sound server: " + connectTo.reason};
+  }
+  if (SoundServer* const connected = connectTo.entry(*this, failure)) {
+    m_server.reset(connected);
+    m_server->setStreamName(m_streamName);
+  }
+  if (m_server && !std::exchange(m_watched, true)) {
+    std::thread([this] { watch(); }).detach();
+  }
+  return failure;
+}
+
+void ServerDevices::serverChanged() {
+  {
+    const std::lock_guard lock(m_changeLock);
+    m_changed = true;
+  }
+  m_change.notify_one();
+}
+
+void ServerDevices::watch() {
+  std::optional<std::chrono::milliseconds> atMost;  // until the next try to connect
+  for (;;) {
+    awaitChange(atMost);
+    const std::lock_guard lock(m_lock);
+    if (m_server->state().connected) {
+      synchronise(Lost::StayLost);
+    } else {
+      reconnect();
+    }
+    atMost.reset();
+    if (!m_server->state().connected) {
+      atMost = m_backOff;
+    }
+  }
+}
+
+void ServerDevices::awaitChange(std::optional<std::chrono::milliseconds> atMost) {
+  std::unique_lock lock(m_changeLock);
+  const auto hasChanged = [this] { return m_changed; };
+  if (atMost) {
+    m_change.wait_for(lock, *atMost, hasChanged);
+  } else {
+    m_change.wait(lock, hasChanged);
+  }
+  m_changed = false;
+}
+
+/// Nothing of the former connection is taken for a part of the new one.
+AudioDevices::Failure ServerDevices::reconnect() {
+  const bool hadOne = m_server != nullptr;
+  if (hadOne) {
+    loseDevices(m_server->state());
+  }
+  AudioDevices::Failure failure = connect();
+  if (failure) {
+    m_backOff = std::min(2 * m_backOff, kLongestBackOff);
+    return failure;
+  }
+  m_backOff = kFirstBackOff;
+  synchronise(Lost::GetANewDevice);
+  if (hadOne) {
+    Registry::instance().serverBack();
+  }
+  return failure;
+}
+
+/// In this order, so that what follows the default moves before the device it leaves is lost, and
+/// what has nowhere to go is told why: new devices, the default, lost devices, no default.
+void ServerDevices::synchronise(Lost lost) {
+  const ServerState state = m_server->state();
+  for (const Sink& sink : state.sinks) {
+    takeOver(sink, lost);
+  }
+  const auto chosen = m_entries.find(state.defaultSink);
+  const bool isThere = chosen != m_entries.end() && chosen->second.device->isAlive();
+  if (isThere) {
+    Registry::instance().setServerDefault(chosen->second.device->id());
+  }
+  loseDevices(state);
+  if (!isThere) {
+    Registry::instance().setServerDefault(kAudioObjectUnknown);
+  }
+}
+
+void ServerDevices::takeOver(const Sink& sink, Lost lost) {
+  const auto known = m_entries.find(sink.name);
+  if (known == m_entries.end()) {
+    m_entries.emplace(sink.name, makeDevice(sink));
+    return;
+  }
+  Entry& entry = known->second;
+  const bool isNew = sink.index != entry.sink.index;
+  if (isNew || (!entry.device->isAlive() && lost == Lost::GetANewDevice)) {
+    replace(entry, sink);
+  } else if (const Sink former = std::exchange(entry.sink, sink); former != sink) {
+    entry.device->change([&](bool running) {
+      entry.driver->update(sink, running);
+      return noErr;
+    });
+    if (sink.rate != former.rate) {
+      Registry::instance().changed(Change::RateChanged, *entry.device,
+                                   kAudioDevicePropertyNominalSampleRate);
+    }
+  }
+}
+
+/// What plays on it moves to the new one at once, if it can.
+void ServerDevices::replace(Entry& entry, const Sink& sink) {
+  const Registry::Loss loss{entry.device, lossOf(*entry.device, "it was replaced")};
+  entry.device->markLost(loss.reason);
+  entry = makeDevice(sink);
+  Registry::instance().lose({loss}, Change::DeviceGone);
+}
+
+ServerDevices::Entry ServerDevices::makeDevice(const Sink& sink) {
+  auto driver = m_server->makeDriver(sink);
+  SinkDriver* const observed = driver.get();
+  return {.sink = sink,
+          .device = Registry::instance().add(kServerPrefix + sink.name, sink.description,
+                                             std::move(driver), Origin::Server),
+          .driver = observed};
+}
+
+void ServerDevices::loseDevices(const ServerState& state) {
+  std::vector<Registry::Loss> gone;
+  std::vector<Registry::Loss> ended;
+  for (const auto& [name, entry] : m_entries) {
+    if (!entry.device->isAlive()) {
+      continue;
+    }
+    if (!state.connected) {
+      gone.push_back({entry.device, lossOf(*entry.device, "the sound server is gone")});
+    } else if (find(state, name) == nullptr) {
+      gone.push_back({entry.device, lossOf(*entry.device, "it is not there any more")});
+    } else if (entry.driver->streamEndedBy(state.generation)) {
+      ended.push_back({entry.device, lossOf(*entry.device, "the sound server ended the stream",
+                                            kAudioHardwareNotRunningError)});
+    }
+  }
+  Registry::instance().lose(gone, state.connected ? Change::DeviceGone : Change::ServerGone);
+  Registry::instance().lose(ended, Change::StreamEnded);
+  std::erase_if(m_entries, [&](const auto& each) { return find(state, each.first) == nullptr; });
+}
+
+}  // namespace Platform

@@ -1,0 +1,76 @@
+#pragma once
+
+/// The sound server's sinks as devices. Connects on demand; from then on a thread of its own keeps
+/// the registry in step with the server: sinks that come and go, and the default output device,
+/// which is the server's default sink while nobody chose another. When the server goes, the thread
+/// tries to connect again, less and less often. The server itself is never changed.
+///
+/// One a process, never destroyed. m_lock is held while devices are added, moved to and ended, and
+/// comes before every lock of theirs; the server is waited for under it, for 2 s at most.
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/device/Device.h"
+#include "platform/driver/SoundServer.h"
+
+namespace Platform {
+
+inline constexpr const char* kServerPrefix = "pulse:";
+
+class ServerDevices final : private SoundServerListener {
+ public:
+  static ServerDevices& instance();
+
+  /// Brings the registry up to date, connecting first where there is no connection. Sinks whose
+  /// device was lost or detached get a new one. Answers why there is no server. [host-thread], not
+  /// inside a cycle
+  AudioDevices::Failure update();
+
+  /// Also names the streams of later connections. [host-thread]
+  void setStreamName(const AudioDevices::StreamName& name);
+
+ private:
+  static constexpr std::chrono::milliseconds kFirstBackOff{250};
+  static constexpr std::chrono::milliseconds kLongestBackOff{4000};
+
+  enum class Lost { StayLost, GetANewDevice };
+  struct Entry {
+    Sink sink;
+    std::shared_ptr<Device> device;
+    SinkDriver* driver;  // owned by the device
+  };
+
+  ServerDevices() = default;
+  void serverChanged() override;
+  AudioDevices::Failure connect();
+  [[noreturn]] void watch();
+  void awaitChange(std::optional<std::chrono::milliseconds> atMost);
+  AudioDevices::Failure reconnect();
+  void synchronise(Lost lost);
+  void takeOver(const Sink& sink, Lost lost);
+  void replace(Entry& entry, const Sink& sink);
+  Entry makeDevice(const Sink& sink);
+  void loseDevices(const ServerState& state);
+
+  std::mutex m_lock;
+
+  // Guarded by m_lock
+  std::unique_ptr<SoundServer> m_server;
+  AudioDevices::StreamName m_streamName;
+  std::map<std::string, Entry> m_entries;  // by the sink's name
+  bool m_watched = false;
+  std::chrono::milliseconds m_backOff = kFirstBackOff;  // until the next try to connect again
+
+  // For the watching thread; m_changeLock is a leaf
+  std::mutex m_changeLock;
+  std::condition_variable m_change;
+  bool m_changed = false;
+};
+
+}  // namespace Platform

@@ -1,0 +1,40 @@
+#pragma once
+
+/// A thread that runs a device's cycles by host time, for drivers without a clock of their own.
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/driver/Driver.h"
+#include "time/HostTime.h"
+
+namespace Platform {
+
+class CycleClock {
+ public:
+  /// `afterCycle` runs on the thread after each cycle and once more at its end, outside every
+  /// lock. `partsPerMillion`: how much faster than nominal the device is.
+  CycleClock(std::string name, std::function<void()> afterCycle, int partsPerMillion = 0);
+  ~CycleClock() { stop(); }
+  CycleClock(const CycleClock&) = delete;
+  CycleClock& operator=(const CycleClock&) = delete;
+
+  void start(CycleSource& source);
+  void stop();
+
+ private:
+  void run(CycleSource& source);
+  std::uint64_t offsetNs(std::uint64_t frames, double rate) const;
+
+  const std::string m_name;
+  const std::function<void()> m_afterCycle;
+  const int m_partsPerMillion;
+  std::atomic<bool> m_stopping{false};
+  Tavro::HostTime::Signal m_wake;
+  std::unique_ptr<Tavro::HostTime::Thread> m_thread;
+};
+
+}  // namespace Platform

@@ -1,0 +1,47 @@
+#include "platform/driver/Driver.h"
+
+#include <algorithm>
+
+namespace Platform {
+
+std::uint32_t cycleFramesAt(std::uint32_t rate) { return std::clamp(rate / 100, 64U, 4096U); }
+
+OSStatus Driver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& /*format*/,
+                           bool /*running*/) {
+  return kAudioHardwareUnsupportedOperationError;
+}
+
+OSStatus Driver::setLayout(const Labels& /*labels*/, bool /*running*/) {
+  return kAudioHardwareUnsupportedOperationError;
+}
+
+OSStatus Driver::offerFormat(const PcmFormat& /*format*/, bool /*running*/) { return noErr; }
+
+void Driver::restart(CycleSource& source) {
+  stop();
+  start(source);
+}
+
+bool Driver::isSounding() const { return false; }
+
+bool Driver::isSuspended() const { return false; }
+
+bool Driver::answers() { return true; }
+
+void Driver::finish() {}
+
+void Driver::trimEnd(std::uint32_t /*frames*/) {}
+
+std::uint32_t Driver::latencyFrames() const { return 0; }
+
+AudioDevices::Failure Driver::failure() const { return {}; }
+
+std::uint64_t Driver::framesWritten() const { return 0; }
+
+std::uint64_t Driver::underruns() const { return 0; }
+
+std::optional<double> Driver::driftPpm() const { return std::nullopt; }
+
+AudioDevices::BurstReport Driver::burstReport() const { return {}; }
+
+}  // namespace Platform

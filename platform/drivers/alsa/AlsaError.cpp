@@ -1,0 +1,67 @@
+#include "platform/drivers/alsa/AlsaError.h"
+
+#include <alsa/asoundlib.h>
+#include <cstdarg>
+#include <cstdio>
+
+namespace Platform {
+namespace {
+
+thread_local std::string* t_first = nullptr;  // of the Chatter on this thread
+
+}  // namespace
+
+Chatter::Chatter() {
+  snd_lib_error_set_handler(hear);
+  t_first = &m_first;
+}
+
+Chatter::~Chatter() { t_first = nullptr; }
+
+void Chatter::hear(const char* /*file*/, int /*line*/, const char* /*function*/, int /*error*/,
+                   const char* format, ...) {
+  if (t_first == nullptr || !t_first->empty()) {
+    return;
+  }
+  char line[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+  *t_first = line;
+}
+
+std::string Chatter::explain(int error) const {
+  const std::string meaning = snd_strerror(error);
+  return m_first.empty() ? meaning : meaning + " (" + m_first + ")";
+}
+
+OSStatus statusOf(int error) {
+  switch (-error) {
+    case EBUSY:
+    case EACCES:
+    case EPERM:
+      return kAudioDevicePermissionsError;
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+    case EINVAL:  // no such name, or arguments that it does not have
+      return kAudioHardwareBadDeviceError;
+    default:
+      return kAudioHardwareUnspecifiedError;
+  }
+}
+
+std::string remedyFor(int error) {
+  switch (-error) {
+    case EBUSY:
+      return "Another program plays on it: end that, or choose another device.";
+    case EACCES:
+    case EPERM:
+      return "Have this user join the group that may use it, 'audio' as a rule.";
+    default:
+      return "Choose a device that is listed.";
+  }
+}
+
+}  // namespace Platform

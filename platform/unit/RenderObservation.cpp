@@ -1,0 +1,49 @@
+#include "platform/unit/RenderObservation.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace {
+
+struct Observation {
+  AudioDevices::RenderObserver observer;
+  void* context;
+};
+
+std::atomic<const Observation*> current{nullptr};
+std::atomic<std::uint32_t> callsUnderWay{0};  // counted before `current` is read: see below
+
+}  // namespace
+
+namespace Platform {
+
+void reportRender(const AudioDevices::RenderRecord& record) {
+  if (current.load(std::memory_order_relaxed) == nullptr) {
+    return;
+  }
+  // Sequentially consistent against the exchange below: either this call is counted there, or it
+  // sees the new observer here.
+  callsUnderWay.fetch_add(1);
+  if (const Observation* observation = current.load()) {
+    observation->observer(observation->context, record);
+  }
+  callsUnderWay.fetch_sub(1);
+}
+
+}  // namespace Platform
+
+namespace AudioDevices {
+
+void setRenderObserver(RenderObserver observer, void* context) {
+  static std::mutex mutex;  // one change at a time
+  const std::lock_guard lock(mutex);
+  auto* next = observer != nullptr ? new Observation{observer, context} : nullptr;
+  const std::unique_ptr<const Observation> former(current.exchange(next));
+  while (callsUnderWay.load() != 0) {
+    std::this_thread::yield();
+  }
+}
+
+}  // namespace AudioDevices

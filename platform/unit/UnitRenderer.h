@@ -1,0 +1,70 @@
+#pragma once
+
+/// One unit's way from its render callback to the device's buffers: asks for what a cycle needs,
+/// converts where something is to be converted, and copies bit for bit where nothing is. Made off
+/// the I/O thread for one configuration, with all it needs for the largest cycle; another
+/// configuration takes another renderer.
+
+#include <AudioUnit/AudioUnit.h>
+#include <CoreAudio/CoreAudio.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/format/PcmFormat.h"
+#include "platform/format/Resampler.h"
+#include "time/RealTime.h"
+
+namespace Platform {
+
+struct RenderPlan {
+  PcmFormat source;
+  AURenderCallbackStruct callback{};
+  std::vector<SInt32> channelMap;                 // device channel to stream channel
+  std::vector<std::optional<PcmFormat>> streams;  // of the device, in its order; none: not PCM
+  std::uint32_t deviceRate = 0;
+  std::uint32_t maxFrames = 0;
+  AudioDeviceID device = kAudioObjectUnknown;
+};
+
+class UnitRenderer {
+ public:
+  /// Throws like makeResampler().
+  UnitRenderer(RenderPlan plan, float gain);
+
+  /// Plays `frames` frames into the zeroed buffers, or onto what they hold with `mix`. True: all
+  /// of it is silence, the buffers were left alone. [io-thread]
+  bool render(AudioBufferList& buffers, std::uint32_t frames, const AudioTimeStamp& time,
+              float gain, bool mix);
+
+ private:
+  struct Target {
+    std::size_t buffer;
+    PcmFormat format;
+    std::vector<SInt32> map;  // of this stream's channels
+  };
+  bool pull(std::uint32_t frames, const AudioTimeStamp& time);
+  bool needsConversion(const Target& target, bool mix) const;
+  void copyTo(const Target& target, std::byte* out, std::uint32_t frames) const;
+  const double* convertSource(std::uint32_t sourceFrames, std::uint32_t frames, float gain);
+  void applyGain(double* samples, std::uint32_t frames, float gain);
+  void packTo(const Target& target, const double* samples, std::byte* out, std::uint32_t frames,
+              bool mix);
+  bool isQuiet(bool silentInput, std::uint32_t sourceFrames);
+
+  const RenderPlan m_plan;
+  std::vector<Target> m_targets;
+  std::unique_ptr<Resampler> m_resampler;  // null at equal rates
+  std::uint64_t m_silentFrames;            // of input, since the last sound
+  float m_gain;                            // applied so far; a change is a ramp over one cycle
+  Tavro::RealTime::LockedVector<std::byte> m_source;
+  Tavro::RealTime::LockedVector<double> m_wide;
+  Tavro::RealTime::LockedVector<double> m_resampled;
+  Tavro::RealTime::LockedVector<double> m_mapped;
+  Tavro::RealTime::LockedVector<double> m_present;  // what a buffer holds before mixing
+};
+
+}  // namespace Platform

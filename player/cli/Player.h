@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "player/base/ExitStatus.h"
+#include "player/base/Options.h"
+#include "player/cli/Controls.h"
+#include "player/device/Device.h"
+#include "player/engine/Output.h"
+#include "player/engine/Playback.h"
+#include "player/engine/RenderWatch.h"
+#include "player/report/EventFile.h"
+#include "player/report/StatusLine.h"
+#include "player/report/Totals.h"
+#include "player/source/Playlist.h"
+#include "tavro_core/Bundle.h"
+#include "tavro_core/Session.h"
+
+namespace Player {
+
+/// One run of the program: every input, through a component of the bundle, to the device. Host
+/// thread. The members stand in the order in which they depend on each other.
+class Player {
+ public:
+  /// Throws PlayerError; nothing has been played then.
+  Player(const Options& options, const DeviceChoice& choice, Playlist& playlist,
+         const std::string& bundlePath);
+
+  /// Plays everything and writes the reports. Errors have been told when it returns.
+  ExitStatus run();
+
+ private:
+  ExitStatus playAll();
+  ExitStatus finish(ExitStatus status);
+  void planPassthrough();
+  void decodeInstead(const std::string& path, const Coding& coding,
+                     const std::string& reason) const;
+  void learnLimits();
+  bool wantsAnotherPlan() const;
+  std::string reasonToDecode(const Coding& coding,
+                             const AudioDevices::DeviceDescription& device) const;
+  void playStream(const StreamFormat& format);
+  void goOnAt(std::size_t position);
+  void loadBundle();
+  Output& outputFor(const StreamFormat& format);
+  void requireAllPlayed();
+  PassthroughTotals burstTotals();
+  void requireNoViolation() const;
+  void wait(std::uint64_t ns);
+  void enter(PlayerState state);
+  void enterTrack(std::size_t position);
+  void tell(const PlayerError& error) const;
+  void tellOfRealTime();
+
+  const Options& m_options;
+  const DeviceChoice& m_choice;
+  Playlist& m_playlist;
+  Tavro::HostTime::Signal m_wake;  // a stream's end, the end of all its buffers, another device
+  Tavro::Session m_session;
+  Device m_device;
+  EventFile m_events;
+  RenderWatch m_watch;
+  const std::string m_bundlePath;
+  std::optional<Tavro::Bundle> m_bundle;  // once the first stream needs it
+  std::unique_ptr<Output> m_output;
+  StatusLine m_status;
+  PlayerState m_state = PlayerState::Filling;
+  const std::uint64_t m_startNs = Tavro::HostTime::now();
+  std::optional<Spot> m_spot;  // where the next stream begins, if it was played that far before
+  bool m_toldOfRealTime = false;
+  std::optional<std::size_t> m_track;                   // that was entered last
+  AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // though it offers to take them
+  AudioDeviceID m_plannedDevice = kAudioObjectUnknown;
+  std::size_t m_plannedChannels = 0;  // its
+  std::size_t m_streamChannels = 0;   // of what is playing
+  bool m_isMixedDown = false;         // some of the inputs, for want of channels
+  StreamCounts m_counts;
+  const Stage m_stage;
+  Controls m_controls;
+};
+
+}  // namespace Player

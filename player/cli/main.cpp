@@ -1,0 +1,94 @@
+#include <exception>
+#include <future>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "player/base/ExitStatus.h"
+#include "player/base/JsonFile.h"
+#include "player/base/Options.h"
+#include "player/base/ProgramFolder.h"
+#include "player/cli/Player.h"
+#include "player/device/Device.h"
+#include "player/report/DeviceReport.h"
+#include "player/terminal/Interrupt.h"
+#include "tavro_core/Log.h"
+#include "time/HostTime.h"
+
+namespace {
+
+using Player::ExitStatus;
+
+constexpr const char* kBundleName = "CoreAudioOutput.so";
+
+Tavro::LogLevel levelOf(const Player::Options& options) {
+  if (options.quiet) {
+    return Tavro::LogLevel::Error;
+  }
+  return options.verbose ? Tavro::LogLevel::Verbose : Tavro::LogLevel::Info;
+}
+
+std::string bundlePath(const Player::Options& options) {
+  if (!options.pluginPath.empty()) {
+    return options.pluginPath;
+  }
+  return (Player::programFolder() / kBundleName).string();
+}
+
+std::optional<std::string> reportFor(const Player::Options& options) {
+  if (options.listDevices) {
+    return Player::reportDevices(options);
+  }
+  if (options.explainPassthrough) {
+    return Player::reportPassthrough(options);
+  }
+  return std::nullopt;
+}
+
+/// The sound server is called while the inputs are opened: both take some milliseconds.
+std::future<Player::SoundingDevice> callServer(const Player::Options& options) {
+  return options.device == "auto" ? std::async(std::launch::async, Player::soundingDevice)
+                                  : std::future<Player::SoundingDevice>();
+}
+
+ExitStatus play(const Player::Options& options) {
+  if (!options.jsonPath.empty() && options.jsonPath != "-") {
+    Player::requireWritable(options.jsonPath);
+  }
+  std::future<Player::SoundingDevice> called = callServer(options);
+  Player::Playlist playlist(options);
+  if (playlist.isEmpty()) {
+    return ExitStatus::InputUnreadable;
+  }
+  const Player::DeviceChoice choice = Player::chooseDevice(options, [&] { return called.get(); });
+  if (choice.simulated) {
+    Tavro::HostTime::simulate();
+  }
+  Player::Interrupt::endCleanly();
+  return Player::Player(options, choice, playlist, bundlePath(options)).run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Player::Options options;
+  if (const std::optional<int> done = Player::parseOptions(argc, argv, options)) {
+    return *done;
+  }
+  Tavro::setLogLevel(levelOf(options));
+  Player::Interrupt::install();
+  ExitStatus status = ExitStatus::PlaybackFailed;
+  try {
+    if (const std::optional<std::string> report = reportFor(options)) {
+      std::cout << *report << std::flush;
+      return static_cast<int>(ExitStatus::Played);
+    }
+    return static_cast<int>(play(options));
+  } catch (const Player::PlayerError& error) {
+    status = error.status;
+    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s", error.what());
+  } catch (const std::exception& error) {
+    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s", error.what());
+  }
+  return static_cast<int>(status);
+}

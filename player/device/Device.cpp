@@ -1,0 +1,275 @@
+#include "player/device/Device.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "player/base/ExitStatus.h"
+
+namespace Player {
+
+namespace {
+
+AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
+                                   AudioObjectPropertyScope scope) {
+  return {selector, scope, kAudioObjectPropertyElementMaster};
+}
+
+constexpr AudioObjectPropertyAddress kDefaultOutput{kAudioHardwarePropertyDefaultOutputDevice,
+                                                    kAudioObjectPropertyScopeGlobal,
+                                                    kAudioObjectPropertyElementMaster};
+
+AudioDeviceID defaultDevice() {
+  AudioDeviceID id = kAudioObjectUnknown;
+  UInt32 size = sizeof(id);
+  const OSStatus status =
+      AudioObjectGetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0, nullptr, &size, &id);
+  return status == noErr ? id : AudioDeviceID{kAudioObjectUnknown};
+}
+
+std::uint32_t numberOf(AudioDeviceID device, AudioObjectPropertySelector selector) {
+  const AudioObjectPropertyAddress where = address(selector, kAudioDevicePropertyScopeOutput);
+  UInt32 number = 0;
+  UInt32 size = sizeof(number);
+  const OSStatus status = AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &number);
+  return status == noErr ? number : 0;
+}
+
+bool isSet(AudioDeviceID device, AudioObjectPropertySelector selector) {
+  return numberOf(device, selector) != 0;
+}
+
+AudioStreamBasicDescription description(const StreamFormat& format) {
+  AudioStreamBasicDescription shape{};
+  shape.mSampleRate = format.rate;
+  shape.mFormatID = kAudioFormatLinearPCM;
+  shape.mFormatFlags = kAudioFormatFlagIsPacked |
+                       (format.type == SampleType::Float32 ? kAudioFormatFlagIsFloat
+                                                           : kAudioFormatFlagIsSignedInteger);
+  shape.mFramesPerPacket = 1;
+  shape.mBytesPerFrame = format.bytesPerFrame();
+  shape.mBytesPerPacket = format.bytesPerFrame();
+  shape.mChannelsPerFrame = format.channels;
+  shape.mBitsPerChannel = bitsOf(format.type);
+  return shape;
+}
+
+OSStatus setPhysicalFormat(AudioStreamID stream, const AudioStreamBasicDescription& shape) {
+  const AudioObjectPropertyAddress where =
+      address(kAudioStreamPropertyPhysicalFormat, kAudioObjectPropertyScopeGlobal);
+  return AudioObjectSetPropertyData(stream, &where, 0, nullptr, sizeof(shape), &shape);
+}
+
+std::string shapeText(const AudioStreamBasicDescription& shape) {
+  return fmt::format("{} bit {}, {} channels, {} Hz", shape.mBitsPerChannel,
+                     (shape.mFormatFlags & kAudioFormatFlagIsFloat) != 0 ? "float" : "integer",
+                     shape.mChannelsPerFrame, shape.mSampleRate);
+}
+
+/// What could have been meant by an unknown name; files and ALSA's have their own remedies.
+std::string devicesBeside(const DeviceChoice& choice) {
+  if (choice.isFile || choice.identifier.starts_with("alsa:")) {
+    return "";
+  }
+  std::vector<std::string> names;
+  for (const AudioDevices::DeviceDescription& device : AudioDevices::list()) {
+    names.push_back(device.identifier);
+  }
+  return fmt::format("; {}{} (--list-devices)", names.empty() ? "" : "there are: ",
+                     names.empty() ? "choose another" : fmt::format("{}", fmt::join(names, ", ")));
+}
+
+}  // namespace
+
+Device::Device(const DeviceChoice& choice, std::function<void()> onChange)
+    : m_choice(choice), m_onChange(std::move(onChange)) {
+  if (!choice.followsDefault) {
+    attach();
+  }
+  settleOn(defaultDevice());
+  if (m_onChange) {
+    AudioObjectAddPropertyListener(kAudioObjectSystemObject, &kDefaultOutput, onDefault, this);
+  }
+}
+
+void Device::attach() {
+  AudioDevices::Failure failure;
+  m_id = AudioDevices::attach(m_choice.identifier, &failure, m_choice.attach);
+  if (m_id == kAudioObjectUnknown) {
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message + devicesBeside(m_choice));
+  }
+  const OSStatus status = AudioObjectSetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0,
+                                                     nullptr, sizeof(m_id), &m_id);
+  if (status != noErr) {
+    AudioDevices::detach(m_id);
+    throw PlayerError(
+        ExitStatus::DeviceFailed,
+        m_choice.identifier + " cannot be made the output: " + AudioDevices::statusText(status));
+  }
+}
+
+Device::~Device() {
+  if (m_onChange) {
+    AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &kDefaultOutput, onDefault, this);
+  }
+  if (m_id != kAudioObjectUnknown && m_choice.isFile) {
+    AudioDevices::detach(m_id);
+  }
+}
+
+OSStatus Device::onDefault(AudioObjectID /*object*/, UInt32 /*count*/,
+                           const AudioObjectPropertyAddress* /*addresses*/, void* device) {
+  static_cast<Device*>(device)->m_onChange();
+  return noErr;
+}
+
+void Device::settleOn(AudioDeviceID id) {
+  m_id = id;
+  const AudioDevices::DeviceDescription now = describe();
+  m_identifier = now.identifier;
+  m_streams = now.streams;
+  m_atFirst = AudioDevices::totalsOf(id);
+}
+
+std::string Device::news() {
+  if (m_choice.isFile) {
+    return "";
+  }
+  const AudioDeviceID now = defaultDevice();
+  if (now == kAudioObjectUnknown) {
+    return std::exchange(m_isThere, false)
+               ? AudioDevices::failureOf(m_id).message + "; paused until there is a device"
+               : "";
+  }
+  if (now != m_id || !m_isThere) {
+    return moveTo(now);
+  }
+  const bool stands = isSet(now, kAudioDevicePropertyIOStoppedAbnormally);
+  if (std::exchange(m_stands, stands) == stands) {
+    return "";
+  }
+  return m_identifier + (stands ? " stands still; waiting for it" : " goes on");
+}
+
+std::string Device::moveTo(AudioDeviceID id) {
+  const bool isLost = !m_isThere || !isSet(m_id, kAudioDevicePropertyDeviceIsAlive);
+  const std::string former = m_identifier;
+  m_onOthers = totals();
+  settleOn(id);
+  m_isThere = true;
+  m_stands = false;
+  const bool isTheChosen = !m_choice.followsDefault && m_identifier == m_choice.identifier;
+  if (m_identifier == former || isTheChosen) {
+    return m_identifier + " is back, now on it";
+  }
+  return (isLost ? "lost " + former + ", " : "") + "now on " + m_identifier;
+}
+
+/// The latency is that of the present one.
+AudioDevices::DeviceTotals Device::totals() const {
+  const AudioDevices::DeviceTotals now = AudioDevices::totalsOf(m_id);
+  AudioDevices::DeviceTotals all = now;
+  const auto sum = [&](auto count) {
+    all.*count = m_onOthers.*count + now.*count - std::min(now.*count, m_atFirst.*count);
+  };
+  using Totals = AudioDevices::DeviceTotals;
+  for (const auto count : {&Totals::cycles, &Totals::framesPlayed, &Totals::framesHeard,
+                           &Totals::framesDiscarded, &Totals::framesWritten, &Totals::lateCycles,
+                           &Totals::underruns, &Totals::burstCycles, &Totals::bursts}) {
+    sum(count);
+  }
+  return all;
+}
+
+void Device::setFileFormat(const StreamFormat& format) {
+  const AudioObjectPropertyAddress streams =
+      address(kAudioDevicePropertyStreams, kAudioDevicePropertyScopeOutput);
+  AudioStreamID stream = kAudioObjectUnknown;
+  UInt32 size = sizeof(stream);
+  OSStatus status = AudioObjectGetPropertyData(m_id, &streams, 0, nullptr, &size, &stream);
+  if (status == noErr) {
+    status = setPhysicalFormat(stream, description(format));
+  }
+  if (status != noErr) {
+    throw PlayerError(
+        ExitStatus::DeviceFailed,
+        fmt::format("{} cannot hold {}: {}", m_choice.identifier, shapeText(description(format)),
+                    AudioDevices::statusText(status)));
+  }
+}
+
+std::uint32_t Device::channels() const {
+  constexpr std::ptrdiff_t kMost = 8;
+  const std::vector<AudioChannelLabel> labels = describe().labels;
+  const auto used = std::count_if(labels.begin(), labels.end(), [](AudioChannelLabel label) {
+    return label != kAudioChannelLabel_Unused;
+  });
+  return used > 0 ? static_cast<std::uint32_t>(std::min(used, kMost)) : 2;
+}
+
+void Device::restoreFormats() const {
+  for (const AudioDevices::StreamDescription& stream : m_streams) {
+    setPhysicalFormat(stream.id, stream.currentFormat);
+  }
+}
+
+void Device::check() const {
+  const AudioDevices::Failure failure = AudioDevices::failureOf(m_id);
+  const bool isLoss = !m_choice.isFile && failure.status == kAudioHardwareBadDeviceError &&
+                      !isSet(m_id, kAudioDevicePropertyDeviceIsAlive);
+  if (failure && !isLoss) {
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message);
+  }
+}
+
+std::string Device::startRefusal() const {
+  const OSStatus status = totals().startStatus;
+  if (status == kAudioDevicePermissionsError) {
+    return "another program uses the device";
+  }
+  return status == noErr ? "" : "the device does not start: " + AudioDevices::statusText(status);
+}
+
+std::uint64_t Device::latencyNs() const {
+  if (m_choice.isFile) {
+    return 0;
+  }
+  const AudioObjectPropertyAddress where =
+      address(kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal);
+  Float64 rate = 0;
+  UInt32 size = sizeof(rate);
+  if (AudioObjectGetPropertyData(m_id, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
+    return 0;
+  }
+  const std::uint32_t frames = numberOf(m_id, kAudioDevicePropertyLatency) +
+                               numberOf(m_id, kAudioDevicePropertyBufferFrameSize);
+  return static_cast<std::uint64_t>(frames / rate * 1e9);
+}
+
+/// The cycle under way is not counted yet.
+std::uint64_t Device::framesToHear() const {
+  return m_choice.isFile ? 0
+                         : AudioDevices::totalsOf(m_id).framesPlayed -
+                               AudioDevices::totalsOf(m_id).framesDiscarded +
+                               numberOf(m_id, kAudioDevicePropertyBufferFrameSize);
+}
+
+void Device::endWithSound(std::uint32_t padding, std::uint32_t rate) const {
+  if (m_choice.isFile && describe().sampleRate == rate) {
+    AudioDevices::trimEnd(m_id, padding);
+  }
+}
+
+void Device::close() {
+  if (!m_choice.isFile) {
+    return;
+  }
+  const AudioDeviceID device = m_id;
+  m_id = kAudioObjectUnknown;
+  if (const AudioDevices::Failure failure = AudioDevices::detach(device)) {
+    throw PlayerError(ExitStatus::DeviceFailed, failure.message);
+  }
+}
+
+}  // namespace Player

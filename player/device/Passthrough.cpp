@@ -1,0 +1,77 @@
+#include "player/device/Passthrough.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "player/base/StreamFormat.h"
+
+namespace Player {
+
+namespace {
+
+// Equivalent: which of them a device uses says nothing.
+constexpr std::array<AudioFormatID, 4> kAc3Formats = {0x49414333 /* IAC3 */, 0x69616333 /* iac3 */,
+                                                      kAudioFormat60958AC3, kAudioFormatAC3};
+constexpr std::array<std::uint32_t, 3> kAc3Rates = {48000, 44100, 32000};
+
+std::string nameOf(const std::string& codec) {
+  return codec == "eac3" ? "E-AC-3" : codec == "dts" ? "DTS" : codec;
+}
+
+}  // namespace
+
+bool isAc3(const AudioStreamBasicDescription& format) {
+  return std::find(kAc3Formats.begin(), kAc3Formats.end(), format.mFormatID) != kAc3Formats.end();
+}
+
+std::string refusalOf(const AudioStreamBasicDescription& format,
+                      std::optional<std::uint32_t> rate) {
+  if (!isAc3(format)) {
+    return format.mFormatID == kAudioFormatLinearPCM ? "it is for decoded sound"
+                                                     : "it is not for AC-3";
+  }
+  const std::uint32_t channels = burstsAt(0).channels;
+  if (format.mChannelsPerFrame != channels) {
+    return fmt::format("it has {} channels, not the carrier's {}", format.mChannelsPerFrame,
+                       channels);
+  }
+  if (rate ? format.mSampleRate != *rate
+           : std::none_of(kAc3Rates.begin(), kAc3Rates.end(),
+                          [&](std::uint32_t each) { return format.mSampleRate == each; })) {
+    return rate ? fmt::format("it has {} Hz, not {}", format.mSampleRate, *rate)
+                : fmt::format("{} Hz is no rate of AC-3", format.mSampleRate);
+  }
+  return "";
+}
+
+std::string refusalOf(const Coding& coding) {
+  return coding.codec == "ac3" ? "" : "it is " + nameOf(coding.codec) + ", not AC-3";
+}
+
+std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescription& device) {
+  if (std::string reason = refusalOf(coding); !reason.empty()) {
+    return reason;
+  }
+  bool offersAc3 = false;
+  for (const AudioDevices::StreamDescription& stream : device.streams) {
+    for (const AudioStreamRangedDescription& offer : stream.availableFormats) {
+      if (refusalOf(offer.mFormat, coding.rate).empty()) {
+        return "";
+      }
+      offersAc3 = offersAc3 || isAc3(offer.mFormat);
+    }
+  }
+  return offersAc3 ? fmt::format("{} offers AC-3, but not at {} Hz in 2 channels", device.name,
+                                 coding.rate)
+                   : device.name + " offers no AC-3 format";
+}
+
+bool isForReceivers(const Coding& coding) {
+  constexpr std::array<std::string_view, 4> kForReceivers = {"ac3", "eac3", "dts", "truehd"};
+  return std::find(kForReceivers.begin(), kForReceivers.end(), coding.codec) != kForReceivers.end();
+}
+
+}  // namespace Player

@@ -1,0 +1,59 @@
+#include "player/engine/RenderWatch.h"
+
+#include <algorithm>
+
+namespace Player {
+
+RenderWatch::RenderWatch(Tavro::EventLog& events, const Tavro::Ledger& ledger)
+    : m_events(events), m_ledger(ledger) {
+  AudioDevices::setRenderObserver(onRender, this);
+}
+
+RenderWatch::~RenderWatch() { AudioDevices::setRenderObserver(nullptr, nullptr); }
+
+void RenderWatch::beginStream(const StreamFormat& format) {
+  if (format.rate != m_rate) {
+    m_padding.store(0);
+  }
+  m_rate = format.rate;
+  m_frameBytes = format.bytesPerFrame();
+  m_rest = 0;
+  m_begunBytes = m_ledger.begunBytes();
+  m_heard.store(false);
+  m_sinceHeard.store(0);
+}
+
+void RenderWatch::onRender(void* watch, const AudioDevices::RenderRecord& record) {
+  static_cast<RenderWatch*>(watch)->count(record);
+}
+
+void RenderWatch::count(const AudioDevices::RenderRecord& record) {
+  m_callbacks.fetch_add(1, std::memory_order_relaxed);
+  if (record.silent) {
+    m_silent.fetch_add(1, std::memory_order_relaxed);
+    if (m_heard.load(std::memory_order_relaxed)) {
+      m_sinceHeard.fetch_add(1, std::memory_order_relaxed);
+    }
+    m_events.record(Tavro::EventKind::SilentCallback, 0, record.frames);
+  } else {
+    m_heard.store(true, std::memory_order_relaxed);
+    m_between.fetch_add(m_sinceHeard.exchange(0, std::memory_order_relaxed),
+                        std::memory_order_relaxed);
+    measurePadding(record.frames);
+  }
+}
+
+/// The component fills a callback up with zeros only when its last buffer has ended in it. A buffer
+/// that was entered in the middle, for being late, makes the padding less than it is.
+void RenderWatch::measurePadding(std::uint32_t frames) {
+  const std::uint64_t wanted = std::uint64_t{frames} * m_frameBytes;
+  const std::uint64_t begun = m_ledger.begunBytes();
+  const std::uint64_t given = m_rest + begun - m_begunBytes;
+  const bool isInBuffer = m_ledger.endedBytes() != begun;
+  m_begunBytes = begun;
+  m_rest = isInBuffer ? given - std::min(given, wanted) : 0;
+  const std::uint64_t missing = isInBuffer ? 0 : wanted - std::min(given, wanted);
+  m_padding.store(static_cast<std::uint32_t>(missing / m_frameBytes), std::memory_order_relaxed);
+}
+
+}  // namespace Player

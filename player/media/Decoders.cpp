@@ -1,0 +1,37 @@
+#include "player/media/Decoders.h"
+
+#include <fmt/format.h>
+
+#include <dlfcn.h>
+
+#include "player/base/ProgramFolder.h"
+
+namespace Player {
+
+namespace {
+
+constexpr const char* kPackages = "libavformat59 libavcodec59 libavutil57 libswresample4";
+
+/// The module asks for its own symbols to be found at once; what the libraries behind it call among
+/// themselves is found when it is called.
+const Decoders& load() {
+  void* const module = dlopen((programFolder() / kDecodersModule).c_str(), RTLD_LAZY | RTLD_LOCAL);
+  void* const found = module != nullptr ? dlsym(module, kDecodersEntry) : nullptr;
+  if (found == nullptr) {
+    throw InputError(fmt::format("needs FFmpeg's libraries: {}; install {}", dlerror(), kPackages));
+  }
+  return *static_cast<const Decoders*>(found);
+}
+
+}  // namespace
+
+const Decoders& decoders() {
+  static const Decoders& loaded = load();
+  return loaded;
+}
+
+std::unique_ptr<BurstReader> readBursts(Track track, std::uint32_t rate) {
+  return decoders().readBursts(std::move(track), rate);
+}
+
+}  // namespace Player

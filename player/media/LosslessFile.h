@@ -1,0 +1,55 @@
+#pragma once
+
+#include <sndfile.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "player/media/MediaFile.h"
+
+namespace Player {
+
+/// A sound WAV or FLAC file, by libsndfile: what plays soonest, as no other library has to be
+/// loaded. Its length is what its header says. As soon as it shows a fault, or has to be mixed to
+/// other channels, it goes on by the decoders.
+class LosslessFile final : public MediaFile {
+ public:
+  /// Null: it is for the decoders.
+  static std::unique_ptr<LosslessFile> open(const std::string& path);
+
+  const StreamFormat& format() const override { return m_format; }
+  const Coding& coding() const override { return m_coding; }
+  std::optional<std::uint64_t> length() const override { return m_length; }
+  std::string title() const override;
+  std::uint64_t seek(std::uint64_t target) override;
+  bool decode(const StreamFormat& target, std::vector<std::uint8_t>& out) override;
+  std::string damage() const override;
+
+ private:
+  struct Close {
+    void operator()(SNDFILE* file) const { sf_close(file); }
+  };
+  using File = std::unique_ptr<SNDFILE, Close>;
+
+  LosslessFile(std::string path, File file, const SF_INFO& info, const Coding& coding,
+               SampleType type);
+  bool canGive(const StreamFormat& target) const;
+  std::size_t read();
+  bool goOnByDecoders(const StreamFormat& target, std::vector<std::uint8_t>& out);
+
+  const std::string m_path;
+  const File m_file;
+  const Coding m_coding;
+  const StreamFormat m_format;
+  const std::uint64_t m_length;           // frames
+  std::uint64_t m_position = 0;           // frames
+  std::vector<std::uint8_t> m_piece;      // as the library gives it
+  std::unique_ptr<MediaFile> m_decoders;  // once they read it
+  bool m_isDamaged = false;               // from m_position on
+  std::uint64_t m_toSkip = 0;             // frames of theirs
+};
+
+}  // namespace Player

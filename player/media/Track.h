@@ -1,0 +1,60 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "player/media/MediaFile.h"
+
+namespace Player {
+
+/// Which part of a file, in frames of it.
+struct Cut {
+  std::uint64_t start = 0;
+  std::optional<std::uint64_t> length;  // none: to its end
+  bool mayBeEmpty = false;              // without being a fault of the file
+
+  /// Why nothing was played of a file of this rate and length, in frames.
+  std::string reasonForNothing(std::uint32_t rate, std::optional<std::uint64_t> whole) const {
+    const auto seconds = [rate](std::uint64_t frames) {
+      return static_cast<double>(frames) / rate;
+    };
+    return start == 0 || !whole ? "contains no sound"
+                                : fmt::format("--start {:.6g}: the file ends at {:.6g} s",
+                                              seconds(start), seconds(*whole));
+  }
+
+  /// What is left of it behind its first `frames`.
+  Cut behind(std::uint64_t frames) const {
+    Cut rest{start + frames, std::nullopt, mayBeEmpty || frames > 0};
+    if (length) {
+      rest.length = *length - std::min(*length, frames);
+    }
+    return rest;
+  }
+};
+
+/// An input that is about to be read.
+struct Track {
+  std::string path;
+  std::unique_ptr<MediaFile> file;
+  Cut cut;
+  std::size_t position = 0;  // in the playlist
+
+  /// Of the cut, in frames, as far as the file says.
+  std::optional<std::uint64_t> length() const {
+    const std::optional<std::uint64_t> all = file->length();
+    if (!all) {
+      return cut.length;
+    }
+    const std::uint64_t rest = *all - std::min(*all, cut.start);
+    return std::min(rest, cut.length.value_or(rest));
+  }
+};
+
+}  // namespace Player

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "player/media/TrackReader.h"
+#include "player/source/Playlist.h"
+#include "player/source/Source.h"
+
+namespace Player {
+
+/// Decoded sound, in buffers of one length.
+class PcmSource final : public Source {
+ public:
+  /// Decodes at once.
+  PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
+            std::uint32_t bufferMs, const Beginning& beginning, Tavro::HostTime::Signal& wake);
+  ~PcmSource() override;
+
+ private:
+  static constexpr std::uint32_t kPrefetch = 32;  // buffers
+  static constexpr std::uint32_t kLowWater = 16;
+
+  void decode();
+  bool isFull();
+  void put(Tavro::PooledBuffer* buffer);
+  Tavro::PooledBuffer* take() override;
+  void drop() override;
+  void make(Tavro::PooledBuffer& buffer);
+  std::size_t fill(std::uint8_t* to);
+
+  Tavro::BufferPool m_pool;
+
+  // Decode thread only.
+  std::unique_ptr<TrackReader> m_track;
+  std::uint64_t m_framesMade = 0;
+
+  // What is ready, a ring. With the lock held.
+  std::array<Tavro::PooledBuffer*, kPrefetch> m_ready{};
+  std::uint32_t m_first = 0;
+  std::uint32_t m_count = 0;
+
+  std::atomic<bool> m_stops{false};
+  Tavro::HostTime::Thread m_thread;
+};
+
+}  // namespace Player
