@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/device/PropertyListeners.h"
-#include "platform/unit/Graph.h"
 
 namespace Platform {
 namespace {
@@ -54,7 +53,7 @@ std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
     apply(Change::DeviceBack, device.get());
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
-  followDefaultDevice();
+  defaultMayHaveChanged();
   return device;
 }
 
@@ -91,7 +90,7 @@ void Registry::remove(const std::shared_ptr<Device>& device) {
     apply(Change::DeviceGone, device.get());
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
-  followDefaultDevice();
+  defaultMayHaveChanged();
   device->end();
 }
 
@@ -108,7 +107,7 @@ void Registry::lose(const std::vector<Loss>& losses, Change change) {
       apply(change, loss.device.get());
     }
   }
-  followDefaultDevice();
+  defaultMayHaveChanged();
   for (const Loss& loss : losses) {
     notifyListeners(loss.device->id(), kAudioDevicePropertyDeviceIsAlive);
     loss.device->end();
@@ -162,7 +161,7 @@ bool Registry::choose(AudioObjectID id) {
     m_chosen = device->identifier();
     apply(Change::DeviceBack, device.get());
   }
-  followDefaultDevice();
+  defaultMayHaveChanged();
   return true;
 }
 
@@ -174,7 +173,7 @@ void Registry::setServerDefault(AudioObjectID id) {
     }
     apply(Change::DefaultChanged, nullptr);
   }
-  followDefaultDevice();
+  defaultMayHaveChanged();
 }
 
 Action Registry::changed(Change change, const Device& device,
@@ -190,7 +189,7 @@ void Registry::serverBack() {
     apply(Change::ServerBack, nullptr);
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyServiceRestarted);
-  followDefaultDevice();
+  defaultMayHaveChanged();
 }
 
 std::shared_ptr<Device> Registry::find(AudioObjectID id) const {
@@ -258,6 +257,12 @@ Action Registry::apply(Change change, const Device* device) {
       break;
   }
   return action;
+}
+
+void Registry::defaultMayHaveChanged() const {
+  if (DefaultFollower* const follow = m_follower.load(std::memory_order_acquire)) {
+    follow();
+  }
 }
 
 void Registry::endAtExit() {

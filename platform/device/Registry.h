@@ -6,6 +6,7 @@
 
 #include <CoreAudio/CoreAudio.h>
 
+#include <atomic>
 #include <memory>
 #include <set>
 #include <string>
@@ -57,12 +58,20 @@ class Registry {
   Action changed(Change change, const Device& device, AudioObjectPropertySelector selector);
   void serverBack();
 
+  /// Sets what is called, with no lock held, whenever the default output may have changed.
+  using DefaultFollower = void();
+  void setDefaultFollower(DefaultFollower* follower) {
+    m_follower.store(follower, std::memory_order_release);
+  }
+
   void endAtExit();
 
  private:
   Registry() = default;
   std::shared_ptr<Device> make(std::string identifier, std::string name,
                                std::unique_ptr<Driver> driver);
+
+  void defaultMayHaveChanged() const;
 
   // With modelLock() held
   std::vector<std::shared_ptr<Device>> forgetLost(const std::string& identifier);
@@ -73,6 +82,8 @@ class Registry {
       const;  // without a choice: attached longest, else the server's
   Situation situation(Change change, const Device* device) const;
   Action apply(Change change, const Device* device);
+
+  std::atomic<DefaultFollower*> m_follower = nullptr;
 
   // Guarded by modelLock()
   std::vector<std::shared_ptr<Device>> m_devices;

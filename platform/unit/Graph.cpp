@@ -60,9 +60,30 @@ bool isDefaultOutput(const AudioComponentDescription& description) {
          description.componentManufacturer == kAudioUnitManufacturer_Apple;
 }
 
+/// Takes the units that go with the default output device to the present one. Without any they stay
+/// where they are, and so do those inside a cycle of which this is called. [host-thread]
+void followDefaultDevice() {
+  const auto target = Registry::instance().defaultDevice();
+  if (!target) {
+    return;
+  }
+  std::vector<std::shared_ptr<OutputUnit>> units;
+  {
+    const std::lock_guard model(modelLock());
+    units = handles().units.all();
+  }
+  for (const auto& unit : units) {
+    const auto current = unit->device();
+    if (current != target && !(current && current->inCycle())) {
+      unit->followDefault();
+    }
+  }
+}
+
 }  // namespace
 
 AUGraph newGraph() {
+  Registry::instance().setDefaultFollower(followDefaultDevice);
   auto graph = std::make_shared<Graph>();
   const std::lock_guard model(modelLock());
   return handles().graphs.add(std::move(graph));
@@ -86,24 +107,6 @@ bool disposeGraph(AUGraph handle) {
   graph->close();
   const std::lock_guard model(modelLock());
   return handles().graphs.remove(handle) != nullptr;
-}
-
-void followDefaultDevice() {
-  const auto target = Registry::instance().defaultDevice();
-  if (!target) {
-    return;
-  }
-  std::vector<std::shared_ptr<OutputUnit>> units;
-  {
-    const std::lock_guard model(modelLock());
-    units = handles().units.all();
-  }
-  for (const auto& unit : units) {
-    const auto current = unit->device();
-    if (current != target && !(current && current->inCycle())) {
-      unit->followDefault();
-    }
-  }
 }
 
 HandleCounts handleCounts() {

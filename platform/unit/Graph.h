@@ -39,10 +39,6 @@ std::shared_ptr<Graph> findGraph(AUGraph handle);
 bool disposeGraph(AUGraph handle);
 std::shared_ptr<OutputUnit> findUnit(AudioUnit handle);
 
-/// Takes the units that go with the default output device to the present one. Without any they stay
-/// where they are, and so do those inside a cycle of which this is called. [host-thread]
-void followDefaultDevice();
-
 struct HandleCounts {
   std::size_t graphs;
   std::size_t units;
