@@ -13,7 +13,7 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
   }
   const auto& wanted = *reinterpret_cast<const AudioProperties*>(value->value);
   const boost::recursive_mutex::scoped_lock lock(m_owner->m_configLock);
-  if (m_owner->m_session == nullptr) {
+  if (m_owner->m_feed.m_session == nullptr) {
     return false;  // nothing is kept, so that the same write succeeds once there is a session
   }
   if (passthrough == m_passthrough && wanted.m_channels == m_properties.m_channels &&
@@ -24,7 +24,7 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
   m_passthrough = passthrough;
   m_properties = wanted;
 
-  const bool wasRunning = m_owner->isGraphRunning();
+  const bool wasRunning = m_owner->isRunning();
   m_owner->teardown();
   if (m_owner->buildGraph(passthrough) != noErr) {
     return false;
@@ -40,7 +40,7 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
   return false;  // nothing has changed yet: the same write may succeed later
 }
 
-bool CoreAudioOutput::isGraphRunning() {
+bool CoreAudioOutput::isRunning() {
   const GraphUse use(*this);
   Boolean running = 0;
   return use.graph() != nullptr && AUGraphIsRunning(use.graph(), &running) == noErr && running != 0;

@@ -8,13 +8,13 @@ CoreAudioOutput::CoreAudioOutput(PluginContext* context)
     : AudioOutput<CoreAudioOutput>(context, L"Core Audio Output", "Audio|Renderer|CoreAudio") {
   auto port = std::make_unique<CoreAudioPort>(this);
   setInputPort(port.get());
-  m_thread = new boost::thread(&CoreAudioOutput::feederLoop, this);
+  m_thread = new boost::thread([this] { m_feeder.run(m_port->m_peer); });
   port.release();  // m_port owns it from here on
 }
 
 CoreAudioOutput::~CoreAudioOutput() {
   const boost::this_thread::disable_interruption uninterrupted;  // a join may be interrupted
-  m_stopThread = true;
+  m_feeder.stop();
   m_thread->join();
   delete m_thread;
   m_thread = nullptr;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "feed/Feeder.h"
 #include "host/TavroCore.h"
 #include "output/AudioOutput.h"
 
@@ -38,22 +39,11 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   bool getSupportedFormats(SettingsInterface* settings, MediaType mediaType, DataModel dataModel,
                            PortType portType, FormatList* formats) override;
 
-  /// The bodies of the two callbacks, called by the platform while it knows this component.
-  void renderPcm(AudioUnitRenderActionFlags* flags, UInt32 frames, AudioBufferList* target);
-  void renderPassthrough(AudioBufferList* outputData);
-
  private:
-  friend class RenderPass;
   class GraphUse;
 
   void setInputPort(AudioPort* port) override;
   AudioPort* getInputPort() override;
-
-  void feederLoop();  // [feeder-thread]
-  struct Pull;
-  Pull pullFromPeer();
-  void queueOrDrop(const Pull& pull);
-  bool reportIfLate(const Pull& pull);
 
   // The output's life. [host-thread]
   OSStatus buildGraph(bool passthrough);
@@ -68,13 +58,22 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   void swapSurroundPairs(AudioUnit unit);
   void endPassthrough();
 
+  // The callbacks as the platform wants them, with the component as their reference value.
+  // [render-thread]
+  static OSStatus onRender(void* self, AudioUnitRenderActionFlags* flags,
+                           const AudioTimeStamp* time, UInt32 bus, UInt32 frames,
+                           AudioBufferList* data);
+  static OSStatus onDeviceCycle(AudioObjectID device, const AudioTimeStamp* now,
+                                const AudioBufferList* input, const AudioTimeStamp* inputTime,
+                                AudioBufferList* output, const AudioTimeStamp* outputTime,
+                                void* self);
+
   OSStatus startPassthrough();
   bool selectPhysicalFormat();
   bool selectFormatOfStream(AudioStreamID stream);
   void savePhysicalFormat();
   OSStatus setPhysicalFormat(const AudioStreamBasicDescription& format);
 
-  bool isGraphRunning();
   void applySessionVolume();
   std::uint32_t maximumChannels();
 
@@ -109,7 +108,7 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   // Of the announcements their number, and in the low byte the volume of the last one.
   std::atomic<std::uint32_t> m_announcedVolume{0};
 
-  std::atomic<bool> m_stopThread{false};
+  Feeder m_feeder{m_feed, m_configLock};
 };
 
 /// The input port: what the host writes, asks and sends goes to the owner. [host-thread]
@@ -131,15 +130,6 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
   void disconnect();
 };
 
-/// What the feeder got from upstream, and what held when it asked: a buffer that is asked for
-/// before a clear of the queue is not queued after it.
-struct CoreAudioOutput::Pull {
-  MediaBuffer* buffer = nullptr;  // null: there is none
-  std::uint32_t streamId = 0;
-  std::uint32_t clears = 0;
-  bool asked = false;
-};
-
 /// Keeps the graph and its unit from being disposed of while it lives: teardown waits for it. It
 /// holds no lock meanwhile, so that a call of the platform may wait for a render call, which may
 /// ask the time base. [any-thread]
@@ -158,16 +148,5 @@ class CoreAudioOutput::GraphUse {
   AUGraph m_graph = nullptr;
   AudioUnit m_unit = nullptr;
 };
-
-// The callbacks as the platform wants them; the component is their reference value.
-OSStatus pcmRenderCallback(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags,
-                           const AudioTimeStamp* inTimeStamp, UInt32 inBusNumber,
-                           UInt32 inNumberFrames, AudioBufferList* ioData);
-OSStatus passthroughIOProc(AudioObjectID device, const AudioTimeStamp* now,
-                           const AudioBufferList* inputData, const AudioTimeStamp* inputTime,
-                           AudioBufferList* outputData, const AudioTimeStamp* outputTime,
-                           void* clientData);
-
-extern template class AudioOutput<CoreAudioOutput>;
 
 }  // namespace Tavro

@@ -51,9 +51,9 @@ bool CoreAudioOutput::CoreAudioPort::checkEvent(unsigned id, _Variant* /*value*/
 
 /// Asking is what lets the feeder begin to fill the queue.
 bool CoreAudioOutput::CoreAudioPort::isReady() {
-  const boost::recursive_mutex::scoped_lock lock(m_owner->m_queueLock);
-  m_owner->m_playing = true;
-  const bool filled = m_owner->queuedCount() >= kRecordsToStartOn;
+  const boost::recursive_mutex::scoped_lock lock(m_owner->m_feed.m_queueLock);
+  m_owner->m_feed.m_playing = true;
+  const bool filled = m_owner->m_feed.queuedCount() >= kRecordsToStartOn;
   return filled && (m_owner->m_passthroughActive || m_owner->m_graph != nullptr);
 }
 

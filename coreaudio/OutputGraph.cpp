@@ -4,6 +4,7 @@
 
 #include "coreaudio/Block.h"
 #include "coreaudio/CoreAudioOutput.h"
+#include "feed/Callbacks.h"
 
 // The life of the output. The PCM path is a graph of one node, the default output unit; it is built
 // and torn down by the host's thread under m_configLock, or by the port's events. The handles are
@@ -31,9 +32,9 @@ void disposeOf(AUGraph graph) {
 }  // namespace
 
 OSStatus CoreAudioOutput::buildGraph(bool passthrough) {
-  m_synced = false;
-  forgetLastCallback();
-  m_playing = false;
+  m_feed.m_synced = false;
+  m_feed.forgetLastCallback();
+  m_feed.m_playing = false;
   if (passthrough) {
     return startPassthrough();
   }
@@ -70,9 +71,8 @@ bool CoreAudioOutput::fillStreamFormat() {
   m_streamFormat.mBytesPerPacket = m_streamFormat.mBytesPerFrame;
   m_streamFormat.mFramesPerPacket = 1;
 
-  const boost::recursive_mutex::scoped_lock lock(m_clockLock);
-  m_bytesPerSecond =
-      properties.m_sampleRate * properties.m_channels * (m_streamFormat.mBitsPerChannel / 8);
+  m_feed.setBytesPerSecond(properties.m_sampleRate * properties.m_channels *
+                           (m_streamFormat.mBitsPerChannel / 8));
   return true;
 }
 
@@ -95,13 +95,21 @@ OSStatus CoreAudioOutput::buildPcmGraph() {
   return noErr;
 }
 
+OSStatus CoreAudioOutput::onRender(void* self, AudioUnitRenderActionFlags* flags,
+                                   const AudioTimeStamp* /*time*/, UInt32 /*bus*/, UInt32 frames,
+                                   AudioBufferList* data) {
+  auto& output = *static_cast<CoreAudioOutput*>(self);
+  renderPcm(output.m_feed, {output.m_streamFormat, output.m_port->m_peer}, flags, frames, data);
+  return noErr;
+}
+
 /// The unit's format, callback, device and channel map.
 OSStatus CoreAudioOutput::setUpUnit(AudioUnit unit) {
   OSStatus status =
       AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
                            &m_streamFormat, sizeof m_streamFormat);
   if (status == noErr) {
-    const AURenderCallbackStruct callback = {pcmRenderCallback, this};
+    const AURenderCallbackStruct callback = {onRender, this};
     status = AudioUnitSetProperty(unit, kAudioUnitProperty_SetRenderCallback, kAudioUnitScope_Input,
                                   0, &callback, sizeof callback);
   }
@@ -172,17 +180,17 @@ OSStatus CoreAudioOutput::teardown() {
     m_graphFree.wait(lock, [this] { return m_graphUses == 0; });
   }
   disposeOf(graph);
-  m_playing = false;
+  m_feed.m_playing = false;
   m_outputNode = 0;
   if (m_passthroughActive) {
     endPassthrough();
   }
   m_deviceId = kAudioObjectUnknown;
-  m_synced = false;
-  forgetLastCallback();
+  m_feed.m_synced = false;
+  m_feed.forgetLastCallback();
   m_streamFormat = {};
   const boost::recursive_mutex::scoped_lock lock(m_configLock);
-  clearQueue();
+  m_feed.clearQueue();
   return noErr;
 }
 
@@ -190,27 +198,27 @@ OSStatus CoreAudioOutput::reset() {
   if (const GraphUse use(*this); use.graph() != nullptr) {
     AudioUnitReset(use.unit(), kAudioUnitScope_Input, 0);
   }
-  m_playing = false;
+  m_feed.m_playing = false;
   const boost::recursive_mutex::scoped_lock lock(m_configLock);
-  clearQueue();
-  m_synced = false;
-  forgetLastCallback();
+  m_feed.clearQueue();
+  m_feed.m_synced = false;
+  m_feed.forgetLastCallback();
   return noErr;
 }
 
 OSStatus CoreAudioOutput::stop() {
   if (const GraphUse use(*this); use.graph() != nullptr) {
-    m_playing = false;
-    forgetLastCallback();
+    m_feed.m_playing = false;
+    m_feed.forgetLastCallback();
     AUGraphStop(use.graph());
-    forgetLastCallback();  // a last callback may have come before the graph stood still
+    m_feed.forgetLastCallback();  // a last callback may have come before the graph stood still
   }
   return noErr;
 }
 
 OSStatus CoreAudioOutput::start() {
   if (const GraphUse use(*this); use.graph() != nullptr) {
-    m_playing = true;
+    m_feed.m_playing = true;
     AUGraphStart(use.graph());
   }
   return noErr;

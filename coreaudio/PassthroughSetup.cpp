@@ -3,6 +3,7 @@
 
 #include "coreaudio/Block.h"
 #include "coreaudio/CoreAudioOutput.h"
+#include "feed/Callbacks.h"
 
 // The passthrough path: a stream of the default output device is switched to an AC-3 format that
 // fits, and an I/O procedure of this component is started on the device. On the host's thread, with
@@ -49,7 +50,7 @@ OSStatus CoreAudioOutput::startPassthrough() {
   }
   savePhysicalFormat();
   if (setPhysicalFormat(m_streamFormat) != noErr ||
-      AudioDeviceCreateIOProcID(m_deviceId, passthroughIOProc, this, &m_ioProcId) != noErr) {
+      AudioDeviceCreateIOProcID(m_deviceId, onDeviceCycle, this, &m_ioProcId) != noErr) {
     return kFormatError;
   }
   if (AudioDeviceStart(m_deviceId, m_ioProcId) != noErr) {
@@ -57,6 +58,18 @@ OSStatus CoreAudioOutput::startPassthrough() {
     return kFormatError;
   }
   m_passthroughActive = true;
+  return noErr;
+}
+
+OSStatus CoreAudioOutput::onDeviceCycle(AudioObjectID /*device*/, const AudioTimeStamp* /*now*/,
+                                        const AudioBufferList* /*input*/,
+                                        const AudioTimeStamp* /*inputTime*/,
+                                        AudioBufferList* output,
+                                        const AudioTimeStamp* /*outputTime*/, void* self) {
+  if (self != nullptr) {
+    auto& owner = *static_cast<CoreAudioOutput*>(self);
+    renderPassthrough(owner.m_feed, owner.m_outputStreamIndex, output);
+  }
   return noErr;
 }
 

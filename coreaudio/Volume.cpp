@@ -29,7 +29,7 @@ void CoreAudioOutput::settingChanged(const Setting& setting, _Variant* value) {
 void CoreAudioOutput::applySessionVolume() {
   std::uint32_t announced = m_announcedVolume;
   _Variant value{};
-  const bool known = m_session.load()->getSetting(m_volumeSetting, &value);
+  const bool known = m_feed.m_session.load()->getSetting(m_volumeSetting, &value);
   setVolume(known && value.type == VariantType::kUInt8 ? static_cast<std::uint8_t>(value.value)
                                                        : kFullVolume);
   while (announced != m_announcedVolume) {

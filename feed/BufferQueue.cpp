@@ -1,7 +1,5 @@
 #include "feed/BufferQueue.h"
 
-#include "coreaudio/CoreAudioOutput.h"
-
 namespace Tavro {
 namespace {
 
@@ -64,72 +62,5 @@ void BufferQueue::clear() {
     record.release();
   }
 }
-
-// The component's side: the same steps under its queue lock, one short block each.
-
-template <class T>
-std::uint32_t AudioOutput<T>::queuedCount() {
-  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-  return m_queue.count();
-}
-
-template <class T>
-bool AudioOutput<T>::pushBack(const QueuedBuffer& record, std::uint32_t clears) {
-  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-  if (clears != m_clears) {
-    return false;
-  }
-  m_queue.pushBack(record);
-  return true;
-}
-
-template <class T>
-bool AudioOutput<T>::takeFront(QueuedBuffer& record) {
-  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-  return m_queue.take(record);
-}
-
-template <class T>
-bool AudioOutput<T>::popFront() {
-  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-  return m_queue.pop();
-}
-
-template <class T>
-bool AudioOutput<T>::popFrontAndTakeNext(QueuedBuffer& next) {
-  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-  const bool popped = m_queue.pop();
-  if (!m_queue.take(next)) {
-    next = QueuedBuffer{};
-  }
-  return popped;
-}
-
-template <class T>
-bool AudioOutput<T>::putBackFront(QueuedBuffer& record) {
-  {
-    const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-    if (m_queue.putBack(record)) {
-      return true;
-    }
-  }
-  record.release();
-  return false;
-}
-
-template <class T>
-void AudioOutput<T>::clearQueue() {
-  const boost::recursive_mutex::scoped_lock lock(m_queueLock);
-  ++m_clears;
-  m_queue.clear();
-}
-
-template std::uint32_t AudioOutput<CoreAudioOutput>::queuedCount();
-template bool AudioOutput<CoreAudioOutput>::pushBack(const QueuedBuffer&, std::uint32_t);
-template bool AudioOutput<CoreAudioOutput>::takeFront(QueuedBuffer&);
-template bool AudioOutput<CoreAudioOutput>::popFront();
-template bool AudioOutput<CoreAudioOutput>::popFrontAndTakeNext(QueuedBuffer&);
-template bool AudioOutput<CoreAudioOutput>::putBackFront(QueuedBuffer&);
-template void AudioOutput<CoreAudioOutput>::clearQueue();
 
 }  // namespace Tavro

@@ -1,9 +1,4 @@
-#include "coreaudio/CoreAudioOutput.h"
-
-// The feeder: pulls buffers from the upstream port into the queue while the output plays, drops
-// what is wholly late before it is queued, and pauses whenever there is nothing to do. It holds the
-// configuration lock while it asks upstream, never together with another lock, and never while it
-// pauses.
+#include "feed/Feeder.h"
 
 namespace Tavro {
 namespace {
@@ -19,13 +14,22 @@ MediaBuffer* askForBuffer(PortInterface& peer) {
 
 }  // namespace
 
-void CoreAudioOutput::feederLoop() {
-  while (!m_stopThread) {
-    if (!m_playing || queuedCount() >= kQueueLimit || m_port->m_peer == nullptr) {
+/// What the feeder got from upstream, and what held when it asked: a buffer that is asked for
+/// before a clear of the queue is not queued after it.
+struct Feeder::Pull {
+  MediaBuffer* buffer = nullptr;  // null: there is none
+  std::uint32_t streamId = 0;
+  std::uint32_t clears = 0;
+  bool asked = false;
+};
+
+void Feeder::run(const std::atomic<PortInterface*>& peer) {
+  while (!m_stop) {
+    if (!m_feed.m_playing || m_feed.queuedCount() >= kQueueLimit || peer == nullptr) {
       SleepMS(kPauseMs);
       continue;
     }
-    const Pull pull = pullFromPeer();
+    const Pull pull = pullFrom(peer);
     if (pull.buffer != nullptr) {
       queueOrDrop(pull);
     } else if (pull.asked) {
@@ -36,22 +40,22 @@ void CoreAudioOutput::feederLoop() {
 
 /// Asks twice before it gives up, so that a source that only woke up is not kept waiting. Asks for
 /// nothing after a flush or a disconnect that came while it waited for the lock.
-CoreAudioOutput::Pull CoreAudioOutput::pullFromPeer() {
+Feeder::Pull Feeder::pullFrom(const std::atomic<PortInterface*>& peer) {
   const boost::recursive_mutex::scoped_lock lock(m_configLock);
-  PortInterface* peer = m_port->m_peer;
-  Pull pull{.streamId = m_streamId, .clears = m_clears};
-  if (peer == nullptr || !m_playing) {
+  PortInterface* const upstream = peer;
+  Pull pull{.streamId = m_feed.m_streamId, .clears = m_feed.m_clears};
+  if (upstream == nullptr || !m_feed.m_playing) {
     return pull;
   }
   pull.asked = true;
-  pull.buffer = askForBuffer(*peer);
+  pull.buffer = askForBuffer(*upstream);
   if (pull.buffer == nullptr) {
-    pull.buffer = askForBuffer(*peer);
+    pull.buffer = askForBuffer(*upstream);
   }
   return pull;
 }
 
-void CoreAudioOutput::queueOrDrop(const Pull& pull) {
+void Feeder::queueOrDrop(const Pull& pull) {
   MediaBuffer* const buffer = pull.buffer;
   if (reportIfLate(pull)) {
     buffer->release();
@@ -63,20 +67,20 @@ void CoreAudioOutput::queueOrDrop(const Pull& pull) {
   record.m_size = buffer->bufferSize();
   record.m_timeStamp = buffer->timeStamp;
   record.m_duration = buffer->duration;
-  if (!pushBack(record, pull.clears)) {
+  if (!m_feed.pushBack(record, pull.clears)) {
     buffer->release();
   }
 }
 
 /// The session may be left at any time once nothing plays; see m_feederUsesSession.
-bool CoreAudioOutput::reportIfLate(const Pull& pull) {
-  m_feederUsesSession = true;
-  const bool late = pull.buffer->timeStamp + pull.buffer->duration < graphTime();
+bool Feeder::reportIfLate(const Pull& pull) {
+  m_feed.m_feederUsesSession = true;
+  const bool late = pull.buffer->timeStamp + pull.buffer->duration < m_feed.graphTime();
   if (late) {
-    reportBuffer(pull.streamId, BufferState::kDroppedLate, pull.buffer);
+    m_feed.reportBuffer(pull.streamId, BufferState::kDroppedLate, pull.buffer);
   }
-  m_feederUsesSession = false;
-  m_feederUsesSession.notify_all();
+  m_feed.m_feederUsesSession = false;
+  m_feed.m_feederUsesSession.notify_all();
   return late;
 }
 

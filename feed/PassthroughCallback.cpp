@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "coreaudio/CoreAudioOutput.h"
+#include "feed/Callbacks.h"
 
 // The passthrough I/O procedure: one queued burst per device cycle, unchanged. Nothing is
 // converted, aligned with a clock, reported or counted here. The front stays in the queue while its
@@ -14,13 +14,13 @@ constexpr UInt32 kBurstBytes = 6144;
 
 }  // namespace
 
-void CoreAudioOutput::renderPassthrough(AudioBufferList* outputData) {
-  if (outputData == nullptr || m_outputStreamIndex >= outputData->mNumberBuffers) {
+void renderPassthrough(Feed& feed, UInt32 bufferIndex, AudioBufferList* outputData) {
+  if (outputData == nullptr || bufferIndex >= outputData->mNumberBuffers) {
     return;
   }
-  const AudioBuffer& target = outputData->mBuffers[m_outputStreamIndex];
+  const AudioBuffer& target = outputData->mBuffers[bufferIndex];
   QueuedBuffer front;
-  if (target.mData == nullptr || !takeFront(front)) {
+  if (target.mData == nullptr || !feed.takeFront(front)) {
     return;
   }
   front.lockData();
@@ -29,17 +29,7 @@ void CoreAudioOutput::renderPassthrough(AudioBufferList* outputData) {
   }
   front.unlockData();
   front.release();
-  popFront();
-}
-
-OSStatus passthroughIOProc(AudioObjectID /*device*/, const AudioTimeStamp* /*now*/,
-                           const AudioBufferList* /*inputData*/,
-                           const AudioTimeStamp* /*inputTime*/, AudioBufferList* outputData,
-                           const AudioTimeStamp* /*outputTime*/, void* clientData) {
-  if (clientData != nullptr) {
-    static_cast<CoreAudioOutput*>(clientData)->renderPassthrough(outputData);
-  }
-  return noErr;
+  feed.popFront();
 }
 
 }  // namespace Tavro

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "coreaudio/CoreAudioOutput.h"
+#include "feed/Callbacks.h"
 
 // The PCM render callback: fills the requested frames from the queue, in step with the graph clock.
 // Out of step (not synced), the front buffer is lined up with the clock: early, it waits behind
@@ -23,7 +23,7 @@ constexpr std::uint32_t kLargestGapMs = 10;
 /// a buffer there is none.
 class RenderPass {
  public:
-  RenderPass(CoreAudioOutput& output, AudioUnitRenderActionFlags* flags, UInt32 frames,
+  RenderPass(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags, UInt32 frames,
              AudioBuffer& target);
   void run();
 
@@ -46,9 +46,9 @@ class RenderPass {
   void leaveFront();
   void padWithZeros();
   void fillWithSilence();
-  void count();
 
-  CoreAudioOutput& m_output;
+  Feed& m_feed;
+  const PcmStream& m_stream;
   AudioUnitRenderActionFlags* m_flags;
   AudioBuffer& m_target;           // its mDataByteSize: bytes filled so far
   const std::uint32_t m_capacity;  // bytes that may be written
@@ -58,20 +58,21 @@ class RenderPass {
   QueuedBuffer m_front;
 };
 
-RenderPass::RenderPass(CoreAudioOutput& output, AudioUnitRenderActionFlags* flags, UInt32 frames,
-                       AudioBuffer& target)
-    : m_output(output),
+RenderPass::RenderPass(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags,
+                       UInt32 frames, AudioBuffer& target)
+    : m_feed(feed),
+      m_stream(stream),
       m_flags(flags),
       m_target(target),
       m_capacity(target.mData != nullptr ? target.mDataByteSize : 0),
-      m_bytes(frames * output.m_streamFormat.mBytesPerFrame),
-      m_now(output.graphTime()),
+      m_bytes(frames * stream.format.mBytesPerFrame),
+      m_now(feed.graphTime()),
       m_wall(GetTimeMS()) {}
 
 void RenderPass::run() {
   bool silent = !begin() || fill() == Filling::Silence;
   if (!silent && m_target.mDataByteSize == 0) {  // all that was met was late, or empty
-    m_output.m_synced = false;
+    m_feed.m_synced = false;
     silent = true;
   }
   leaveFront();
@@ -80,16 +81,16 @@ void RenderPass::run() {
   } else {
     padWithZeros();
   }
-  count();
+  m_feed.countCallback(m_wall, m_bytes);
 }
 
 /// False when the call is silence from the outset.
 bool RenderPass::begin() {
-  if (!m_output.takeFront(m_front)) {
+  if (!m_feed.takeFront(m_front)) {
     return false;  // in step still, if data comes in time
   }
-  if (m_output.m_port->m_peer == nullptr || m_capacity < m_bytes) {
-    m_output.m_synced = false;
+  if (m_stream.peer == nullptr || m_capacity < m_bytes) {
+    m_feed.m_synced = false;
     return false;
   }
   m_target.mDataByteSize = 0;
@@ -113,23 +114,23 @@ RenderPass::Filling RenderPass::fill() {
 
 /// The front does not follow on from what was played, or is early: it waits.
 bool RenderPass::startsTooLate() const {
-  if (!m_output.m_synced) {
+  if (!m_feed.m_synced) {
     return m_front.m_timeStamp > m_now;
   }
-  if (m_front.m_timeStamp > m_output.m_lastEndTime + kLargestGapMs) {
-    m_output.m_synced = false;
+  if (m_front.m_timeStamp > m_feed.m_lastEndTime + kLargestGapMs) {
+    m_feed.m_synced = false;
     return true;
   }
   return false;
 }
 
 bool RenderPass::isWhollyLate() const {
-  return !m_output.m_synced && m_front.m_timeStamp != 0 &&
+  return !m_feed.m_synced && m_front.m_timeStamp != 0 &&
          m_now > m_front.m_timeStamp + m_front.m_duration;
 }
 
 void RenderPass::dropFront() {
-  m_output.reportBuffer(m_output.m_streamId, BufferState::kDroppedLate, m_front.m_buffer);
+  m_feed.reportBuffer(m_feed.m_streamId, BufferState::kDroppedLate, m_front.m_buffer);
   nextFront();
 }
 
@@ -140,19 +141,19 @@ void RenderPass::playFront() {
       m_front.m_timeStamp + static_cast<std::uint32_t>(std::uint64_t{m_front.m_duration} *
                                                        m_front.m_position / m_front.m_size);
   piece.duration = m_front.m_duration - (piece.time - m_front.m_timeStamp);
-  if (!m_output.m_synced) {
+  if (!m_feed.m_synced) {
     enterAtClock(piece);
   }
   const std::uint32_t bytes =
       std::min(m_front.m_size - m_front.m_position, m_bytes - m_target.mDataByteSize);
-  m_output.reportBuffer(m_output.m_streamId, BufferState::kPlaying, m_front.m_buffer);
+  m_feed.reportBuffer(m_feed.m_streamId, BufferState::kPlaying, m_front.m_buffer);
   std::memcpy(static_cast<std::uint8_t*>(m_target.mData) + m_target.mDataByteSize,
               m_front.m_data + m_front.m_position, bytes);
   m_front.unlockData();
   m_target.mDataByteSize += bytes;
   m_front.m_position += bytes;
-  m_output.m_lastEndTime = piece.time + piece.duration;
-  m_output.m_synced = true;
+  m_feed.m_lastEndTime = piece.time + piece.duration;
+  m_feed.m_synced = true;
   if (m_front.m_position == m_front.m_size) {
     finishFront();
   } else {
@@ -165,7 +166,7 @@ void RenderPass::enterAtClock(Piece& piece) {
   if (piece.time == 0 || !(piece.time < m_now && m_now < piece.time + piece.duration)) {
     return;
   }
-  const std::uint32_t frameBytes = m_output.m_streamFormat.mBytesPerFrame;
+  const std::uint32_t frameBytes = m_stream.format.mBytesPerFrame;
   const std::uint32_t late = m_now - piece.time;
   const std::uint64_t frames = (m_front.m_size - m_front.m_position) / frameBytes;
   m_front.m_position += static_cast<std::uint32_t>(frames * late / piece.duration) * frameBytes;
@@ -174,21 +175,21 @@ void RenderPass::enterAtClock(Piece& piece) {
 }
 
 void RenderPass::finishFront() {
-  m_output.reportBuffer(m_output.m_streamId, BufferState::kPlayed, m_front.m_buffer);
+  m_feed.reportBuffer(m_feed.m_streamId, BufferState::kPlayed, m_front.m_buffer);
   nextFront();
 }
 
 void RenderPass::nextFront() {
   m_front.release();
-  if (!m_output.popFrontAndTakeNext(m_front)) {
-    m_output.m_synced = false;  // the queue was cleared meanwhile: line up anew
+  if (!m_feed.popFrontAndTakeNext(m_front)) {
+    m_feed.m_synced = false;  // the queue was cleared meanwhile: line up anew
   }
 }
 
 /// Puts what is left of the front back into the queue.
 void RenderPass::leaveFront() {
-  if (m_front.m_buffer != nullptr && !m_output.putBackFront(m_front)) {
-    m_output.m_synced = false;  // cleared meanwhile
+  if (m_front.m_buffer != nullptr && !m_feed.putBackFront(m_front)) {
+    m_feed.m_synced = false;  // cleared meanwhile
   }
   m_front = {};
 }
@@ -197,7 +198,7 @@ void RenderPass::padWithZeros() {
   const std::uint32_t filled = m_target.mDataByteSize;
   std::memset(static_cast<std::uint8_t*>(m_target.mData) + filled, 0, m_bytes - filled);
   m_target.mDataByteSize = m_bytes;
-  m_target.mNumberChannels = m_output.m_streamFormat.mChannelsPerFrame;
+  m_target.mNumberChannels = m_stream.format.mChannelsPerFrame;
 }
 
 /// The whole request, or as much as there is room for. Overwrites what was copied in this call.
@@ -207,26 +208,13 @@ void RenderPass::fillWithSilence() {
     std::memset(m_target.mData, 0, bytes);
   }
   m_target.mDataByteSize = bytes;
-  m_target.mNumberChannels = m_output.m_streamFormat.mChannelsPerFrame;
+  m_target.mNumberChannels = m_stream.format.mChannelsPerFrame;
   *m_flags |= kAudioUnitRenderAction_OutputIsSilence;
 }
 
-void RenderPass::count() {
-  const boost::recursive_mutex::scoped_lock lock(m_output.m_clockLock);
-  m_output.m_lastCallbackTime = m_wall;
-  m_output.m_bytesRendered += m_bytes;
-}
-
-void CoreAudioOutput::renderPcm(AudioUnitRenderActionFlags* flags, UInt32 frames,
-                                AudioBufferList* target) {
-  RenderPass(*this, flags, frames, target->mBuffers[0]).run();
-}
-
-OSStatus pcmRenderCallback(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags,
-                           const AudioTimeStamp* /*inTimeStamp*/, UInt32 /*inBusNumber*/,
-                           UInt32 inNumberFrames, AudioBufferList* ioData) {
-  static_cast<CoreAudioOutput*>(inRefCon)->renderPcm(ioActionFlags, inNumberFrames, ioData);
-  return noErr;
+void renderPcm(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags,
+               UInt32 frames, AudioBufferList* target) {
+  RenderPass(feed, stream, flags, frames, target->mBuffers[0]).run();
 }
 
 }  // namespace Tavro

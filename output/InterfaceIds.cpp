@@ -1,4 +1,4 @@
-#include "plugin/InterfaceIds.h"
+#include "output/InterfaceIds.h"
 
 namespace Tavro {
 

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <AudioUnit/AudioUnit.h>
+#include <CoreAudio/CoreAudio.h>
+
+#include <atomic>
+
+#include "feed/Feed.h"
+
+namespace Tavro {
+
+/// What the PCM callback produces, and where it comes from. Constant while callbacks can come, but
+/// for the peer, which is only compared with null.
+struct PcmStream {
+  const AudioStreamBasicDescription& format;
+  const std::atomic<PortInterface*>& peer;
+};
+
+/// Fills the first buffer of `target` with `frames` frames from the queue, in step with the graph
+/// clock, or with silence, which it flags. [render-thread]
+void renderPcm(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags,
+               UInt32 frames, AudioBufferList* target);
+
+/// Copies one queued burst, unchanged, to the buffer of that index. [render-thread]
+void renderPassthrough(Feed& feed, UInt32 bufferIndex, AudioBufferList* outputData);
+
+}  // namespace Tavro

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <boost/thread/recursive_mutex.hpp>
+
+#include <atomic>
+
+#include "feed/Feed.h"
+
+namespace Tavro {
+
+/// Pulls buffers from the upstream port into the queue while the output plays, drops what is wholly
+/// late before it is queued, and pauses whenever there is nothing to do. It holds the configuration
+/// lock while it asks upstream, never together with another lock, and never while it pauses.
+class Feeder {
+ public:
+  Feeder(Feed& feed, boost::recursive_mutex& configLock) : m_feed(feed), m_configLock(configLock) {}
+
+  /// Returns after stop(), within a pause. `peer` is the upstream port, null while there is none;
+  /// it is changed under the configuration lock. [feeder-thread]
+  void run(const std::atomic<PortInterface*>& peer);
+  void stop() { m_stop = true; }  // [any-thread]
+
+ private:
+  struct Pull;
+  Pull pullFrom(const std::atomic<PortInterface*>& peer);
+  void queueOrDrop(const Pull& pull);
+  bool reportIfLate(const Pull& pull);
+
+  Feed& m_feed;
+  boost::recursive_mutex& m_configLock;
+  std::atomic<bool> m_stop{false};
+};
+
+}  // namespace Tavro
