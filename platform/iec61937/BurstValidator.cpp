@@ -81,17 +81,17 @@ struct FrameHeader {
 
 /// Nothing: a reserved code for sample rate or length.
 std::optional<FrameHeader> headerOf(Burst burst) {
-  static constexpr std::array kRates = {48000U, 44100U, 32000U};
+  static constexpr std::array kAc3Rates = {48000U, 44100U, 32000U};
   static constexpr std::array kKilobitsPerSecond = {32U,  40U,  48U,  56U,  64U,  80U,  96U,
                                                     112U, 128U, 160U, 192U, 224U, 256U, 320U,
                                                     384U, 448U, 512U, 576U, 640U};
   const std::size_t word = wordAt(burst, kHeaderBytes + 4);
   const std::size_t rateCode = word >> 14;
   const std::size_t lengthCode = word >> 8 & 0x3F;
-  if (rateCode >= kRates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
+  if (rateCode >= kAc3Rates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
     return {};
   }
-  const std::uint32_t rate = kRates.at(rateCode);
+  const std::uint32_t rate = kAc3Rates.at(rateCode);
   // At 44.1 kHz a frame is no whole number of words; the last bit tells which are one longer.
   const std::size_t extra = rate == 44100 ? lengthCode & 1 : 0;
   const std::size_t bitsPerSecond = std::size_t{kKilobitsPerSecond.at(lengthCode / 2)} * 1000;
