@@ -28,8 +28,8 @@ Function* entryOf(const char* name, AudioDevices::Failure& failure) {
   return found.entry;
 }
 
-/// Nobody tells when a PCM is back, so it is tried, as long as somebody knows of the lost one and
-/// has not attached it again.
+/// No event reports that a PCM is back, so it is tried, as long as the lost one is known and has
+/// not been attached again.
 void awaitReturn(const Device& lost) {
   std::chrono::milliseconds backOff = kFirstBackOff;
   AudioDevices::Failure notYet;
@@ -41,7 +41,7 @@ void awaitReturn(const Device& lost) {
   }
 }
 
-/// On a thread of its own: ending a device waits for the driver's, which tells this.
+/// Runs on a thread of its own: ending a device waits for the driver's thread, which calls this.
 void loseLater(AudioDeviceID id, const AudioDevices::Failure& loss) {
   std::thread([id, loss] {
     if (const auto device = Registry::instance().device(id)) {

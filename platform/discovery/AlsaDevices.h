@@ -1,8 +1,8 @@
 #pragma once
 
 /// ALSA's PCMs as devices, for machines without a sound server. One becomes a device when it is
-/// attached, and is lost when its driver says so; then it is opened for a moment every few seconds,
-/// and is a device again when that succeeds. They play in real time only. [host-thread]
+/// attached, and is lost when its driver reports so; then it is opened briefly every 0.5 to 4 s
+/// until that succeeds, and is a device again. Real time only. [host-thread]
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -16,7 +16,7 @@ namespace Platform {
 
 inline constexpr const char* kAlsaPrefix = "alsa:";
 
-/// Null, with `failure` filled: it cannot be one.
+/// Returns null with `failure` filled if it cannot be opened.
 std::shared_ptr<Device> attachAlsa(const std::string& identifier, AudioDevices::Failure& failure);
 
 std::vector<AudioDevices::AttachableDevice> alsaNames(AudioDevices::Failure& failure);

@@ -81,7 +81,7 @@ void ServerDevices::serverChanged() {
 }
 
 void ServerDevices::watch() {
-  std::optional<std::chrono::milliseconds> atMost;  // until the next try to connect
+  std::optional<std::chrono::milliseconds> atMost;  // until the next attempt to connect
   for (;;) {
     awaitChange(atMost);
     const std::lock_guard lock(m_lock);
@@ -108,7 +108,7 @@ void ServerDevices::awaitChange(std::optional<std::chrono::milliseconds> atMost)
   m_changed = false;
 }
 
-/// Nothing of the former connection is taken for a part of the new one.
+/// Loses all devices first, so that none of the former connection is taken for one of the new.
 AudioDevices::Failure ServerDevices::reconnect() {
   const bool hadOne = m_server != nullptr;
   if (hadOne) {
@@ -127,8 +127,8 @@ AudioDevices::Failure ServerDevices::reconnect() {
   return failure;
 }
 
-/// In this order, so that what follows the default moves before the device it leaves is lost, and
-/// what has nowhere to go is told why: new devices, the default, lost devices, no default.
+/// Order matters: add new devices, switch the default, remove lost devices, clear the default.
+/// Clients move before their old device is lost, and those left without one get the reason.
 void ServerDevices::synchronise(Lost lost) {
   const ServerState state = m_server->state();
   for (const Sink& sink : state.sinks) {
@@ -167,7 +167,7 @@ void ServerDevices::takeOver(const Sink& sink, Lost lost) {
   }
 }
 
-/// What plays on it moves to the new one at once, if it can.
+/// Its clients move to the new one at once, if they can.
 void ServerDevices::replace(Entry& entry, const Sink& sink) {
   const Registry::Loss loss{entry.device, lossOf(*entry.device, "it was replaced")};
   entry.device->markLost(loss.reason);

@@ -2,11 +2,11 @@
 
 /// The sound server's sinks as devices. Connects on demand; from then on a thread of its own keeps
 /// the registry in step with the server: sinks that come and go, and the default output device,
-/// which is the server's default sink while nobody chose another. When the server goes, the thread
-/// tries to connect again, less and less often. The server itself is never changed.
+/// which is the server's default sink unless another was chosen or attached. When the server goes,
+/// the thread reconnects with increasing intervals. The server itself is never changed.
 ///
-/// One a process, never destroyed. m_lock is held while devices are added, moved to and ended, and
-/// comes before every lock of theirs; the server is waited for under it, for 2 s at most.
+/// One per process, never destroyed. m_lock is held while devices are added, moved to and ended,
+/// and is taken before all locks of theirs; waits for the server under it last 2 s at most.
 
 #include <chrono>
 #include <condition_variable>
@@ -27,12 +27,11 @@ class ServerDevices final : private SoundServerListener {
  public:
   static ServerDevices& instance();
 
-  /// Brings the registry up to date, connecting first where there is no connection. Sinks whose
-  /// device was lost or detached get a new one. Answers why there is no server. [host-thread], not
-  /// inside a cycle
+  /// Brings the registry up to date, connecting first if necessary. Sinks whose device was lost or
+  /// detached get a new one. Returns why there is no server. [host-thread], not inside a cycle
   AudioDevices::Failure update();
 
-  /// Also names the streams of later connections. [host-thread]
+  /// Names the streams of later connections, too. [host-thread]
   void setStreamName(const AudioDevices::StreamName& name);
 
  private:
@@ -65,7 +64,7 @@ class ServerDevices final : private SoundServerListener {
   AudioDevices::StreamName m_streamName;
   std::map<std::string, Entry> m_entries;  // by the sink's name
   bool m_watched = false;
-  std::chrono::milliseconds m_backOff = kFirstBackOff;  // until the next try to connect again
+  std::chrono::milliseconds m_backOff = kFirstBackOff;  // until the next attempt to connect
 
   // For the watching thread; m_changeLock is a leaf
   std::mutex m_changeLock;

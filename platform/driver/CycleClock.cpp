@@ -60,7 +60,7 @@ void CycleClock::run(CycleSource& source) {
   }
 }
 
-/// Computed from the frame count, so that nothing accumulates. Rates are whole numbers.
+/// Computed from the frame count, so that errors do not accumulate. Rates are whole numbers.
 std::uint64_t CycleClock::offsetNs(std::uint64_t frames, double rate) const {
   const auto nominal = static_cast<std::uint64_t>(std::llround(rate));
   const auto million = static_cast<std::uint64_t>(1'000'000 + m_partsPerMillion);

@@ -15,8 +15,8 @@ namespace Platform {
 
 class CycleClock {
  public:
-  /// `afterCycle` runs on the thread after each cycle and once more at its end, outside every
-  /// lock. `partsPerMillion`: how much faster than nominal the device is.
+  /// `afterCycle` runs on the thread after each cycle, including the last, which plays nothing,
+  /// with no lock held. `partsPerMillion`: how much faster than nominal the device runs.
   CycleClock(std::string name, std::function<void()> afterCycle, int partsPerMillion = 0);
   ~CycleClock() { stop(); }
   CycleClock(const CycleClock&) = delete;

@@ -6,7 +6,7 @@ namespace {
 constexpr double kNanosPerSecond = 1e9;
 constexpr double kSettlingSeconds = 0.5;  // while buffers fill
 constexpr double kLeastSeconds = 5;
-constexpr std::uint64_t kLongestGapNs = 500'000'000;  // else the device stood still meanwhile
+constexpr std::uint64_t kLongestGapNs = 500'000'000;  // else the device was stalled
 
 }  // namespace
 

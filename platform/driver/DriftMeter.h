@@ -1,13 +1,13 @@
 #pragma once
 
-/// How much faster than nominal a device's clock is against host time: the slope of the straight
-/// line through what has been heard by when. Interruptions part the looks into stretches, each with
-/// a line of its own; all have one slope.
+/// Estimates how much faster than nominal a device's clock runs, by linear regression of frames
+/// played against host time. After an interruption a new segment starts; all segments share one
+/// slope.
 ///
-/// Looks that are off by s seconds (root mean square, each by itself) and come n times in t seconds
-/// make the result off by s / t * sqrt(12 / n). A sound server's are off by 0.1 ms where it counts
-/// by the clock: 1 part per million after 20 s. Errors that last weigh more, as those of a sink
-/// that counts in blocks.
+/// With n measurements in t seconds, whose errors are independent and s seconds (root mean square),
+/// the result is off by s / t * sqrt(12 / n). A sound server's are off by 0.1 ms where it counts by
+/// the clock: 1 ppm after 20 s. Lasting errors weigh more, such as those of a sink that counts in
+/// blocks.
 
 #include <atomic>
 #include <cstdint>
@@ -17,28 +17,28 @@ namespace Platform {
 
 class DriftMeter {
  public:
-  /// `frames`, counted from anywhere, have been heard by the host time. [io-thread]
+  /// Adds a measurement: `frames`, from any origin, have been played at `hostNs`. [io-thread]
   void look(std::uint64_t hostNs, std::int64_t frames, double framesPerSecond);
-  /// What comes next does not follow on. Not beside look().
+  /// Starts a new segment. Must not run concurrently with look().
   void interrupt() { m_stretch = {}; }
 
-  /// Nothing, when it has gone for less than 5 s. [any-thread]
+  /// Returns nothing until 5 s have been measured. [any-thread]
   std::optional<double> partsPerMillion() const;
 
  private:
   struct Stretch {
-    std::uint64_t firstNs = 0;  // 0: none has begun
+    std::uint64_t firstNs = 0;  // 0: not begun
     std::uint64_t lastNs = 0;
     std::int64_t firstFrame = 0;
-    double lastTime = 0;  // seconds since the first look
+    double lastTime = 0;  // seconds since the first measurement
     double looks = 0;
     double meanTime = 0;
-    double meanLead = 0;  // of the sound before the time, seconds
+    double meanLead = 0;  // of sound over time, seconds
   };
 
   Stretch m_stretch;
-  double m_seconds = 0;   // of all stretches
-  double m_squares = 0;   // of the times about their stretch's mean
+  double m_seconds = 0;   // of all segments
+  double m_squares = 0;   // of the times about their segment's mean
   double m_products = 0;  // with the leads about theirs
   std::atomic<double> m_slope{0};
   std::atomic<bool> m_isLongEnough{false};  // and m_slope has been written (release, acquire)

@@ -1,9 +1,9 @@
 #pragma once
 
-/// The seam to a sound server. A module of its own, loaded when it is first needed, connects to the
-/// server, keeps track of its sinks and makes a driver for each; so a machine without the server's
-/// library starts all the same. The module is linked to nothing of this layer; what both need is
-/// compiled into both.
+/// The interface to a sound server. A module, loaded on first use, connects to the server, tracks
+/// its sinks and makes a driver for each, so that the layer also runs on a machine without the
+/// server's library. The module links to nothing of this layer; what both need is compiled into
+/// both.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -17,20 +17,20 @@
 
 namespace Platform {
 
-/// Something that the server plays on.
+/// A playback device of the server.
 struct Sink {
   std::string name;         // stable
-  std::uint32_t index = 0;  // of this appearance: a sink that comes back has another
+  std::uint32_t index = 0;  // of this instance: a sink that comes back has another
   std::string description;
   std::uint32_t rate = 48000;
-  std::vector<int> positions{};  // the server's own names of the channels, in device order
+  std::vector<int> positions{};  // the server's channel positions, in device order
   Labels labels{};               // the same channels
   std::vector<std::uint32_t> burstRates{};
   bool operator==(const Sink&) const = default;
 };
 
 struct ServerState {
-  std::uint64_t generation = 0;  // grows with each look at the server
+  std::uint64_t generation = 0;  // grows with each snapshot of the server
   bool connected = false;
   std::vector<Sink> sinks{};  // none without a connection
   std::string defaultSink{};  // empty: none
@@ -38,11 +38,12 @@ struct ServerState {
 
 class SinkDriver : public Driver {
  public:
-  /// The sink has changed; one that runs goes on as it is. Between cycles. [host-thread]
+  /// Adopts a change of the sink; a running driver continues as it is. Between cycles.
+  /// [host-thread]
   virtual void update(const Sink& sink, bool running) = 0;
 
-  /// The server ended the stream, and a look at it taken afterwards has at most this generation.
-  /// What the end was due to (the sink's removal, say) is part of that look. [any-thread]
+  /// Returns true if the server ended the stream and the snapshot of `generation` was taken after
+  /// that, so that it shows the cause (the sink's removal, say). [any-thread]
   virtual bool streamEndedBy(std::uint64_t generation) const = 0;
 };
 
@@ -50,14 +51,14 @@ class SoundServer {
  public:
   virtual ~SoundServer() = default;
 
-  /// Has state() be as of now; waits for 2 s at most, false: the server does not answer.
+  /// Refreshes state(). Blocks for up to 2 s; returns false if the server does not respond.
   /// [host-thread]
   virtual bool refresh() = 0;
 
-  /// As last heard of; asks nobody. [any-thread]
+  /// Returns the latest snapshot without asking the server. [any-thread]
   virtual ServerState state() const = 0;
 
-  /// Names all streams, present and future. Does not wait. [host-thread]
+  /// Names all present and future streams. Does not wait for the server. [host-thread]
   virtual void setStreamName(const AudioDevices::StreamName& name) = 0;
 
   /// The driver may outlive this object. [host-thread]
@@ -66,15 +67,16 @@ class SoundServer {
 
 class SoundServerListener {
  public:
-  /// state() has changed. On the module's thread, with its lock held: hand on and return.
+  /// Called when state() has changed. On the module's thread, with its lock held: must pass it on
+  /// and return.
   virtual void serverChanged() = 0;
 
  protected:
   ~SoundServerListener() = default;
 };
 
-/// Connects within 2 s or answers null and fills `failure`. The listener outlives the server, which
-/// is the caller's. [host-thread]
+/// Connects within 2 s, or returns null and fills `failure`. The listener outlives the server,
+/// which is owned by the caller. [host-thread]
 using ConnectSoundServer = SoundServer*(SoundServerListener& listener,
                                         AudioDevices::Failure& failure);
 inline constexpr const char* kSoundServerModule = "libCoreAudio_Pulse.so";

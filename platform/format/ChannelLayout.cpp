@@ -97,7 +97,7 @@ Labels usualLabels(std::uint32_t channels) {
       return {L, R, C, Ls, Rs};
     case 6:
       return {L, R, C, LFE, Ls, Rs};
-    case 7:  // the order in which 6.1 material comes, so that it needs no rearranging
+    case 7:  // the order of 6.1 sources, so that they need no reordering
       return {L, R, C, LFE, Cs, Ls, Rs};
     default: {
       Labels labels = {L, R, C, LFE, Ls, Rs, Rls, Rrs};

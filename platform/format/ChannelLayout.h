@@ -1,6 +1,6 @@
 #pragma once
 
-/// Channel layouts as labels in device order, and the platform's record of them.
+/// Channel layouts as labels in device order, and their AudioChannelLayout records.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -14,13 +14,13 @@ namespace Platform {
 
 using Labels = std::vector<AudioChannelLabel>;
 
-/// The usual layout of a device with so many channels; unknown labels beyond 8.
+/// Returns the usual layout for a channel count; labels beyond 8 are unknown.
 Labels usualLabels(std::uint32_t channels);
 
-/// An AudioChannelLayout by tag where a tag names exactly these labels, else by descriptions.
+/// Builds an AudioChannelLayout: by tag if one names exactly these labels, else by descriptions.
 std::vector<std::byte> layoutRecord(const Labels& labels);
 
-/// Nothing: a record too short for what it says, or a tag not known here.
+/// Returns nothing if the record is shorter than it says, or its tag is unknown.
 std::optional<Labels> labelsOfRecord(std::span<const std::byte> record);
 
 }  // namespace Platform

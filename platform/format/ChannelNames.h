@@ -1,7 +1,7 @@
 #pragma once
 
-/// What a sound system calls its channels, and this layer's labels and order for them. Each driver
-/// gives its own names, in the layer's order.
+/// Maps a sound system's channel names to this layer's labels and order. Each driver supplies its
+/// own names, in the layer's order.
 
 #include <algorithm>
 #include <array>
@@ -30,7 +30,7 @@ inline constexpr std::array<AudioChannelLabel, 12> kLabelsInOrder = {
 template <class Position>
 using ChannelNames = std::array<Position, kLabelsInOrder.size()>;
 
-/// Unknown ones come last.
+/// Returns the place of a position in the layer's order; unknown ones come last.
 template <class Position>
 std::size_t rankOf(const ChannelNames<Position>& names, Position position) {
   return static_cast<std::size_t>(std::ranges::find(names, position) - names.begin());
@@ -42,7 +42,7 @@ void sortInLayersOrder(const ChannelNames<Position>& names, std::vector<Position
                            [&](Position position) { return rankOf(names, position); });
 }
 
-/// A lone pair behind is the surround pair.
+/// Labels a rear pair without a side pair as the surround pair.
 template <class Position>
 Labels labelsOf(const ChannelNames<Position>& names, const std::vector<Position>& positions) {
   constexpr std::size_t kSides = 6;

@@ -5,7 +5,7 @@
 
 namespace Platform {
 
-/// Copies one channel's samples, bit for bit, between two interleavings. The sample's size is a
+/// Copies one channel's samples bit for bit between two interleaved buffers. The sample size is a
 /// constant in the loop, which makes it a plain load and store.
 template <std::size_t kSampleBytes>
 void copyChannel(const std::byte* in, std::size_t inFrameBytes, std::byte* out,

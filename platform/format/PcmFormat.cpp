@@ -104,7 +104,7 @@ bool isBurstFormat(const AudioStreamBasicDescription& description) {
   }
 }
 
-/// A packet is a burst; it travels in the place of 16 bit stereo frames, whatever it decodes to.
+/// A packet is one burst; it takes the space of 16-bit stereo frames, whatever it decodes to.
 AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
                                            AudioFormatID formatId) {
   AudioStreamBasicDescription description{};

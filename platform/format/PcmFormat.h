@@ -1,6 +1,6 @@
 #pragma once
 
-/// Linear PCM as this layer plays it: interleaved, packed, one packet a frame; and AC-3 bursts.
+/// Linear PCM as this layer plays it (interleaved, packed, one frame per packet), and AC-3 bursts.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -32,12 +32,12 @@ struct PcmFormat {
   bool operator==(const PcmFormat&) const = default;
 };
 
-/// Nothing: not linear PCM, or of a shape, width or rate that nothing here plays. Rates are whole
-/// numbers from 1000 to 768000.
+/// Returns nothing unless it is linear PCM with a layout, sample width and rate that this layer
+/// plays. Rates are whole numbers from 1000 to 768000 Hz.
 std::optional<PcmFormat> parsePcm(const AudioStreamBasicDescription& description);
 AudioStreamBasicDescription describePcm(const PcmFormat& format);
 
-/// A stream in such a format carries one AC-3 frame as an IEC 61937 burst in each cycle.
+/// Returns true if each cycle of such a stream carries one AC-3 frame as an IEC 61937 burst.
 bool isBurstFormat(const AudioStreamBasicDescription& description);
 AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
                                            AudioFormatID formatId = kAudioFormat60958AC3);
@@ -45,12 +45,12 @@ inline constexpr std::uint32_t kBurstFrames = 1536;
 inline constexpr std::uint32_t kBurstBytes = 6144;
 inline constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
 
-/// The frames in whose place bursts travel.
+/// Returns the PCM format of the frames that carry bursts.
 constexpr PcmFormat carrierOf(std::uint32_t burstRate) {
   return {.sample = {.type = SampleType::S16}, .channels = 2, .rate = burstRate};
 }
 
-/// The same in every field.
+/// Returns true if all fields are equal.
 bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right);
 
 }  // namespace Platform

@@ -1,11 +1,11 @@
 #pragma once
 
-/// Interleaved double samples at another rate, in step: output frame k lies exactly at input time
-/// k × input rate ÷ output rate, with no delay in front. The price is a look-ahead: the first
-/// request asks for some frames more than it gives back.
+/// Resamples interleaved doubles in phase: output frame k lies exactly at input time k × input rate
+/// ÷ output rate, with no initial delay. The price is look-ahead: the first request needs some
+/// extra input frames.
 ///
-/// The library that does it brings many others along; it is in a module that is loaded when two
-/// rates first differ.
+/// The library used depends on many others, so it is in a module that is loaded when two rates
+/// first differ.
 
 #include <cstdint>
 #include <memory>
@@ -16,25 +16,25 @@ class Resampler {
  public:
   virtual ~Resampler() = default;
 
-  /// Input frames that convert() needs for the next `outputFrames`. [io-thread]
+  /// Returns the input frames that convert() needs for the next `outputFrames`. [io-thread]
   virtual std::uint32_t inputFor(std::uint32_t outputFrames) const = 0;
 
-  /// The largest answer of inputFor().
+  /// Returns the largest result of inputFor().
   virtual std::uint32_t maxInputFrames() const = 0;
 
-  /// Takes inputFor(outputFrames) frames, gives outputFrames; allocates nothing. [io-thread]
+  /// Reads inputFor(outputFrames) frames, writes outputFrames; does not allocate. [io-thread]
   virtual void convert(const double* input, double* output, std::uint32_t outputFrames) = 0;
 
-  /// How many frames of silent input leave nothing of earlier sound.
+  /// Returns how many frames of silent input flush out all earlier sound.
   virtual std::uint32_t memoryFrames() const = 0;
 };
 
-/// For requests of at most `maxOutputFrames`. Throws std::runtime_error when there is no library or
-/// it refuses, std::bad_alloc. [host-thread]
+/// Handles requests of up to `maxOutputFrames`. Throws std::runtime_error if the library is missing
+/// or refuses, std::bad_alloc. [host-thread]
 std::unique_ptr<Resampler> makeResampler(std::uint32_t inputRate, std::uint32_t outputRate,
                                          std::uint32_t channels, std::uint32_t maxOutputFrames);
 
-/// The module's, of a resampler that is the caller's; throws the same.
+/// The module's entry; the caller owns the resampler. Throws like makeResampler().
 using NewResampler = Resampler*(std::uint32_t inputRate, std::uint32_t outputRate,
                                 std::uint32_t channels, std::uint32_t maxOutputFrames);
 inline constexpr const char* kResamplerModule = "libCoreAudio_Resampler.so";

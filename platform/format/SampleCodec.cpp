@@ -8,7 +8,7 @@
 namespace Platform {
 namespace {
 
-/// The integer as it lies in `kBytes` bytes, sign extended.
+/// Returns the sign-extended integer stored in `kBytes` bytes.
 template <std::size_t kBytes, bool kBigEndian>
 std::int32_t loadInteger(const std::byte* packed) {
   std::uint32_t value = 0;

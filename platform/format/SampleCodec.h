@@ -1,7 +1,7 @@
 #pragma once
 
-/// Samples between their packed forms and double, full scale at 1.0. Widening is exact for every
-/// type, so a conversion to a type at least as wide loses nothing.
+/// Converts between packed samples and double, full scale at 1.0. Widening is exact for every type,
+/// so a conversion to a type at least as wide is lossless.
 
 #include <cstddef>
 
@@ -13,8 +13,8 @@ namespace Platform {
 void unpackSamples(SampleFormat format, const std::byte* packed, double* samples,
                    std::size_t sampleCount);
 
-/// Rounds to the nearest integer and clips at full scale; float keeps what lies beyond it. NaN
-/// becomes 0 in an integer. [io-thread]
+/// Rounds to the nearest integer and clips at full scale; float is not clipped. NaN becomes 0 in an
+/// integer. [io-thread]
 void packSamples(SampleFormat format, const double* samples, std::byte* packed,
                  std::size_t sampleCount);
 

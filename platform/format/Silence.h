@@ -5,7 +5,7 @@
 
 namespace Platform {
 
-/// Nothing but zeros, or no memory at all.
+/// Returns true for all zeros, no bytes, or null.
 inline bool isZero(const void* memory, std::size_t bytes) {
   const auto* first = static_cast<const char*>(memory);
   return first == nullptr || bytes == 0 ||

@@ -39,7 +39,7 @@ bool isPreamble(Burst burst, std::size_t byte) {
   return wordAt(burst, byte) == kSyncA && wordAt(burst, byte + 2) == kSyncB;
 }
 
-/// Where the first preamble at or behind `from` begins; kBurstBytes: nowhere.
+/// Returns the byte at which the first preamble at or after `from` begins, or kBurstBytes.
 std::size_t findPreamble(Burst burst, std::size_t from) {
   for (std::size_t byte = from; byte + kHeaderBytes <= kBurstBytes; byte += 2) {
     if (isPreamble(burst, byte)) {
@@ -76,23 +76,23 @@ std::string dataTypeFault(Burst burst) {
 struct FrameHeader {
   std::uint32_t rate;
   std::size_t bytes;  // of the whole frame
-  unsigned version;   // of the bit stream's syntax
+  unsigned version;   // of the bit stream syntax
 };
 
-/// Nothing: a reserved code for sample rate or length.
+/// Returns nothing for a reserved sample rate or length code.
 std::optional<FrameHeader> headerOf(Burst burst) {
-  static constexpr std::array kAc3Rates = {48000U, 44100U, 32000U};
+  static constexpr std::array kRates = {48000U, 44100U, 32000U};
   static constexpr std::array kKilobitsPerSecond = {32U,  40U,  48U,  56U,  64U,  80U,  96U,
                                                     112U, 128U, 160U, 192U, 224U, 256U, 320U,
                                                     384U, 448U, 512U, 576U, 640U};
   const std::size_t word = wordAt(burst, kHeaderBytes + 4);
   const std::size_t rateCode = word >> 14;
   const std::size_t lengthCode = word >> 8 & 0x3F;
-  if (rateCode >= kAc3Rates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
+  if (rateCode >= kRates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
     return {};
   }
-  const std::uint32_t rate = kAc3Rates.at(rateCode);
-  // At 44.1 kHz a frame is no whole number of words; the last bit tells which are one longer.
+  const std::uint32_t rate = kRates.at(rateCode);
+  // At 44.1 kHz frames are not a whole number of words; the last bit marks those one word longer.
   const std::size_t extra = rate == 44100 ? lengthCode & 1 : 0;
   const std::size_t bitsPerSecond = std::size_t{kKilobitsPerSecond.at(lengthCode / 2)} * 1000;
   return FrameHeader{.rate = rate,
@@ -109,7 +109,7 @@ std::string frameSyncFault(Burst burst) {
                                      : "AC-3 sync word " + hex(sync) + " instead of 0B77";
 }
 
-/// The frame's own description against the device's rate and the burst's length.
+/// Checks the frame's header against the device's rate and the burst's length code.
 std::string frameHeaderFault(Burst burst, std::uint32_t rate,
                              const std::optional<FrameHeader>& header) {
   constexpr unsigned kHighestVersion = 8;
@@ -143,7 +143,7 @@ std::string stuffingFault(Burst burst, std::size_t frameBytes) {
   return "the bytes behind the AC-3 frame are not zero";
 }
 
-/// The first check word covers five eighths of the frame, the second all of it.
+/// The first checksum covers five eighths of the frame, the second all of it.
 std::string checksumFault(Burst burst, std::size_t frameBytes) {
   std::array<std::uint8_t, kBurstBytes> frame{};
   for (std::size_t i = 0; i < frameBytes; ++i) {

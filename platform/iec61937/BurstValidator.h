@@ -1,7 +1,7 @@
 #pragma once
 
-/// Judges what a stream of AC-3 bursts carries, cycle by cycle: each cycle is one IEC 61937 burst
-/// with one undamaged AC-3 frame, or all zeros. Not for a real-time thread.
+/// Validates a stream of AC-3 bursts cycle by cycle: each must be one IEC 61937 burst with one
+/// undamaged AC-3 frame, or all zeros. Not for a real-time thread.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -16,12 +16,12 @@ namespace Platform {
 
 using Burst = std::span<const std::uint8_t, kBurstBytes>;
 
-/// What is wrong with a burst on a device of so many frames per second; empty: nothing.
+/// Returns the first fault of a burst on a device of this rate in Hz, or an empty string.
 std::string burstFault(Burst burst, std::uint32_t rate);
 
 class BurstValidator {
  public:
-  /// False: zeros. They are a pause once another burst has followed.
+  /// Returns false for all zeros, which count as a pause once another burst has followed.
   bool take(Burst cycle, std::uint32_t rate);
 
   const AudioDevices::BurstReport& report() const { return m_report; }

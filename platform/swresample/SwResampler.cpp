@@ -47,9 +47,9 @@ std::uint64_t SwResampler::inputPosition(std::uint64_t outputFrames) const {
   return (outputFrames * m_inputRate + m_outputRate - 1) / m_outputRate;
 }
 
-/// Runs silence through the library: its buffers grow to what the largest cycle needs, and how far
-/// it looks ahead is measured. The silence ends on a frame that both rates share, so that what
-/// follows starts in phase; the part of it still inside is dropped by the first convert().
+/// Runs silence through the library, so that its buffers grow to what the largest cycle needs, and
+/// to measure its look-ahead. The silence ends on a frame that both rates share, so that what
+/// follows starts in phase; the part still inside is dropped by the first convert().
 void SwResampler::prime() {
   const auto ratio = inputPosition(1);
   const auto generousLookAhead = static_cast<std::uint32_t>(64 + 32 * ratio);
@@ -112,5 +112,5 @@ extern "C" Platform::Resampler* newResampler(std::uint32_t inputRate, std::uint3
   return new Platform::SwResampler(inputRate, outputRate, channels, maxOutputFrames);
 }
 
-// Of the type that the layer calls it by.
+// The type by which the layer calls it.
 static_assert(std::is_same_v<decltype(newResampler), Platform::NewResampler>);

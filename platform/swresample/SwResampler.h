@@ -1,6 +1,6 @@
 #pragma once
 
-/// The resampler, by libswresample. Everything is allocated at construction.
+/// The resampler based on libswresample. Allocates everything at construction.
 
 #include <cstdint>
 #include <memory>
@@ -14,7 +14,7 @@ namespace Platform {
 
 class SwResampler final : public Resampler {
  public:
-  /// Throws std::runtime_error when the library refuses, std::bad_alloc.
+  /// Throws std::runtime_error if the library refuses, std::bad_alloc.
   SwResampler(std::uint32_t inputRate, std::uint32_t outputRate, std::uint32_t channels,
               std::uint32_t maxOutputFrames);
   SwResampler(const SwResampler&) = delete;
@@ -41,10 +41,10 @@ class SwResampler final : public Resampler {
   std::unique_ptr<SwrContext, Free> m_context;
   std::uint32_t m_lookAhead = 0;  // input frames
   std::uint32_t m_maxInputFrames = 0;
-  std::uint32_t m_framesToDrop = 0;  // output frames of the priming silence still to come
+  std::uint32_t m_framesToDrop = 0;  // output frames of the priming silence still inside
   std::uint64_t m_framesIn = 0;
   std::uint64_t m_framesOut = 0;
-  std::vector<double> m_dropped;  // where they go
+  std::vector<double> m_dropped;  // receives them
 };
 
 }  // namespace Platform

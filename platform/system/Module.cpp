@@ -6,7 +6,7 @@
 namespace Platform {
 namespace {
 
-/// Beside this library, wherever that lies.
+/// Returns the module's path, in the directory of this library.
 std::string modulePath(const char* module) {
   Dl_info self{};
   ::dladdr(reinterpret_cast<const void*>(&findEntry), &self);
@@ -16,8 +16,8 @@ std::string modulePath(const char* module) {
 
 }  // namespace
 
-/// The modules ask for their own symbols to be found at once; what the libraries behind them call
-/// among themselves is found when it is called, which makes loading them twice as quick.
+/// Modules are linked to bind their own symbols immediately; the libraries behind them bind lazily,
+/// which makes loading them twice as fast.
 void* findEntry(const char* module, const char* name, const char* packages, std::string& reason) {
   void* const loaded = ::dlopen(modulePath(module).c_str(), RTLD_LAZY | RTLD_LOCAL);
   void* const entry = loaded != nullptr ? ::dlsym(loaded, name) : nullptr;

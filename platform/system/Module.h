@@ -1,7 +1,7 @@
 #pragma once
 
-/// Modules that stand beside this library and are loaded when they are first needed, so that the
-/// libraries they are linked to need not be on the machine. Loaded once and for good.
+/// Modules beside this library that are loaded on first use, so that the libraries they link to
+/// need not be installed. They are never unloaded.
 
 #include <string>
 
@@ -10,11 +10,12 @@ namespace Platform {
 template <class Function>
 struct ModuleEntry {
   Function* entry = nullptr;
-  std::string reason;  // why there is none
+  std::string reason;  // why it is missing
   explicit operator bool() const { return entry != nullptr; }
 };
 
-/// `packages` are those of Debian that hold the libraries behind it; the reason names them.
+/// Returns null and fills `reason` on failure. `packages` are the Debian packages of the libraries
+/// behind the module; the reason names them.
 void* findEntry(const char* module, const char* name, const char* packages, std::string& reason);
 
 template <class Function>

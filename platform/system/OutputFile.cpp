@@ -17,8 +17,8 @@ constexpr mode_t kNewFile = 0666;
 constexpr int kMaxLinks = 40;
 constexpr int kMaxParts = 100;
 
-/// The name that the links lead to, which need not exist; a link of the kernel's to an open file
-/// ends it.
+/// Follows symbolic links to a name, which need not exist; stops at the kernel's links to open
+/// files.
 std::string resolve(fs::path path) {
   std::error_code error;
   for (int i = 0; i < kMaxLinks; ++i) {
@@ -58,7 +58,7 @@ OutputFile::OutputFile(const std::string& path)
   }
 }
 
-/// Under a name that is free: a part that is there already may be all that is left of a run.
+/// Uses a free name: an existing part file may be all that is left of an earlier run.
 void OutputFile::openPart() {
   for (int i = 1; i <= kMaxParts && m_descriptor < 0; ++i) {
     m_part = m_target + ".part" + (i > 1 ? std::to_string(i) : "");
@@ -85,8 +85,8 @@ std::optional<int> OutputFile::loss() const {
   return isSameFile(opened, *named) ? std::nullopt : std::optional(0);
 }
 
-/// Another program may have written to the path meanwhile, or put another file there, which may
-/// have the former one's number.
+/// Another program may have written to the path meanwhile, or replaced the file by one that reuses
+/// its inode number.
 bool OutputFile::isTargetUnchanged() const {
   const auto now = statusOf(m_target);
   if (!now || !m_former) {

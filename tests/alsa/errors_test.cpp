@@ -29,7 +29,7 @@ TEST_F(DevicesOfAlsa, thatCannotBeHadAreToldInOneSentence) {
   EXPECT_TRUE(toldInOneLine(playOnly("taken"),
                             "'alsa:taken' cannot be opened: Device or resource "
                             "busy (the bench is taken). Another program"));
-  EXPECT_TRUE(toldInOneLine(playOnly("taken_meanwhile"), "Another program plays on it"));
+  EXPECT_TRUE(toldInOneLine(playOnly("taken_meanwhile"), "Another program is using it"));
   EXPECT_TRUE(
       toldInOneLine(playOnly("nowhere"), "No such file or directory (Unknown PCM nowhere)"));
   EXPECT_TRUE(toldInOneLine(playOnly("narrow"), "takes no samples of 16, 24 or 32 bits"));

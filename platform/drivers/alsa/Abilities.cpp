@@ -17,7 +17,7 @@ constexpr std::array kUsualRates = {8000U,   11025U,  12000U,  16000U, 22050U, 2
 using Types = std::array<SampleType, 4>;
 constexpr Types kTypes = {SampleType::S16, SampleType::S24, SampleType::S32, SampleType::F32};
 
-/// From what keeps every sample as it is to what loses most.
+/// Returns the sample types to use for `type`, from lossless to the most lossy.
 Types typesFor(SampleType type) {
   switch (type) {
     case SampleType::S24:
@@ -109,7 +109,7 @@ bool canTake(const Abilities& abilities, const PcmFormat& format) {
 }
 
 PcmFormat nearest(const Abilities& abilities, const PcmFormat& wanted) {
-  const std::vector<std::uint32_t> counts = channelCounts(abilities);  // rising
+  const std::vector<std::uint32_t> counts = channelCounts(abilities);  // ascending
   const auto enough = std::ranges::lower_bound(counts, wanted.channels);
   const std::uint32_t channels = enough != counts.end() ? *enough : counts.back();
   const Ability* best = nullptr;

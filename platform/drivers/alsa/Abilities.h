@@ -1,6 +1,6 @@
 #pragma once
 
-/// Which formats a PCM takes, learned while it is open, and which of them serves a unit best.
+/// The formats that a PCM supports, queried while it is open, and the best of them for a unit.
 
 #include <cstdint>
 #include <optional>
@@ -10,26 +10,26 @@
 
 namespace Platform {
 
-/// With so many channels of such samples.
+/// The supported rates for one channel count and sample type.
 struct Ability {
   SampleType type = SampleType::S16;
   std::uint32_t channels = 0;
-  std::vector<std::uint32_t> rates{};  // of the usual ones, and the lowest and the highest; rising
-  bool anyBetween = false;             // it takes the rates between them, too
+  std::vector<std::uint32_t> rates{};  // the usual ones, the lowest, the highest; ascending
+  bool anyBetween = false;             // all rates between them are supported, too
 
   bool takes(std::uint32_t rate) const;
-  /// The rate itself, else the next higher one, else the highest.
+  /// Returns the rate itself, else the next higher one, else the highest.
   std::uint32_t nearest(std::uint32_t rate) const;
 };
 using Abilities = std::vector<Ability>;
 
-/// Up to eight channels, more only of a PCM that has no fewer. Empty: nothing that is played here.
+/// Queries up to eight channels, more only if the PCM has no fewer. Empty: nothing playable here.
 Abilities abilitiesOf(snd_pcm_t* pcm);
 
 bool canTake(const Abilities& abilities, const PcmFormat& format);
 
-/// `wanted` if it can be; else as many channels, or more; of these the type that keeps most of the
-/// samples, at the rate if there is one that has it. There must be abilities.
+/// Returns `wanted` if supported; else as many channels, or more, or the most; of these the most
+/// lossless type that supports the rate, else the most lossless. `abilities` must not be empty.
 PcmFormat nearest(const Abilities& abilities, const PcmFormat& wanted);
 
 }  // namespace Platform

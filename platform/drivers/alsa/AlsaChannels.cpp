@@ -55,7 +55,7 @@ Positions inLayersOrder(Positions positions) {
 
 Labels labelsOf(const Positions& positions) { return labelsOf(kNames, positions); }
 
-/// Channels of one and the same position, unknown ones say, go one after the other.
+/// Channels of the same position, such as unknown ones, are assigned one after the other.
 std::vector<std::size_t> orderFor(const Positions& ofPcm, const Positions& ofLayer) {
   std::vector<std::size_t> order;
   for (const unsigned position : ofPcm) {

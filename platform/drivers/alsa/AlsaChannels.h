@@ -1,6 +1,6 @@
 #pragma once
 
-/// ALSA's words for channels, and this layer's.
+/// ALSA's channel positions and this layer's labels.
 
 #include <alsa/asoundlib.h>
 #include <vector>
@@ -11,16 +11,16 @@ namespace Platform {
 
 using Positions = std::vector<unsigned>;  // snd_pcm_chmap_position, one per channel
 
-/// For so many channels: of the maps that the PCM has, the first that holds the usual channels,
-/// else its first one, else ALSA's usual order. In the order of the PCM.
+/// Returns the positions for a channel count, in the PCM's order: of its maps for this count the
+/// first with the usual channels, else the first one, else ALSA's usual order.
 Positions positionsOf(const std::vector<Positions>& maps, std::uint32_t channels);
 
-/// In the layer's order, in which whoever plays has them: L R C LFE, the centre of the rear, the
-/// surround pair (at the sides where there are two), the rear pair, the centre pair, the rest.
+/// Sorts into the layer's order, which clients use: L R C LFE, the rear centre, the surround pair
+/// (at the sides if there are two), the rear pair, the centre pair, the rest.
 Positions inLayersOrder(Positions positions);
 Labels labelsOf(const Positions& positions);
 
-/// Which channel, in the layer's order, goes to each of the PCM's.
+/// Returns for each channel of the PCM the index of the layer's channel that goes to it.
 std::vector<std::size_t> orderFor(const Positions& ofPcm, const Positions& ofLayer);
 
 }  // namespace Platform

@@ -95,8 +95,8 @@ AlsaPlan AlsaDriver::plan() const {
           .positions = positionsOf(m_maps, m_pcm.channels)};
 }
 
-/// A unit's start is often not checked, so a failure is kept for failure(). Whoever plays bursts
-/// goes by the status, and may play PCM instead.
+/// Callers often ignore the status of a unit's start, so failure() keeps the reason. Burst clients
+/// check the status and may fall back to PCM.
 OSStatus AlsaDriver::start(CycleSource& source) {
   const AudioDevices::Failure failure = open(source);
   if (failure && !m_burstRate) {
@@ -106,7 +106,7 @@ OSStatus AlsaDriver::start(CycleSource& source) {
   return failure.status;
 }
 
-/// Whether it works shows in its cycles.
+/// Its cycles show whether it succeeded.
 void AlsaDriver::restart(CycleSource& source) {
   stop();
   open(source);
@@ -123,7 +123,7 @@ AudioDevices::Failure AlsaDriver::open(CycleSource& source) {
 
 void AlsaDriver::stop() {
   if (m_stream) {
-    m_stream->close();  // until then a cycle may use it
+    m_stream->close();  // a cycle may use it until then
     m_stream.reset();
   }
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-/// A PCM as a device. Channels, samples and rate are the unit's as far as the PCM takes them,
+/// A PCM as a device. It adopts the unit's channels, samples and rate as far as it supports them,
 /// unless a format was set, so that they reach the device unchanged. A digital output (a name that
-/// begins with iec958 or hdmi) offers AC-3, too; while it is in such a format, it is opened with
-/// the channel status of what is not audio.
+/// begins with iec958 or hdmi) also offers AC-3; in such a format it is opened with the channel
+/// status for non-audio data.
 
 #include <memory>
 #include <mutex>
@@ -18,7 +18,7 @@ namespace Platform {
 
 class AlsaDriver final : public Driver {
  public:
-  /// There must be abilities.
+  /// `abilities` must not be empty.
   AlsaDriver(std::string name, Abilities abilities, std::vector<Positions> maps, AlsaLoss onLoss);
 
   DriverDescription describe() const override;
@@ -50,8 +50,8 @@ class AlsaDriver final : public Driver {
   bool m_formatIsSet = false;
   std::optional<std::uint32_t> m_burstRate;
 
-  const std::shared_ptr<AlsaFigures> m_figures;  // a thread left behind may still use it
-  std::shared_ptr<AlsaStream> m_stream;          // replaced while no cycle can be under way
+  const std::shared_ptr<AlsaFigures> m_figures;  // an abandoned thread may still use it
+  std::shared_ptr<AlsaStream> m_stream;          // replaced while no cycle can run
 
   mutable std::mutex m_failureLock;  // a leaf
   AudioDevices::Failure m_failure;

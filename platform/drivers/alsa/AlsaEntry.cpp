@@ -1,4 +1,4 @@
-// The module's entries: which PCMs there are, and drivers for them.
+// The module's entries: the list of PCMs, and drivers for them.
 
 #include <algorithm>
 #include <type_traits>
@@ -14,7 +14,7 @@ namespace {
 using AudioDevices::AttachableDevice;
 using AudioDevices::Failure;
 
-/// Of a hint, which may have no such word.
+/// Returns a field of a hint, or an empty string.
 std::string wordOf(const void* hint, const char* id) {
   const std::unique_ptr<char, decltype(&std::free)> word(snd_device_name_get_hint(hint, id),
                                                          std::free);
@@ -65,7 +65,7 @@ void look(const std::string& name, Probe& probe) {
     probe.failure = {.status = kAudioDeviceUnsupportedFormatError,
                      .message = "'alsa:" + name +
                                 "' takes no samples of 16, 24 or 32 bits. Its "
-                                "'plughw:' or 'plug:' device converts to what it takes."};
+                                "'plughw:' or 'plug:' device converts to what it supports."};
   }
 }
 
@@ -97,6 +97,6 @@ extern "C" Platform::Driver* makeAlsaDriver(const std::string& name, Platform::A
                                             std::move(probe->maps), std::move(onLoss));
 }
 
-// Of the types that the layer calls them by.
+// The types by which the layer calls them.
 static_assert(std::is_same_v<decltype(listAlsaNames), Platform::ListAlsaNames>);
 static_assert(std::is_same_v<decltype(makeAlsaDriver), Platform::MakeAlsaDriver>);

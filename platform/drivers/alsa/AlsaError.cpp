@@ -45,7 +45,7 @@ OSStatus statusOf(int error) {
     case ENOENT:
     case ENODEV:
     case ENXIO:
-    case EINVAL:  // no such name, or arguments that it does not have
+    case EINVAL:  // no such name, or unknown arguments
       return kAudioHardwareBadDeviceError;
     default:
       return kAudioHardwareUnspecifiedError;
@@ -55,10 +55,10 @@ OSStatus statusOf(int error) {
 std::string remedyFor(int error) {
   switch (-error) {
     case EBUSY:
-      return "Another program plays on it: end that, or choose another device.";
+      return "Another program is using it: quit that program, or choose another device.";
     case EACCES:
     case EPERM:
-      return "Have this user join the group that may use it, 'audio' as a rule.";
+      return "Add this user to the group that may use it, usually 'audio'.";
     default:
       return "Choose a device that is listed.";
   }

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What libasound answers and says, in this layer's statuses and sentences.
+/// libasound's errors and messages as this layer's statuses and sentences.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -8,8 +8,8 @@
 
 namespace Platform {
 
-/// While it lives, what libasound says on this thread is kept, not printed. What it says elsewhere
-/// is dropped, from the first one in the process on. Not for a real-time thread.
+/// Captures libasound's messages on this thread instead of printing them. From the first instance
+/// on, messages on other threads are discarded. Not for a real-time thread.
 class Chatter {
  public:
   Chatter();
@@ -17,7 +17,7 @@ class Chatter {
   Chatter(const Chatter&) = delete;
   Chatter& operator=(const Chatter&) = delete;
 
-  /// "what the error means (what was said first, as that is the cause)"
+  /// Returns "what the error means (the first message, as that is the cause)".
   std::string explain(int error) const;
 
  private:
@@ -26,10 +26,10 @@ class Chatter {
   std::string m_first;
 };
 
-/// Of an answer to opening; `error` is negative, as libasound answers it.
+/// Returns the status for a failed opening; `error` is negative, as libasound returns it.
 OSStatus statusOf(int error);
 
-/// What can be done about it, as the end of a sentence.
+/// Returns a sentence on what can be done about it.
 std::string remedyFor(int error);
 
 }  // namespace Platform

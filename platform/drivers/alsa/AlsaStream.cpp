@@ -59,7 +59,7 @@ void AlsaStream::close() {
   }
 }
 
-/// Until it is over after all.
+/// Counts the thread as abandoned until it ends.
 void AlsaStream::leaveBehind() {
   if (!m_isOver) {
     m_isLeftBehind = true;
@@ -82,7 +82,7 @@ void AlsaStream::run() {
   m_figures->leftBehind -= m_isLeftBehind ? 1 : 0;
 }
 
-/// A digital output that cannot be told what it is given cannot take bursts.
+/// A digital output that accepts no channel status cannot take bursts.
 AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
   const Chatter chatter;
   if (const int error = openPcm(m_plan.name, m_plan.exactly, pcm); error < 0) {
@@ -93,13 +93,12 @@ AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
   }
   snd_pcm_uframes_t bufferFrames = 0;
   if (const int error = setUp(pcm.get(), m_plan.setup, &bufferFrames); error < 0) {
-    pcm.reset();  // before it is told, so that the next one does not find it in use
+    pcm.reset();  // before the report, so that the next open does not find it in use
     return {.status = kAudioDeviceUnsupportedFormatError,
-            .message = "'alsa:" + m_plan.name + "' does not take " +
+            .message = "'alsa:" + m_plan.name + "' rejected " +
                        std::to_string(m_plan.setup.format.channels) + " channels at " +
-                       std::to_string(m_plan.setup.format.rate) +
-                       " Hz after all: " + chatter.explain(error) +
-                       ". Another program may have set it otherwise: end that."};
+                       std::to_string(m_plan.setup.format.rate) + " Hz: " + chatter.explain(error) +
+                       ". Another program may be using it with different settings."};
   }
   const Positions ofLayer = inLayersOrder(m_plan.positions);
   if (const Positions ofPcm = arrange(pcm.get(), m_plan.positions); ofPcm != ofLayer) {
@@ -110,7 +109,7 @@ AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
   return {};
 }
 
-/// Until it is ended, nobody plays any more, or the device is lost.
+/// Runs until it is ended, no client plays any more, or the device is lost.
 void AlsaStream::play(snd_pcm_t* pcm) {
   snd_pcm_uframes_t mostCycles = 0;
   while (!m_nobodyPlays) {
@@ -133,7 +132,7 @@ void AlsaStream::play(snd_pcm_t* pcm) {
   }
 }
 
-/// As much as there is room for; answers libasound's error.
+/// Runs up to `mostCycles` cycles while there is room. Returns 0 or libasound's error.
 int AlsaStream::fill(snd_pcm_t* pcm, snd_pcm_uframes_t mostCycles) {
   int error = flush(pcm);
   for (snd_pcm_uframes_t i = 0; i < mostCycles && error == 0 && m_pendingFrames == 0; ++i) {
@@ -158,8 +157,8 @@ bool AlsaStream::cycle() {
   return !m_nobodyPlays;
 }
 
-/// Only kept, as the device's I/O lock is held. Until it is known where it went, all of it is still
-/// to be heard.
+/// Only stores them, as the device's I/O lock is held. Until it is known where they went, all of
+/// them count as not yet played.
 void AlsaStream::write(const std::byte* frames, std::uint32_t frameCount) {
   m_cycleFrames = std::min(frameCount, m_plan.setup.cycleFrames);
   m_pendingFrames = m_cycleFrames;
@@ -204,7 +203,7 @@ void AlsaStream::readDelay(snd_pcm_t* pcm) {
   }
 }
 
-/// What was written before is not heard any more; it begins anew.
+/// Makes the PCM ready again, without earlier data unless it resumes. Returns 0 or the error.
 int AlsaStream::recover(snd_pcm_t* pcm, int error) {
   if (error == -EINTR || error == -EAGAIN) {
     return 0;
@@ -222,11 +221,11 @@ int AlsaStream::recover(snd_pcm_t* pcm, int error) {
   m_isAtFront = true;
   m_delayFrames = 0;
   const int prepared = snd_pcm_prepare(pcm);
-  return prepared == -ESTRPIPE || prepared == -EAGAIN ? 0 : prepared;  // it is tried again
+  return prepared == -ESTRPIPE || prepared == -EAGAIN ? 0 : prepared;  // is retried
 }
 
-/// A device that cannot go on where it was says so at once; one that is busy waking up is waited
-/// for, not for ever. A plug-in's success may be libasound's invention.
+/// A device that cannot resume reports so at once; one that is busy waking up is retried for up to
+/// 2 s. The state is checked, as libasound may make up a plug-in's success.
 int AlsaStream::resume(snd_pcm_t* pcm) {
   int error = snd_pcm_resume(pcm);
   for (int i = 0; error == -EAGAIN && i < kMostResumes && sleepsThrough(kBetweenResumes); ++i) {
@@ -235,7 +234,7 @@ int AlsaStream::resume(snd_pcm_t* pcm) {
   return error == 0 && snd_pcm_state(pcm) == SND_PCM_STATE_SUSPENDED ? -ENOSYS : error;
 }
 
-/// False: it is to end.
+/// Returns false if the stream should end.
 bool AlsaStream::sleepsThrough(std::chrono::nanoseconds time) {
   std::unique_lock gate(m_gate);
   return !m_wake.wait_for(gate, time, [this] { return m_isEnding; });

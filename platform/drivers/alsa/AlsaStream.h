@@ -1,13 +1,12 @@
 #pragma once
 
-/// One PCM from its opening to its closing, on a thread of its own that runs the cycles whenever
-/// there is room. The thread keeps what it uses, so that one which a plug-in of libasound does not
-/// let go of can be left behind.
+/// One PCM from open to close, on a thread of its own that runs the cycles whenever there is room.
+/// The thread owns what it uses, so that it can be abandoned if a plug-in of libasound blocks it.
 ///
-/// It fills by and by: 40 ms at first, then up to three cycles at a time, so that whoever plays,
-/// and has a queue of its own, is not asked for the whole buffer at once. The device begins to play
-/// when it is full. It is slept, not polled, until there should be room: a poll's time limit begins
-/// anew with each event of the device's, progress or not.
+/// Fills the buffer gradually (40 ms at first, then up to three cycles at a time), so as not to
+/// drain the client's own queue at once. The device starts when the buffer is full. The thread
+/// sleeps until there should be room instead of polling: poll() restarts its timeout on every event
+/// of the device, progress or not.
 
 #include <atomic>
 #include <chrono>
@@ -26,15 +25,15 @@ namespace Platform {
 struct AlsaPlan {
   std::string name;
   PcmSetup setup;
-  Positions positions;   // of the PCM, wanted; none with bursts, which are no channels
-  bool exactly = false;  // samples, too, unconverted
+  Positions positions;   // wanted, in the PCM's order; empty for bursts
+  bool exactly = false;  // without conversion of samples, too
 };
 
-/// What is known of the present stream, or of the last one; each stands for itself. [any-thread]
+/// Figures of the present stream, or of the last one; each is independent. [any-thread]
 struct AlsaFigures {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
-  std::atomic<int> leftBehind{0};           // threads that libasound does not let go of
+  std::atomic<int> leftBehind{0};           // threads abandoned in libasound
 };
 
 class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
@@ -42,10 +41,10 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   AlsaStream(AlsaPlan plan, CycleSource& source, std::shared_ptr<AlsaFigures> figures,
              AlsaLoss onLoss);
 
-  /// Until cycles run, or it is known why none will. Once. [host-thread]
+  /// Waits until cycles run, or the reason is known why none will. Call once. [host-thread]
   AudioDevices::Failure open();
-  /// No cycle is under way or comes after the return, and the PCM is closed, unless libasound does
-  /// not come back. After an open() without failure. [host-thread]
+  /// After the return no cycle is running or will run, and the PCM is closed unless libasound
+  /// blocks. Call after an open() without failure. [host-thread]
   void close();
 
   void write(const std::byte* frames, std::uint32_t frameCount);  // inside a cycle; [io-thread]
@@ -71,23 +70,23 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   const std::size_t m_frameBytes;
   const std::shared_ptr<AlsaFigures> m_figures;
   const AlsaLoss m_onLoss;
-  CycleSource& m_source;  // not once m_isEnding is set
+  CycleSource& m_source;  // not used once m_isEnding is set
 
   std::promise<AudioDevices::Failure> m_opened;
   std::promise<void> m_ended;
 
-  // Held through a cycle, before the device's I/O lock, so that close() knows of none under way
+  // Held during a cycle, taken before the device's I/O lock, so that close() knows of none running
   std::mutex m_gate;
   std::condition_variable m_wake;
   // Guarded by m_gate
   bool m_isEnding = false;
-  bool m_isOver = false;  // the thread is out of libasound
+  bool m_isOver = false;  // the thread has left libasound
   bool m_isLeftBehind = false;
 
   // The stream's thread only
-  std::vector<std::size_t> m_order;  // which channel goes to each of the PCM's; empty: as they come
-  snd_pcm_uframes_t m_leastRoom = 0;   // for a cycle to be worth running
-  std::chrono::nanoseconds m_pause{};  // between two looks for room
+  std::vector<std::size_t> m_order;    // layer's channel for each of the PCM's; empty: the same
+  snd_pcm_uframes_t m_leastRoom = 0;   // needed to run a cycle
+  std::chrono::nanoseconds m_pause{};  // between two checks for room
   std::vector<std::byte> m_frames;     // of one cycle, in the PCM's order
   std::uint32_t m_pendingFrames = 0;   // of these, not written yet: the last ones
   std::uint32_t m_cycleFrames = 0;     // in m_frames

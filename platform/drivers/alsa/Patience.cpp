@@ -13,7 +13,7 @@ namespace Platform {
 
 namespace {
 
-/// Names whose step is under way.
+/// Names whose step is running.
 class Underway {
  public:
   bool add(const std::string& name) {
@@ -31,7 +31,7 @@ class Underway {
 };
 
 Underway& underway() {
-  static auto* names = new Underway;  // a thread left behind may outlive every static's destructor
+  static auto* names = new Underway;  // an abandoned thread may outlive every static's destructor
   return *names;
 }
 

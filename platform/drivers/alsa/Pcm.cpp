@@ -13,7 +13,7 @@ int setPeriods(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, const PcmSetup& setu
       std::max<snd_pcm_uframes_t>(frames, 2 * snd_pcm_uframes_t{setup.cycleFrames});
   snd_pcm_uframes_t least = buffer;
   if (snd_pcm_hw_params_set_buffer_size_min(pcm, params, &least) < 0) {
-    snd_pcm_hw_params_set_buffer_size_near(pcm, params, &buffer);  // the most that it has
+    snd_pcm_hw_params_set_buffer_size_near(pcm, params, &buffer);  // the largest that it has
   }
   snd_pcm_uframes_t period = setup.cycleFrames;
   int direction = 0;
@@ -22,7 +22,7 @@ int setPeriods(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, const PcmSetup& setu
   return snd_pcm_hw_params(pcm, params);
 }
 
-/// It begins by itself when there is no room for another cycle.
+/// Makes the PCM start by itself when there is no room for another cycle.
 int setStart(snd_pcm_t* pcm, std::uint32_t cycleFrames, snd_pcm_uframes_t bufferFrames) {
   snd_pcm_sw_params_t* params = nullptr;
   snd_pcm_sw_params_alloca(&params);
@@ -43,7 +43,7 @@ Positions presentPositions(snd_pcm_t* pcm) {
   return map ? positionsOf(*map) : Positions{};
 }
 
-/// The code for the rate in the channel status.
+/// Returns the rate's code in the channel status.
 unsigned rateCodeOf(std::uint32_t rate) {
   switch (rate) {
     case 44100:
@@ -128,7 +128,7 @@ Positions arrange(snd_pcm_t* pcm, const Positions& wanted) {
   if (present.size() != wanted.size() || present == wanted) {
     return wanted;
   }
-  std::vector<unsigned> record(1 + wanted.size());  // the shape of a snd_pcm_chmap_t
+  std::vector<unsigned> record(1 + wanted.size());  // laid out as a snd_pcm_chmap_t
   record[0] = static_cast<unsigned>(wanted.size());
   std::ranges::copy(wanted, record.begin() + 1);
   const auto* const map = reinterpret_cast<const snd_pcm_chmap_t*>(record.data());

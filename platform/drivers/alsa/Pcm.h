@@ -1,7 +1,7 @@
 #pragma once
 
-/// libasound's handles with owners, and the steps that open and set up a PCM. None waits by its own
-/// doing; plug-ins may all the same.
+/// Owners of libasound's handles, and the steps that open and set up a PCM. None blocks by itself,
+/// but plug-ins may.
 
 #include <alsa/asoundlib.h>
 #include <cstdint>
@@ -19,11 +19,11 @@ struct ClosePcm {
 };
 using Pcm = std::unique_ptr<snd_pcm_t, ClosePcm>;
 
-/// Answers 0 or libasound's error. Without waiting for another program to let go of it. Channels
-/// and rates are the device's own; with `exactly`, samples are too.
+/// Opens a PCM without waiting for another program to release it. Channels and rates are the
+/// device's own; with `exactly`, samples are too. Returns 0 or libasound's error.
 int openPcm(const std::string& name, bool exactly, Pcm& pcm);
 
-/// What a PCM can be set to.
+/// The settings that a PCM supports.
 class HwParams {
  public:
   HwParams() { snd_pcm_hw_params_malloc(&m_params); }
@@ -37,7 +37,7 @@ class HwParams {
   snd_pcm_hw_params_t* m_params = nullptr;
 };
 
-/// All that it takes in interleaved frames without resampling; answers 0 or an error.
+/// Reads all settings for interleaved frames without resampling. Returns 0 or an error.
 int readParams(snd_pcm_t* pcm, HwParams& params);
 
 snd_pcm_format_t alsaFormatOf(SampleType type);
@@ -46,19 +46,19 @@ std::vector<Positions> channelMapsOf(snd_pcm_t* pcm);
 
 struct PcmSetup {
   PcmFormat format;
-  std::uint32_t cycleFrames = 0;  // handed over at a time
+  std::uint32_t cycleFrames = 0;  // delivered at a time
 };
 
-/// Sets it up and answers 0 or an error. `*bufferFrames`: 160 ms at least where the device has so
+/// Sets it up. Returns 0 or an error. `*bufferFrames` is at least 160 ms if the device has that
 /// much.
 int setUp(snd_pcm_t* pcm, const PcmSetup& setup, snd_pcm_uframes_t* bufferFrames);
 
-/// Where the PCM has its channels now, which is as `wanted` where that can be set.
+/// Sets the channel positions if it can. Returns the present ones, or `wanted` if they are unknown.
 Positions arrange(snd_pcm_t* pcm, const Positions& wanted);
 
-/// "iec958:CARD=0" with the channel status of AC-3 at the rate: not audio, for a consumer.
+/// Adds to a name ("iec958:CARD=0") the channel status of AC-3 at the rate: consumer, non-audio.
 std::string withBurstStatus(const std::string& name, std::uint32_t rate);
 
-inline constexpr std::uint32_t kAlsaBufferMs = 160;  // a busy machine keeps threads waiting
+inline constexpr std::uint32_t kAlsaBufferMs = 160;  // a busy machine delays threads
 
 }  // namespace Platform

@@ -19,7 +19,7 @@ constexpr std::string_view kRawSuffix = ".spdif";
 
 bool isRawName(const std::string& path) { return boost::algorithm::iends_with(path, kRawSuffix); }
 
-/// What a file holds of such samples: little-endian, 16 bits at least.
+/// Returns how a file holds such samples: little-endian, at least 16 bits.
 SampleFormat fileSample(SampleFormat sample) {
   return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,
           .bigEndian = false};
@@ -29,7 +29,7 @@ bool isFileFormat(const PcmFormat& format) {
   return format.sample == fileSample(format.sample) && format.channels <= kMaxFileChannels;
 }
 
-/// What the stream offers beside bursts: `current` alone, or all that a file can hold at its rate.
+/// Returns the PCM formats to offer: `current` alone, or all that a file can hold at its rate.
 std::vector<PcmFormat> pcmFormats(const PcmFormat& current, bool isSettled) {
   if (isSettled) {
     return {current};
@@ -72,7 +72,7 @@ DriverDescription FileDriver::describe() const {
 
 bool FileDriver::canHoldPcm() const { return !isRaw() && (!m_content || !m_content->bursts); }
 
-/// A WAV file has one rate; raw bursts tell theirs each by itself.
+/// A WAV file has one rate; raw bursts each state their own.
 bool FileDriver::canHoldBursts(std::uint32_t rate) const {
   return m_offersBursts &&
          (!m_content || (m_content->bursts && (isRaw() || m_content->frames.rate == rate)));
@@ -103,7 +103,7 @@ OSStatus FileDriver::setBursts(const AudioStreamBasicDescription& format) {
   return noErr;
 }
 
-/// Back from bursts to the format before them is possible at any time but while they play.
+/// Returning from bursts to the former PCM format is possible except while they play.
 OSStatus FileDriver::setPcm(const PcmFormat& format, bool running) {
   const bool isFormer = format == m_pcm;
   if (isRaw() && !isFormer) {
@@ -164,9 +164,8 @@ AudioDevices::Failure FileDriver::failure() const {
     return {};
   }
   return {.status = kAudioDeviceUnsupportedFormatError,
-          .message = "'" + m_file.path() +
-                     "' is for AC-3 bursts and takes no decoded sound. Play that to a .wav file "
-                     "of its own."};
+          .message =
+              "'" + m_file.path() + "' is for AC-3 bursts only. Play PCM to a separate .wav file."};
 }
 
 AudioDevices::BurstReport FileDriver::burstReport() const {
@@ -235,8 +234,8 @@ void FileDriver::stage(const std::byte* frames, std::uint32_t frameCount) {
   }
 }
 
-/// Writes what has gathered, but for the last cycle, whose end may be taken back: when it is a
-/// chunk, when silence begins, and when that is over.
+/// Writes the staged frames when they fill a chunk and when silence begins or ends. Keeps the last
+/// cycle, whose end may still be removed.
 void FileDriver::afterCycle() {
   const std::lock_guard lock(m_fileLock);
   if (m_staged.size() >= kChunkBytes || m_silentFrames != 0 || m_gapFrames != 0) {

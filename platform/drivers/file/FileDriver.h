@@ -1,9 +1,9 @@
 #pragma once
 
-/// A file as a device: PCM in a WAV file, or AC-3 bursts, raw or in a WAV file. What it holds is
-/// settled when it first starts; until then it takes over the PCM format it is offered, unless the
-/// format was set; a layout that was set keeps its channels. Bursts are written as the 16 bit
-/// stereo frames in whose place they travel, after each has been judged.
+/// A file as a device: PCM in a WAV file, or AC-3 bursts, raw or in a WAV file. The content is
+/// settled at the first start; until then the driver adopts the PCM format it is offered, unless
+/// the format was set; a layout that was set keeps its channels. Bursts are validated, and written
+/// as the 16-bit stereo frames that carry them.
 
 #include <atomic>
 #include <cstddef>
@@ -60,27 +60,27 @@ class FileDriver final : public Driver {
   const bool m_offersBursts;
 
   // Changed between cycles only, by the device's caller
-  std::optional<std::uint32_t> m_burstRate;  // the stream is in the AC-3 format of this rate
-  PcmFormat m_pcm;                           // its format otherwise
+  std::optional<std::uint32_t> m_burstRate;  // of the AC-3 format that the stream is in
+  PcmFormat m_pcm;                           // the format otherwise
   Labels m_labels = usualLabels(2);
   bool m_formatIsSet = false;
   bool m_layoutIsSet = false;
-  std::optional<Content> m_content;  // settled with the first start
-  std::vector<std::size_t> m_order;  // of device channels in the file
+  std::optional<Content> m_content;  // settled by the first start
+  std::vector<std::size_t> m_order;  // device channel of each file channel
 
-  // Guarded by m_fileLock: the clock's thread, and whoever finishes, at exit without joining it
+  // Guarded by m_fileLock: the clock's thread, and finish(), which does not join it at process exit
   mutable std::mutex m_fileLock;
   SoundFile m_file;
   BurstValidator m_validator;
-  std::vector<std::byte> m_staged;   // whole frames in file order, room made beforehand
-  std::size_t m_lastBytes = 0;       // of the last cycle with sound, the end of what is staged
-  std::uint64_t m_silentFrames = 0;  // since the last sound; written only when more follows
+  std::vector<std::byte> m_staged;   // whole frames in file order, reserved beforehand
+  std::size_t m_lastBytes = 0;       // of the last cycle with sound, at the end of m_staged
+  std::uint64_t m_silentFrames = 0;  // since the last sound; written only if more follows
   std::uint64_t m_gapFrames = 0;     // of silence to write before the last cycle
   std::uint64_t m_framesSinceCheck = 0;
 
-  std::atomic<std::uint64_t> m_framesWritten{0};  // staged ones included; each read on its own
-  std::atomic<bool> m_pcmRefused{false};          // for good
-  CycleClock m_clock;                             // last: its thread uses all the rest
+  std::atomic<std::uint64_t> m_framesWritten{0};  // including staged ones; read independently
+  std::atomic<bool> m_pcmRefused{false};          // permanently
+  CycleClock m_clock;                             // last: its thread uses all other members
 };
 
 }  // namespace Platform

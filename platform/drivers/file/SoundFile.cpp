@@ -13,7 +13,7 @@
 namespace Platform {
 namespace {
 
-/// The speakers of a WAVE file in their order there.
+/// The speakers in the order of a WAVE file.
 constexpr std::array kWaveSpeakers = {SF_CHANNEL_MAP_LEFT,
                                       SF_CHANNEL_MAP_RIGHT,
                                       SF_CHANNEL_MAP_CENTER,
@@ -28,7 +28,7 @@ constexpr std::array kWaveSpeakers = {SF_CHANNEL_MAP_LEFT,
 constexpr std::size_t kCentre = 2;
 constexpr std::size_t kNoPlace = kWaveSpeakers.size();
 
-/// The surround pair alone stands at the back; beside a rear pair or a rear centre, at the sides.
+/// Returns true for a surround pair beside a rear pair or a rear centre; alone it is at the back.
 bool surroundsAreAtTheSides(const Labels& labels) {
   return std::ranges::any_of(labels, [](AudioChannelLabel label) {
     return label == kAudioChannelLabel_RearSurroundLeft ||
@@ -102,9 +102,9 @@ constexpr const char* kMakeRoom = "Make room or choose another path.";
 constexpr std::uint16_t kPcmTag = 1;
 constexpr std::uint16_t kFloatTag = 3;
 
-/// A header as the library writes it names the speakers in a format chunk of 40 bytes, which many
-/// readers refuse. Makes that one of 16 bytes, and the rest a chunk of padding. RF64 stays as it
-/// is.
+/// The library's header names the speakers in a format chunk of 40 bytes, which many readers
+/// refuse. Shortens it to 16 bytes and makes the rest a chunk of padding. RF64 is left as it is.
+/// Returns false if writing fails.
 bool simplifyHeader(int descriptor, std::uint16_t tag) {
   constexpr std::string_view kLong("fmt \x28\0\0\0\xfe\xff", 10);
   constexpr std::string_view kPadding("JUNK\x10\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 24);
@@ -123,7 +123,7 @@ bool simplifyHeader(int descriptor, std::uint16_t tag) {
   return ::pwrite(descriptor, memory.data(), header.size(), 0) == count;
 }
 
-/// Why the library failed: the system's error where there was one, else its own sentence.
+/// Returns why the library failed: the system's error if there is one, else its own message.
 std::string reasonOf(int error, SNDFILE* file) {
   std::string reason = error != 0 ? errorText(error) : sf_strerror(file);
   if (reason.ends_with('.')) {
@@ -186,7 +186,7 @@ void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
                          [](std::size_t place) { return kWaveSpeakers.at(place); });
   sf_command(m_file.get(), SFC_SET_CHANNEL_MAP_INFO, speakers.data(),
              static_cast<int>(speakers.size() * sizeof(int)));
-  sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);  // an empty file is valid, too
+  sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);  // so that an empty file is valid
 }
 
 void SoundFile::write(std::span<const std::byte> frames) {
@@ -208,12 +208,12 @@ void SoundFile::check() {
   }
   if (const std::optional<int> loss = m_output.loss()) {
     fail("is no longer there",
-         *loss != 0 ? errorText(*loss) : "another file has taken the place of its part",
-         "Play again, to a folder that stays.");
+         *loss != 0 ? errorText(*loss) : "another file has replaced its part file",
+         "Play again, to a folder that is kept.");
   }
 }
 
-/// Where to find what has been written.
+/// Returns a sentence on where the written data is, if there is any.
 std::string SoundFile::rest() const {
   return m_hasFrames && !m_output.isDirect()
              ? " What was written is in '" + m_output.partPath() + "'."

@@ -9,7 +9,7 @@
 namespace Platform {
 namespace {
 
-/// What libpulse starts for us and answers by callback.
+/// Releases an operation whose result comes by callback.
 void letRun(pa_operation* operation) {
   if (operation != nullptr) {
     pa_operation_unref(operation);
@@ -91,7 +91,7 @@ AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
   if (!state().connected) {
     return noServer(pa_strerror(pa_context_errno(m_context)));
   }
-  m_listener = &listener;  // of what comes after this picture; of a failed try it hears nothing
+  m_listener = &listener;  // of changes after this snapshot; a failed attempt is not reported
   return {};
 }
 
@@ -141,7 +141,7 @@ void PulseConnection::onEvent(pa_context* /*context*/, pa_subscription_event_typ
   static_cast<PulseConnection*>(connection)->look();
 }
 
-/// One that the server has not answered yet keeps the name it was made with.
+/// A stream that the server has not confirmed yet keeps the name it was made with.
 void PulseConnection::setStreamName(const AudioDevices::StreamName& name) {
   const Hold hold(*this);
   m_streamName = name;
@@ -192,7 +192,7 @@ void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
   self.signal();
 }
 
-/// One look at a time; what changes during one takes another.
+/// One snapshot at a time; a change during one causes another.
 std::uint64_t PulseConnection::look() {
   if (m_isLooking) {
     m_looksAgain = true;
@@ -208,7 +208,7 @@ bool PulseConnection::answers() {
   return waitUntil([&] { return state().generation >= wanted; }) && state().connected;
 }
 
-/// Answered in this order, the sinks one by one.
+/// The server replies in this order, sink by sink.
 void PulseConnection::ask() {
   m_isLooking = true;
   m_looksAgain = false;
@@ -242,7 +242,7 @@ void PulseConnection::onSink(pa_context* /*context*/, const pa_sink_info* info, 
   }
 }
 
-/// Not, when the default sink went between the two answers.
+/// Returns false if the default sink was removed between the two replies.
 bool PulseConnection::fitsTogether() const {
   return m_coming.defaultSink.empty() || std::ranges::find(m_coming.sinks, m_coming.defaultSink,
                                                            &Sink::name) != m_coming.sinks.end();

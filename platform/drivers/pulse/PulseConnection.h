@@ -1,11 +1,12 @@
 #pragma once
 
 /// The connection to a PulseAudio server, or to one that speaks its protocol: libpulse's thread,
-/// the context, and a picture of the server that is renewed whenever the server tells of a change.
+/// the context, and a snapshot of the server that is refreshed whenever the server reports a
+/// change.
 ///
-/// libpulse's lock is held by its thread while it runs a callback, cycles of devices included. So
-/// whoever takes it must not hold a device's I/O lock. Every wait under it has an end: time events
-/// run on libpulse's own thread, whatever has become of the server.
+/// libpulse's thread holds its lock while it runs a callback, cycles of devices included. So a
+/// caller that takes it must not hold a device's I/O lock. Every wait under it is limited: time
+/// events run on libpulse's own thread, whatever state the server is in.
 
 #include <cstdint>
 #include <functional>
@@ -27,14 +28,15 @@ class PulseConnection {
   PulseConnection(const PulseConnection&) = delete;
   PulseConnection& operator=(const PulseConnection&) = delete;
 
-  /// Until the first picture is there. Once. [host-thread]
+  /// Waits for the first snapshot. Call once. [host-thread]
   AudioDevices::Failure open(SoundServerListener& listener);
-  /// The listener hears of nothing any more.
+  /// The listener is not notified any more. [host-thread]
   void forgetListener();
 
   ServerState state() const;  // [any-thread]
 
-  /// libpulse's lock, for all that follows. [host-thread]
+  /// Holds libpulse's lock, which the following needs; setStreamName() and answers() take it.
+  /// [host-thread]
   class Hold {
    public:
     explicit Hold(PulseConnection& connection) : m_loop(connection.m_loop) {
@@ -48,27 +50,27 @@ class PulseConnection {
     pa_threaded_mainloop* const m_loop;
   };
 
-  /// Waits with the lock let go of until `isDone`, asked after each signal(); false: not in time.
+  /// Releases the lock until `isDone`, checked after each signal(). Returns false after 2 s.
   bool waitUntil(const std::function<bool()>& isDone);
   void signal() { pa_threaded_mainloop_signal(m_loop, 0); }
   pa_context* context() const { return m_context; }
   pa_mainloop_api* api() const { return pa_threaded_mainloop_get_api(m_loop); }
 
-  /// Names all streams, those that play now included. [host-thread]
+  /// Names all streams, including those that play now. [host-thread]
   void setStreamName(const AudioDevices::StreamName& name);
 
-  /// Makes streams of that name, or of `unnamed` without one; ended by end(). Null on failure.
+  /// Return a stream of that name, or of `unnamed` without one, or null on failure. end() ends it.
   pa_stream* newStream(const char* unnamed, const pa_sample_spec& spec, const pa_channel_map& map);
   pa_stream* newStream(const char* unnamed, pa_format_info* format);
 
-  /// Ends a stream, whose callbacks are its maker's no more. One that the server has not answered
-  /// yet can only be ended then, so areAllEnded() may be false for a while.
+  /// Ends a stream and takes over its callbacks. A stream that the server has not confirmed yet
+  /// ends only then, so areAllEnded() may be false for a while.
   void end(pa_stream* stream);
   bool areAllEnded() const { return m_ending == 0; }
 
-  /// Has the picture renewed, and answers the generation that it will have.
+  /// Refreshes the snapshot and returns the generation that it will have.
   std::uint64_t look();
-  /// Has it renewed, and waits for that.
+  /// Refreshes it and waits for that. Returns false if the server does not respond.
   bool answers();
 
  private:
@@ -89,12 +91,12 @@ class PulseConnection {
 
   // Under libpulse's lock
   SoundServerListener* m_listener = nullptr;
-  ServerState m_coming;  // what the questions under way have found so far
+  ServerState m_coming;  // the snapshot being made
   bool m_isLooking = false;
   bool m_looksAgain = false;
-  std::uint64_t m_looks = 0;  // begun
-  int m_doubts = 0;           // looks in a row whose answers did not fit together
-  int m_ending = 0;           // streams
+  std::uint64_t m_looks = 0;  // started
+  int m_doubts = 0;           // inconsistent snapshots in a row
+  int m_ending = 0;           // streams being ended
   std::vector<pa_stream*> m_streams;
   AudioDevices::StreamName m_streamName;
 

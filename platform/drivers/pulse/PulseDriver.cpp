@@ -6,7 +6,7 @@
 namespace Platform {
 namespace {
 
-/// What the server takes of such samples: little-endian, 16 bits at least.
+/// Returns how the server takes such samples: little-endian, at least 16 bits.
 SampleFormat serverSample(SampleFormat sample) {
   return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,
           .bigEndian = false};
@@ -59,7 +59,7 @@ DriverDescription PulseDriver::describe() const {
           .nominalRate = static_cast<double>(m_sink.rate)};
 }
 
-/// A former format can be gone back to whatever rate the sink has meanwhile.
+/// A former format can be restored whatever the sink's rate is now.
 OSStatus PulseDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& format,
                                 bool running) {
   const DriverDescription present = describe();
@@ -117,7 +117,7 @@ void PulseDriver::makeStream(CycleSource& source) {
   m_stream = std::make_unique<PulseStream>(m_connection, plan(), source, m_figures, listener);
 }
 
-/// Whoever plays bursts waits for what the server says to them, as they may be played otherwise.
+/// Burst clients wait for the server's reply, as they may fall back to PCM.
 OSStatus PulseDriver::start(CycleSource& source) {
   makeStream(source);
   const OSStatus status = m_burstRate ? m_stream->openAndWait() : m_stream->open();
@@ -127,7 +127,7 @@ OSStatus PulseDriver::start(CycleSource& source) {
   return status;
 }
 
-/// The rate of bursts is not brought back: they go on.
+/// Does not restore the sink's rate after bursts, as they continue.
 void PulseDriver::restart(CycleSource& source) {
   if (m_stream) {
     m_stream->close();
@@ -149,11 +149,11 @@ void PulseDriver::refused(const AudioDevices::Failure& failure) {
 
 void PulseDriver::stop() {
   if (m_stream) {
-    m_stream->close();  // until then a cycle may use it
+    m_stream->close();  // a cycle may use it until then
     m_stream.reset();
     if (m_burstRate && *m_burstRate != m_pcm.rate) {
       bringBackRate(*m_connection, m_sink.name, sampleSpecOf(m_pcm), channelMapOf(m_sink));
-      m_sink.rate = m_pcm.rate;  // before the server says so
+      m_sink.rate = m_pcm.rate;  // before the server reports it
     }
   }
 }

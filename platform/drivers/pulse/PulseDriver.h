@@ -1,8 +1,8 @@
 #pragma once
 
-/// A sink as a device. Its rate and channels are the sink's; its samples are the unit's, unless a
-/// format was set, so that they reach the server unchanged. In an AC-3 format the sink is taken
-/// exclusively, while something plays.
+/// A sink as a device. It has the sink's rate and channels, and the unit's samples, unless a format
+/// was set, so that they reach the server unchanged. In an AC-3 format the sink is taken
+/// exclusively while something plays.
 
 #include <memory>
 #include <mutex>
@@ -52,7 +52,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   std::optional<std::uint32_t> m_burstRate;
 
   StreamFigures m_figures;
-  std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can be under way
+  std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can run
 
   mutable std::mutex m_failureLock;  // a leaf
   AudioDevices::Failure m_failure;

@@ -1,4 +1,4 @@
-// The module's entry: connects, and hands out drivers.
+// The module's entry: connects, and makes drivers.
 
 #include "platform/drivers/pulse/PulseConnection.h"
 #include "platform/drivers/pulse/PulseDriver.h"
@@ -24,7 +24,7 @@ class PulseServer final : public SoundServer {
   }
 
  private:
-  const std::shared_ptr<PulseConnection> m_connection;  // the drivers', too
+  const std::shared_ptr<PulseConnection> m_connection;  // shared with the drivers
 };
 
 }  // namespace
@@ -37,5 +37,5 @@ extern "C" Platform::SoundServer* connectSoundServer(Platform::SoundServerListen
   return failure ? nullptr : new Platform::PulseServer(std::move(connection));
 }
 
-// Of the type that the layer calls it by.
+// The type by which the layer calls it.
 static_assert(std::is_same_v<decltype(connectSoundServer), Platform::ConnectSoundServer>);

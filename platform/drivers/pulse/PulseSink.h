@@ -1,6 +1,6 @@
 #pragma once
 
-/// The server's words for sinks, channels and samples, and this layer's.
+/// The server's sinks, channels and samples, and this layer's.
 
 #include <pulse/pulseaudio.h>
 
@@ -9,10 +9,9 @@
 
 namespace Platform {
 
-/// With its channels in the layer's order, in which whoever plays has them: L R C LFE, the centre
-/// pair, the centre of the rear, the surround pair (at the sides where there are two), the rear
-/// pair, then whatever else there is. The server puts them into the sink's own order, by the map of
-/// the stream.
+/// Returns the sink with its channels in the layer's order, which clients use: L R C LFE, the rear
+/// centre, the surround pair (at the sides if there are two), the rear pair, the centre pair, the
+/// rest. The server maps them to the sink's own order by the stream's channel map.
 Sink sinkOf(const pa_sink_info& info);
 
 pa_channel_map channelMapOf(const Sink& sink);

@@ -10,14 +10,13 @@
 namespace Platform {
 namespace {
 
-constexpr std::uint32_t kBufferMs =
-    160;  // a busy machine keeps a thread waiting for longer than 80
+constexpr std::uint32_t kBufferMs = 160;  // a busy machine delays a thread by more than 80 ms
 constexpr std::uint32_t kFirstBurstsMs = 40;
-constexpr std::uint32_t kRestCycles = 2;   // after all of the buffer
+constexpr std::uint32_t kRestCycles = 2;   // after filling the buffer
 constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
 constexpr std::uint32_t kCyclesAtATime = 3;
 
-constexpr pa_usec_t kMostTransportUs = 50'000;  // for an answer to be worth measuring with
+constexpr pa_usec_t kMostTransportUs = 50'000;  // a later reply is too inexact to measure with
 
 constexpr auto kFlags =
     static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
@@ -29,7 +28,7 @@ void letGo(pa_operation*& operation) {
   }
 }
 
-/// That last so long at least.
+/// Returns how many cycles last at least so long.
 std::uint32_t cyclesOf(const StreamPlan& plan, std::uint32_t milliseconds) {
   return (plan.spec.rate / 1000 * milliseconds + plan.cycleFrames - 1) / plan.cycleFrames;
 }
@@ -89,7 +88,7 @@ OSStatus PulseStream::open() {
   return connect() ? OSStatus{noErr} : refused(pa_context_errno(m_connection->context()));
 }
 
-/// Bursts are refused beside any other stream, those that are ending included.
+/// The server refuses bursts beside any other stream, including those that are ending.
 OSStatus PulseStream::openAndWait() {
   const PulseConnection::Hold hold(*m_connection);
   m_connection->waitUntil([this] { return m_connection->areAllEnded(); });
@@ -125,8 +124,8 @@ bool PulseStream::connect() {
                                     nullptr) == 0;
 }
 
-/// Kept for whoever asks the device. Whoever plays bursts goes by the status of the start, and may
-/// play PCM instead. That there is no server any more is told otherwise.
+/// Records the failure for the device. Burst clients check the status of the start, and may fall
+/// back to PCM. The loss of the server is reported elsewhere.
 OSStatus PulseStream::refused(int error) {
   if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(m_connection->context()))) {
     return m_refusal = kAudioHardwareBadDeviceError;
@@ -157,8 +156,8 @@ void PulseStream::onSuspended(pa_stream* stream, void* self) {
   static_cast<PulseStream*>(self)->m_figures.suspended.store(pa_stream_is_suspended(stream) == 1);
 }
 
-/// Why the server ends a stream, or knows no such sink, shows in a look at it taken now. Without a
-/// server there is nothing to look at.
+/// Takes a snapshot, which shows why the server ended the stream or does not know the sink. Without
+/// a server there is none.
 void PulseStream::ended() {
   pa_context* const context = m_connection->context();
   const int error = pa_context_errno(context);
@@ -180,7 +179,7 @@ void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void*
   }
 }
 
-/// Sound is ready when the device starts, and is to be heard soon. Bursts come later.
+/// Sound is available when the device starts, and should be played soon. Bursts come later.
 void PulseStream::fillAtFirst() {
   fill(cyclesOf(m_plan, m_plan.bursts ? kFirstBurstsMs : kBufferMs));
   if (!m_plan.bursts && !m_nobodyPlays) {
@@ -189,7 +188,7 @@ void PulseStream::fillAtFirst() {
   }
 }
 
-/// The server asks once for what it lacks: the rest is written without being asked again.
+/// The server requests what it lacks only once: the rest is written without a further request.
 void PulseStream::onLater(pa_mainloop_api* api, pa_time_event* event, const timeval* /*time*/,
                           void* self) {
   auto& one = *static_cast<PulseStream*>(self);
@@ -209,7 +208,7 @@ void PulseStream::fill(std::uint32_t mostCycles) {
     m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
   }
   if (m_nobodyPlays) {
-    return;  // who plays next has another stream
+    return;  // the next client gets another stream
   }
   readTiming();
   askForTiming();
@@ -225,7 +224,7 @@ bool PulseStream::hasRoom() const {
   return room != static_cast<std::size_t>(-1) && room >= m_plan.cycleFrames * m_frameBytes;
 }
 
-/// Less than half full, though it has been full: there is no time to lose.
+/// Returns true if it was full before and is now less than half full.
 bool PulseStream::isRunningDry() const {
   const pa_buffer_attr* const attributes =
       m_wasFull ? pa_stream_get_buffer_attr(m_stream) : nullptr;
@@ -274,8 +273,7 @@ void PulseStream::onTiming(pa_stream* /*stream*/, int /*success*/, void* self) {
   one.measureDrift();
 }
 
-/// By the last answer as it stands, not carried on by a clock: what the server has not said to be
-/// heard may not be.
+/// Uses the last reply without extrapolation: only what the server reports as played counts.
 void PulseStream::readTiming() {
   const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
   if (timing == nullptr || timing->write_index_corrupt != 0 || timing->read_index_corrupt != 0) {
@@ -289,7 +287,7 @@ void PulseStream::readTiming() {
       static_cast<std::uint32_t>(static_cast<std::uint64_t>(queued) / m_frameBytes + beyond));
 }
 
-/// When the answer comes. The server stood still if it had nothing to play.
+/// Runs when the reply comes. The server was paused if it had nothing to play.
 void PulseStream::measureDrift() {
   const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
   if (timing == nullptr || timing->playing == 0 || timing->read_index_corrupt != 0 ||

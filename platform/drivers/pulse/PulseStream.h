@@ -3,10 +3,10 @@
 /// One stream on one sink, from its connection to its end: never moved by the server, filled on
 /// libpulse's thread whenever there is room.
 ///
-/// Sound fills the buffer at once, and the server begins to play. After that it asks for nothing
-/// for two cycles, then for up to three at a time, so that whoever plays can fill the queue of its
-/// own again; for more only when less than half is left. Bursts, for which the device runs before
-/// there are any, begin with 40 ms of silence.
+/// Sound fills the buffer at once, and the server begins to play. Then the stream pauses for two
+/// cycles and writes up to three cycles at a time, so that clients can refill their own queues;
+/// more only when less than half is left. Bursts, for which the device runs before there are any,
+/// begin with 40 ms of silence.
 
 #include <atomic>
 #include <cstdint>
@@ -27,16 +27,16 @@ struct StreamPlan {
   std::uint32_t cycleFrames = 0;
 };
 
-/// What is known of the present stream, or of the last one; each stands for itself. [any-thread]
+/// Figures of the present stream, or of the last one; each is independent. [any-thread]
 struct StreamFigures {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
-  DriftMeter drift;                         // of all streams; told under libpulse's lock
-  std::atomic<std::uint64_t> endedAt{0};    // the generation of the server's picture that shows why
-  std::atomic<bool> suspended{false};       // by somebody who suspended the sink
+  DriftMeter drift;                         // of all streams; updated under libpulse's lock
+  std::atomic<std::uint64_t> endedAt{0};    // generation of the snapshot that shows why; 0: not
+  std::atomic<bool> suspended{false};       // another program suspended the sink
 };
 
-/// Hears of how a stream begins. On libpulse's thread, or inside open().
+/// Notified of how a stream begins. On libpulse's thread, or inside open().
 class StreamListener {
  public:
   virtual void begun() = 0;
@@ -54,11 +54,11 @@ class PulseStream {
   PulseStream(const PulseStream&) = delete;
   PulseStream& operator=(const PulseStream&) = delete;
 
-  /// Connects; what the server says to it comes later, or is waited for. Once. Neither these nor
-  /// close() with a device's I/O lock held. [host-thread]
+  /// Connects; only openAndWait() waits for the server's reply. Call one of them, once. Neither
+  /// they nor close() may be called with a device's I/O lock held. [host-thread]
   OSStatus open();
   OSStatus openAndWait();
-  void close();  // no cycle is under way or comes after the return
+  void close();  // no cycle is running or will run after the return
 
   void write(const void* bytes, std::size_t byteCount);  // inside a cycle; [io-thread]
 
@@ -94,18 +94,17 @@ class PulseStream {
   // Under libpulse's lock
   pa_stream* m_stream = nullptr;
   pa_time_event* m_later = nullptr;
-  pa_operation* m_timing = nullptr;  // asked for
+  pa_operation* m_timing = nullptr;  // requested
   bool m_isReady = false;
   OSStatus m_refusal = noErr;
   bool m_hasStarted = false;
   bool m_wasFull = false;
-  bool m_rests = false;  // whoever plays may fill its queue again
+  bool m_rests = false;  // clients may refill their queues
   bool m_nobodyPlays = false;
 };
 
-/// A sink that passed bursts through keeps their rate until somebody plays sound, which may be a
-/// program that takes the rate as it finds it. So a stream of the former rate is opened and closed,
-/// unheard. [host-thread]
+/// After bursts a sink keeps their rate until some program plays sound, and a program may adopt the
+/// rate that it finds. So this opens and closes a stream of the former rate, unheard. [host-thread]
 void bringBackRate(PulseConnection& connection, const std::string& sink,
                    const pa_sample_spec& former, const pa_channel_map& map);
 

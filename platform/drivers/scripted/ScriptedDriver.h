@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a ScriptedDevice plays through: memory, with cycles by hand or by host time.
+/// The driver of a ScriptedDevice: plays into memory, with cycles by hand or by host time.
 
 #include <AudioDevices/ScriptedDevice.h>
 
@@ -51,7 +51,7 @@ class ScriptedDriver final : public Driver {
   AudioDevices::ScriptedDevice::Cycle m_last;         // guarded by m_playedLock
   std::vector<std::vector<std::uint8_t>> m_captured;  // guarded by m_playedLock
 
-  CycleClock m_clock;  // last: its thread uses all the rest
+  CycleClock m_clock;  // last: its thread uses all other members
 };
 
 }  // namespace Platform

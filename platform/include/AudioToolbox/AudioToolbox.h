@@ -1,6 +1,7 @@
 #pragma once
 
-/* Audio-unit graphs: here, a graph of one output unit. Plain C. */
+/* Audio-unit graphs: here, a graph of one output unit. Plain C. Any thread may call; no call is
+ * real-time safe. */
 
 #include <AudioUnit/AudioUnit.h>
 #include <CoreAudio/CoreAudioTypes.h>
@@ -21,17 +22,17 @@ enum {
 };
 
 OSStatus NewAUGraph(AUGraph* outGraph);
-OSStatus DisposeAUGraph(AUGraph inGraph); /* stops and closes it first where needed */
+OSStatus DisposeAUGraph(AUGraph inGraph); /* stops and closes it first if needed */
 OSStatus AUGraphAddNode(AUGraph inGraph, const AudioComponentDescription* inDescription,
                         AUNode* outNode);
-OSStatus AUGraphOpen(AUGraph inGraph); /* makes the units of the nodes */
+OSStatus AUGraphOpen(AUGraph inGraph); /* creates the units of the nodes */
 OSStatus AUGraphNodeInfo(AUGraph inGraph, AUNode inNode, AudioComponentDescription* outDescription,
                          AudioUnit* outAudioUnit);
 OSStatus AUGraphInitialize(AUGraph inGraph);
 OSStatus AUGraphStart(AUGraph inGraph);
 
-/* No render callback is under way or comes after the return. The same holds for close and
- * dispose. */
+/* After the return no render callback is running or will run, except one that makes the call
+ * itself. The same holds for close and dispose. */
 OSStatus AUGraphStop(AUGraph inGraph);
 OSStatus AUGraphIsRunning(AUGraph inGraph, Boolean* outIsRunning);
 OSStatus AUGraphClose(AUGraph inGraph);

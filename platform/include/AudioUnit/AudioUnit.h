@@ -1,6 +1,7 @@
 #pragma once
 
-/* Audio units: here, the output unit that a graph holds. Plain C. */
+/* Audio units: here, the output unit that a graph holds. Plain C. Any thread may call; no call is
+ * real-time safe. */
 
 #include <CoreAudio/CoreAudioTypes.h>
 
@@ -38,8 +39,8 @@ enum {
   kAudioUnitProperty_Latency = 12,               /* Float64, seconds, read only */
   kAudioUnitProperty_SetRenderCallback = 23,     /* AURenderCallbackStruct, input scope */
   kAudioOutputUnitProperty_CurrentDevice = 2000, /* AudioDeviceID, global scope */
-  kAudioOutputUnitProperty_ChannelMap = 2002     /* SInt32[], output scope: entry i names the
-                                                    stream channel played on device channel i */
+  kAudioOutputUnitProperty_ChannelMap = 2002     /* SInt32[], output scope: entry i is the stream
+                                                    channel on device channel i, or -1 */
 };
 
 enum { kHALOutputParam_Volume = 14 }; /* linear gain, 0.0 to 1.0 inclusive, global scope */
@@ -62,9 +63,9 @@ enum {
   kAudioUnitErr_PropertyNotInUse = -10850
 };
 
-/* Called on the device's I/O thread, never twice at once for one unit. It fills
- * ioData->mBuffers[0] with inNumberFrames frames of the unit's stream format. It may take a short
- * lock of its own; it may not allocate, log, open files or wait. */
+/* Called on the device's I/O thread, never concurrently for one unit. Fills ioData->mBuffers[0]
+ * with inNumberFrames frames of the unit's stream format; an error, or missing data, plays as
+ * silence. May take a short lock of its own; must not allocate, log, open files or wait. */
 typedef OSStatus (*AURenderCallback)(void* inRefCon, AudioUnitRenderActionFlags* ioActionFlags,
                                      const AudioTimeStamp* inTimeStamp, UInt32 inBusNumber,
                                      UInt32 inNumberFrames, AudioBufferList* ioData);
@@ -91,7 +92,7 @@ OSStatus AudioUnitSetParameter(AudioUnit inUnit, AudioUnitParameterID inID, Audi
                                AudioUnitElement inElement, AudioUnitParameterValue inValue,
                                UInt32 inBufferOffsetInFrames);
 
-/* Forgets what the unit's converter holds of earlier sound. */
+/* Discards earlier sound that the unit's converter holds. */
 OSStatus AudioUnitReset(AudioUnit inUnit, AudioUnitScope inScope, AudioUnitElement inElement);
 
 #ifdef __cplusplus

@@ -1,7 +1,7 @@
 #pragma once
 
-/* The hardware abstraction: objects with properties, and devices with I/O procedures. Plain C.
- * Any thread may call; none of these calls is for a real-time thread. */
+/* The hardware abstraction: objects with properties, and devices with I/O procedures. Plain C. Any
+ * thread may call; no call is real-time safe. */
 
 #include <CoreAudio/CoreAudioTypes.h>
 
@@ -35,18 +35,18 @@ enum {
   /* of the system object */
   kAudioHardwarePropertyDevices = 0x64657623,             /* 'dev#' AudioDeviceID[] */
   kAudioHardwarePropertyDefaultOutputDevice = 0x644F7574, /* 'dOut' AudioDeviceID, settable */
-  kAudioHardwarePropertyServiceRestarted = 0x73727374, /* 'srst' UInt32; its change is the news */
+  kAudioHardwarePropertyServiceRestarted = 0x73727374,    /* 'srst' UInt32, 0: notifies only */
   /* of a device */
   kAudioDevicePropertyStreams = 0x73746D23,                /* 'stm#' AudioStreamID[] */
-  kAudioDevicePropertyPreferredChannelLayout = 0x73726E64, /* 'srnd' AudioChannelLayout */
+  kAudioDevicePropertyPreferredChannelLayout = 0x73726E64, /* 'srnd' AudioChannelLayout, settable */
   kAudioDevicePropertyNominalSampleRate = 0x6E737274,      /* 'nsrt' Float64 */
   kAudioDevicePropertyBufferFrameSize = 0x6673697A,        /* 'fsiz' UInt32, frames */
   kAudioDevicePropertyLatency = 0x6C746E63,                /* 'ltnc' UInt32, frames */
   kAudioDevicePropertyDeviceIsRunning = 0x676F696E,        /* 'goin' UInt32 */
   kAudioDevicePropertyDeviceIsAlive = 0x6C69766E,          /* 'livn' UInt32 */
-  kAudioDevicePropertyIOStoppedAbnormally = 0x73747064,    /* 'stpd' UInt32: to run, but stands */
+  kAudioDevicePropertyIOStoppedAbnormally = 0x73747064,    /* 'stpd' UInt32: stalled or suspended */
   /* of a stream */
-  kAudioStreamPropertyPhysicalFormat = 0x70667420,          /* 'pft ' settable */
+  kAudioStreamPropertyPhysicalFormat = 0x70667420,          /* 'pft ' a description, settable */
   kAudioStreamPropertyAvailablePhysicalFormats = 0x70667461 /* 'pfta' ranged descriptions */
 };
 
@@ -69,7 +69,8 @@ OSStatus AudioObjectGetPropertyDataSize(AudioObjectID inObjectID,
                                         UInt32 inQualifierDataSize, const void* inQualifierData,
                                         UInt32* outDataSize);
 
-/* ioDataSize: bytes at outData on the way in, bytes written on the way out. */
+/* ioDataSize: bytes at outData on entry, bytes written on return. If they are too few, an array is
+ * cut to whole elements; any other value fails with kAudioHardwareBadPropertySizeError. */
 OSStatus AudioObjectGetPropertyData(AudioObjectID inObjectID,
                                     const AudioObjectPropertyAddress* inAddress,
                                     UInt32 inQualifierDataSize, const void* inQualifierData,
@@ -80,47 +81,49 @@ OSStatus AudioObjectSetPropertyData(AudioObjectID inObjectID,
                                     UInt32 inQualifierDataSize, const void* inQualifierData,
                                     UInt32 inDataSize, const void* inData);
 
-/* Tells that properties have changed; what they are now is there to be read. Called on a thread of
- * the layer's own, one call at a time; may call anything here but is best quick. */
+/* Reports that properties have changed; their values must be read. Called on a thread of the
+ * layer's own, one call at a time. May call anything here, but should return quickly. */
 typedef OSStatus (*AudioObjectPropertyListenerProc)(AudioObjectID inObjectID,
                                                     UInt32 inNumberAddresses,
                                                     const AudioObjectPropertyAddress* inAddresses,
                                                     void* inClientData);
 
-/* Told are of the system object 'dev#', 'dOut' and 'srst', of a device 'livn', 'nsrt' and 'stpd'.
- * The object need not be known. The same four a second time change nothing. */
+/* Reports 'dev#', 'dOut' and 'srst' of the system object and 'livn', 'nsrt' and 'stpd' of a device.
+ * The object need not exist. A repeated call with the same arguments has no effect. */
 OSStatus AudioObjectAddPropertyListener(AudioObjectID inObjectID,
                                         const AudioObjectPropertyAddress* inAddress,
                                         AudioObjectPropertyListenerProc inListener,
                                         void* inClientData);
 
-/* No call is under way or comes after the return, unless it comes from inside one. */
+/* After the return no call of it is running or will run, except one that makes this call itself. */
 OSStatus AudioObjectRemovePropertyListener(AudioObjectID inObjectID,
                                            const AudioObjectPropertyAddress* inAddress,
                                            AudioObjectPropertyListenerProc inListener,
                                            void* inClientData);
 
-/* Called on the device's I/O thread once a cycle, with one zeroed buffer per output stream. */
+/* Called on the device's I/O thread once per cycle, with one buffer per output stream, which is
+ * zeroed before the cycle's first client; inInputData is empty. */
 typedef OSStatus (*AudioDeviceIOProc)(AudioObjectID inDevice, const AudioTimeStamp* inNow,
                                       const AudioBufferList* inInputData,
                                       const AudioTimeStamp* inInputTime,
                                       AudioBufferList* outOutputData,
                                       const AudioTimeStamp* inOutputTime, void* inClientData);
 
-/* The same procedure may be registered more than once, with other client data: an identifier
- * names one registration. */
+/* Names one registration; not callable. The same procedure may be registered more than once, with
+ * other client data. */
 typedef AudioDeviceIOProc AudioDeviceIOProcID;
 
 OSStatus AudioDeviceCreateIOProcID(AudioObjectID inDevice, AudioDeviceIOProc inProc,
                                    void* inClientData, AudioDeviceIOProcID* outIOProcID);
 
-/* Stops it first if it runs. No call of the procedure is under way or comes after the return. */
+/* Stops it first if it runs. After the return no call of the procedure is running or will run,
+ * except one that makes this call itself. */
 OSStatus AudioDeviceDestroyIOProcID(AudioObjectID inDevice, AudioDeviceIOProcID inIOProcID);
 
 OSStatus AudioDeviceStart(AudioObjectID inDevice, AudioDeviceIOProcID inProcID);
 
-/* No call of the procedure is under way or comes after the return, unless the procedure itself
- * makes this call. */
+/* After the return no call of the procedure is running or will run, except one that makes this call
+ * itself. Returns kAudioHardwareNotRunningError if it was not started. */
 OSStatus AudioDeviceStop(AudioObjectID inDevice, AudioDeviceIOProcID inProcID);
 
 #ifdef __cplusplus

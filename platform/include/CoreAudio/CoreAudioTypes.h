@@ -1,6 +1,6 @@
 #pragma once
 
-/* Types, constants and records of the audio service: what its calls take and answer. Plain C. */
+/* Types, constants and structures of the audio service. Plain C. */
 
 #include <stdint.h>
 
@@ -20,7 +20,7 @@ typedef FourCharCode OSType;
 
 enum {
   noErr = 0,
-  kAudio_ParamError = -50, /* a null pointer, or a handle that stands for nothing */
+  kAudio_ParamError = -50, /* a null pointer or an unknown handle */
   kAudio_MemFullError = -108
 };
 
@@ -45,7 +45,7 @@ enum {
   kAudioFormatFlagIsNonMixable = 1U << 6
 };
 
-/* Interleaved only here: one packet is one frame of linear PCM. */
+/* Always interleaved. A packet is one frame of linear PCM, or one AC-3 burst of 1536 frames. */
 typedef struct AudioStreamBasicDescription {
   Float64 mSampleRate; /* frames per second */
   AudioFormatID mFormatID;
@@ -72,7 +72,7 @@ typedef struct AudioStreamRangedDescription {
 
 typedef struct AudioBuffer {
   UInt32 mNumberChannels;
-  UInt32 mDataByteSize; /* capacity on the way in, content on the way out */
+  UInt32 mDataByteSize; /* capacity on entry, content on return */
   void* mData;
 } AudioBuffer;
 
@@ -98,8 +98,8 @@ typedef struct SMPTETime {
 enum { kAudioTimeStampSampleTimeValid = 1U << 0, kAudioTimeStampHostTimeValid = 1U << 1 };
 
 typedef struct AudioTimeStamp {
-  Float64 mSampleTime; /* frames of the device since its start */
-  UInt64 mHostTime;    /* nanoseconds */
+  Float64 mSampleTime; /* device frames since its start */
+  UInt64 mHostTime;    /* nanoseconds, when the cycle is due */
   Float64 mRateScalar;
   UInt64 mWordClockTime;
   SMPTETime mSMPTETime;
