@@ -218,8 +218,7 @@ OSStatus OutputUnit::start() {
     return kAudioHardwareBadDeviceError;
   }
   if (target->inCycle()) {
-    return kAudioUnitErr_CannotDoInCurrentContext;  // its renderer may be in use further up the
-                                                    // stack
+    return kAudioUnitErr_CannotDoInCurrentContext;  // its renderer may be in use up the stack
   }
   const std::lock_guard lock(m_change);
   const Configuration current = configuration();
