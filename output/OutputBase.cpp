@@ -76,7 +76,7 @@ bool OutputBase::destroy() {
     session->unregisterSettingConsumer(this);
     m_feed.m_session = nullptr;
   }
-  if (m_thread->get_id() != boost::this_thread::get_id()) {  // not from within its own report
+  if (m_thread->get_id() != boost::this_thread::get_id()) {  // the feeder does not wait for itself
     m_feed.m_feederUsesSession.wait(true);
   }
   return true;

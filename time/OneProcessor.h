@@ -11,7 +11,7 @@ class OneProcessor {
   static OneProcessor& instance();
 
   void stay();  // the calling thread runs only there
-  void roam();  // the calling thread may use the processors that the process had at first
+  void roam();  // the calling thread may use the processors that the process initially had
 
  private:
   OneProcessor();
