@@ -7,8 +7,8 @@
 
 #include "coreaudio/CoreAudioOutput.h"
 
-// What the host may ask before it plays: how many channels the default output device takes, and
-// which formats the component accepts.
+// Queries before playback: the channel count of the default output device, and the formats that the
+// component accepts.
 
 namespace Tavro {
 namespace {
@@ -45,7 +45,7 @@ constexpr std::array<FormatDescriptor, 4> kSupportedFormats = {{
     {FormatCode::kInteger, 0, 0, 2, 20},
 }};
 
-/// A 32-bit field of a record that may have been answered shorter than it is; 0 beyond its end.
+/// Returns a 32-bit field of a record that may have been returned truncated; 0 beyond its end.
 std::uint32_t fieldAt(const std::byte* record, UInt32 bytes, std::size_t offset) {
   std::uint32_t value = 0;
   if (offset + sizeof value <= bytes) {
@@ -81,7 +81,7 @@ std::uint32_t channelsOfLayout(const std::byte* layout, UInt32 bytes) {
   return known != kLayouts.end() ? known->channels : kDefaultChannels;
 }
 
-/// Appends all formats or, without memory for them, none.
+/// Appends all formats, or none if there is not enough memory.
 bool appendAll(FormatList& formats) try {
   FormatList all(formats.m_allocator);
   for (const FormatDescriptor& format : kSupportedFormats) {

@@ -2,8 +2,8 @@
 
 #include "coreaudio/CoreAudioOutput.h"
 
-// The property write: the one way in which an output is built. The configuration lock is held from
-// end to end, so that the feeder does not pull and nobody disconnects meanwhile.
+// The property write: the only way to build an output. It holds the configuration lock throughout,
+// so that the feeder does not pull and the connection does not change meanwhile.
 
 namespace Tavro {
 
@@ -14,7 +14,7 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
   const auto& wanted = *reinterpret_cast<const AudioProperties*>(value->value);
   const boost::recursive_mutex::scoped_lock lock(m_owner->m_configLock);
   if (m_owner->m_feed.m_session == nullptr) {
-    return false;  // nothing is kept, so that the same write succeeds once there is a session
+    return false;  // nothing is stored, so that the same write succeeds once there is a session
   }
   if (passthrough == m_passthrough && wanted.m_channels == m_properties.m_channels &&
       wanted.m_sampleRate == m_properties.m_sampleRate) {

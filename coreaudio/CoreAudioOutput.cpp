@@ -9,16 +9,16 @@ CoreAudioOutput::CoreAudioOutput(PluginContext* context)
   auto port = std::make_unique<CoreAudioPort>(this);
   setInputPort(port.get());
   m_thread = new boost::thread([this] { m_feeder.run(m_port->m_peer); });
-  port.release();  // m_port owns it from here on
+  port.release();  // m_port owns it now
 }
 
 CoreAudioOutput::~CoreAudioOutput() {
-  const boost::this_thread::disable_interruption uninterrupted;  // a join may be interrupted
+  const boost::this_thread::disable_interruption uninterrupted;  // a join can be interrupted
   m_feeder.stop();
   m_thread->join();
   delete m_thread;
   m_thread = nullptr;
-  teardown();  // the host may not have disconnected; no callback may come from here on
+  teardown();  // in case the host has not disconnected; no callback comes afterwards
   delete m_port;
 }
 

@@ -18,13 +18,13 @@
 namespace Tavro {
 
 /// The audio output of the platform. PCM plays through a graph of one default output unit, whose
-/// render callback drains the buffer queue in step with the graph clock; AC-3 bursts go untouched
-/// through an I/O procedure of the default output device. The output is only ever built by a
-/// property write on the input port.
+/// render callback drains the buffer queue in step with the graph clock; AC-3 bursts pass unchanged
+/// through an I/O procedure of the default output device. Only a property write on the input port
+/// builds the output.
 ///
 /// The feeder thread lives from construction to destruction and sleeps while there is nothing to
-/// do. The destructor joins it, gives back whatever is still registered with the platform, and then
-/// destroys the port.
+/// do. The destructor joins it, releases everything that is still registered with the platform, and
+/// then destroys the port.
 class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
  public:
   class CoreAudioPort;
@@ -45,7 +45,7 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   void setInputPort(AudioPort* port) override;
   AudioPort* getInputPort() override;
 
-  // The output's life. [host-thread]
+  // Life cycle of the output. [host-thread]
   OSStatus buildGraph(bool passthrough);
   OSStatus teardown();
   OSStatus reset();
@@ -58,8 +58,7 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   void swapSurroundPairs(AudioUnit unit);
   void endPassthrough();
 
-  // The callbacks as the platform wants them, with the component as their reference value.
-  // [render-thread]
+  // The platform's callbacks; their reference value is the component. [render-thread]
   static OSStatus onRender(void* self, AudioUnitRenderActionFlags* flags,
                            const AudioTimeStamp* time, UInt32 bus, UInt32 frames,
                            AudioBufferList* data);
@@ -77,12 +76,12 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   void applySessionVolume();
   std::uint32_t maximumChannels();
 
-  /// Reads one property into a block from malloc(), the caller's to free(). Answers its bytes; 0
-  /// after any failure, with `*data` null or untouched.
+  /// Reads one property into a block from malloc(), which the caller must free(). Returns its size
+  /// in bytes, or 0 after any failure, with `*data` null or unchanged.
   UInt32 readObjectProperty(AudioObjectID object, AudioObjectPropertySelector selector,
                             AudioObjectPropertyScope scope, void** data);
 
-  CoreAudioPort* m_port = nullptr;  // owned; destroyed last, when nobody can look at it any more
+  CoreAudioPort* m_port = nullptr;  // owned; destroyed last, when no thread can access it
 
   std::atomic<bool> m_passthroughActive{false};
   AudioDeviceIOProcID m_ioProcId = nullptr;
@@ -90,14 +89,13 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   std::optional<AudioStreamBasicDescription> m_savedPhysicalFormat;  // empty: nothing to restore
   AudioStreamID m_outputStreamId = kAudioObjectUnknown;
 
-  // Set once the graph is built and taken away before it is disposed of, both under m_graphLock.
-  // Calls on them are made within a GraphUse. Whether there is a graph is also read without the
-  // lock.
+  // Set once the graph is built and cleared before it is disposed of, both under m_graphLock. Calls
+  // on them are made within a GraphUse. m_graph is also compared with null without the lock.
   std::atomic<AUGraph> m_graph{nullptr};
   AudioUnit m_outputUnit = nullptr;
   AUNode m_outputNode = 0;
   std::uint32_t m_graphUses = 0;            // guarded by m_graphLock
-  std::condition_variable_any m_graphFree;  // the last use of a graph taken away has ended
+  std::condition_variable_any m_graphFree;  // the last use of a cleared graph has ended
 
   AudioStreamBasicDescription m_streamFormat{};  // constant while callbacks can come
   AudioDeviceID m_deviceId = kAudioObjectUnknown;
@@ -105,13 +103,13 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   boost::recursive_mutex m_configLock;  // the port's connection and the configuration
   boost::recursive_mutex m_graphLock;   // the handles of the graph and the unit, and their uses
 
-  // Of the announcements their number, and in the low byte the volume of the last one.
+  // The number of announced volumes, with the last volume in the low byte.
   std::atomic<std::uint32_t> m_announcedVolume{0};
 
   Feeder m_feeder{m_feed, m_configLock};
 };
 
-/// The input port: what the host writes, asks and sends goes to the owner. [host-thread]
+/// The input port: passes the host's writes, queries and events to the owner. [host-thread]
 class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::AudioPort {
  public:
   explicit CoreAudioPort(CoreAudioOutput* owner) : AudioPort(owner) {}
@@ -121,7 +119,7 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
   bool readQuery(unsigned id, _Variant* value) override;
   bool writeQuery(unsigned id, _Variant* value) override;
 
-  bool m_passthrough = false;  // the mode of the last usable write
+  bool m_passthrough = false;  // the mode of the last valid write
 
  private:
   bool configure(_Variant* value, bool passthrough);
@@ -132,7 +130,7 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
 
 /// Keeps the graph and its unit from being disposed of while it lives: teardown waits for it. It
 /// holds no lock meanwhile, so that a call of the platform may wait for a render call, which may
-/// ask the time base. [any-thread]
+/// query the time base. [any-thread]
 class CoreAudioOutput::GraphUse {
  public:
   explicit GraphUse(CoreAudioOutput& owner);
@@ -140,8 +138,8 @@ class CoreAudioOutput::GraphUse {
   GraphUse(const GraphUse&) = delete;
   GraphUse& operator=(const GraphUse&) = delete;
 
-  AUGraph graph() const { return m_graph; }  // null: there is none
-  AudioUnit unit() const { return m_unit; }  // null with it
+  AUGraph graph() const { return m_graph; }  // null if there is none
+  AudioUnit unit() const { return m_unit; }  // null if graph() is
 
  private:
   CoreAudioOutput& m_owner;

@@ -1,6 +1,6 @@
 #include "coreaudio/CoreAudioOutput.h"
 
-// Events and checks of the input port: how the host drives playback. Unknown ones are accepted.
+// Events and checks of the input port, which control playback. Unknown ones return true.
 
 namespace Tavro {
 namespace {
@@ -30,7 +30,7 @@ bool CoreAudioOutput::CoreAudioPort::sendEvent(unsigned id, _Variant* value) {
   }
 }
 
-/// The lock makes the feeder finish a query of the former peer first, which is then never called
+/// The lock makes the feeder first finish a query of the previous peer, which is then never called
 /// again.
 void CoreAudioOutput::CoreAudioPort::connect(PortInterface* peer) {
   m_owner->teardown();
@@ -49,7 +49,7 @@ bool CoreAudioOutput::CoreAudioPort::checkEvent(unsigned id, _Variant* /*value*/
   return id != PortCheck::kReady || isReady();
 }
 
-/// Asking is what lets the feeder begin to fill the queue.
+/// Also makes the feeder start to fill the queue.
 bool CoreAudioOutput::CoreAudioPort::isReady() {
   const boost::recursive_mutex::scoped_lock lock(m_owner->m_feed.m_queueLock);
   m_owner->m_feed.m_playing = true;

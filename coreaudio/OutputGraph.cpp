@@ -6,12 +6,12 @@
 #include "coreaudio/CoreAudioOutput.h"
 #include "feed/Callbacks.h"
 
-// The life of the output. The PCM path is a graph of one node, the default output unit; it is built
-// and torn down by the host's thread under m_configLock, or by the port's events. The handles are
-// published when the graph is built. Teardown takes them away under m_graphLock, waits for the
-// calls that use them, and then disposes of the graph; closing it returns when no callback is under
-// way and none will come. No call that can wait for a callback is made under m_graphLock, which the
-// time base needs.
+// Life cycle of the output. The PCM path is a graph of one node, the default output unit. The
+// host's thread builds it and tears it down under m_configLock, or by the port's events. The
+// handles are published when the graph is built. Teardown clears them under m_graphLock, waits for
+// the calls that use them, and then disposes of the graph; closing it returns when no callback is
+// running and none will come. No call that can wait for a callback is made under m_graphLock, which
+// the time base needs.
 
 namespace Tavro {
 namespace {
@@ -21,7 +21,7 @@ constexpr AudioComponentDescription kDefaultOutputUnit = {
 
 constexpr OSStatus kUnexpectedSize = -1;
 
-/// Returns when no callback of the graph is under way and none will come. Null: nothing to do.
+/// Returns when no callback of the graph is running and none will come. Does nothing for null.
 void disposeOf(AUGraph graph) {
   if (graph != nullptr) {
     AUGraphClose(graph);
@@ -46,8 +46,8 @@ OSStatus CoreAudioOutput::buildGraph(bool passthrough) {
   return status;
 }
 
-/// What the render callback will produce. False without a connection, which brings the code of the
-/// format. Whether the unit plays it is the unit's to say.
+/// Describes what the render callback will produce. Returns false without a connection, which
+/// provides the format code. The unit decides whether it can play the format.
 bool CoreAudioOutput::fillStreamFormat() {
   m_streamFormat = {};
   if (m_port->m_format == nullptr) {
@@ -103,7 +103,7 @@ OSStatus CoreAudioOutput::onRender(void* self, AudioUnitRenderActionFlags* flags
   return noErr;
 }
 
-/// The unit's format, callback, device and channel map.
+/// Sets the unit's format, callback and channel map, and reads its device.
 OSStatus CoreAudioOutput::setUpUnit(AudioUnit unit) {
   OSStatus status =
       AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
@@ -130,7 +130,7 @@ OSStatus CoreAudioOutput::setUpUnit(AudioUnit unit) {
 }
 
 /// A device of eight or more channels has its side pair before its rear pair, the stream has them
-/// the other way round. Without success the unit's own map is used.
+/// the other way round. On failure the unit keeps its own map.
 void CoreAudioOutput::swapSurroundPairs(AudioUnit unit) {
   UInt32 size = 0;
   if (AudioUnitGetPropertyInfo(unit, kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, 0,
@@ -211,7 +211,7 @@ OSStatus CoreAudioOutput::stop() {
     m_feed.m_playing = false;
     m_feed.forgetLastCallback();
     AUGraphStop(use.graph());
-    m_feed.forgetLastCallback();  // a last callback may have come before the graph stood still
+    m_feed.forgetLastCallback();  // a last callback may have come before the graph stopped
   }
   return noErr;
 }

@@ -5,8 +5,8 @@
 #include "coreaudio/CoreAudioOutput.h"
 #include "feed/Callbacks.h"
 
-// The passthrough path: a stream of the default output device is switched to an AC-3 format that
-// fits, and an I/O procedure of this component is started on the device. On the host's thread, with
+// The passthrough path: switches a stream of the default output device to a matching AC-3 format,
+// and starts an I/O procedure of this component on the device. Set up on the host's thread, with
 // m_configLock held by the configuration.
 
 namespace Tavro {
@@ -43,7 +43,7 @@ bool matches(const AudioStreamBasicDescription& format, const AudioProperties& p
 
 }  // namespace
 
-/// A failure leaves the stream as far as it was switched; nothing is undone but the procedure.
+/// After a failure the stream keeps the format it was switched to; only the procedure is removed.
 OSStatus CoreAudioOutput::startPassthrough() {
   if (!selectPhysicalFormat()) {
     return kFormatError;
@@ -73,8 +73,8 @@ OSStatus CoreAudioOutput::onDeviceCycle(AudioObjectID /*device*/, const AudioTim
   return noErr;
 }
 
-/// The first stream in the device's order that offers a fitting format, and its first such format.
-/// Nothing of the component changes when there is none.
+/// Selects the first stream, in the device's order, that offers a matching format, and its first
+/// such format. Returns false and changes nothing if there is none.
 bool CoreAudioOutput::selectPhysicalFormat() {
   void* block = nullptr;
   UInt32 bytes =
@@ -118,8 +118,8 @@ bool CoreAudioOutput::selectFormatOfStream(AudioStreamID stream) {
   return true;
 }
 
-/// Remembers the chosen stream's format for the teardown. What was remembered before stays if it
-/// cannot be read: the last format known to be sound, as a rule of the same stream.
+/// Saves the selected stream's format for the teardown. If it cannot be read, the previously saved
+/// one is kept: the last known good format, usually of the same stream.
 void CoreAudioOutput::savePhysicalFormat() {
   void* block = nullptr;
   const UInt32 bytes = readObjectProperty(m_outputStreamId, kAudioStreamPropertyPhysicalFormat,
@@ -138,8 +138,8 @@ OSStatus CoreAudioOutput::setPhysicalFormat(const AudioStreamBasicDescription& f
                                     &format);
 }
 
-/// Undoes a started path: no call of the procedure comes after it, and the stream has its former
-/// format.
+/// Ends a started path: afterwards the procedure is not called any more, and the stream has its
+/// previous format.
 void CoreAudioOutput::endPassthrough() {
   AudioDeviceStop(m_deviceId, m_ioProcId);
   AudioDeviceDestroyIOProcID(m_deviceId, m_ioProcId);

@@ -1,8 +1,8 @@
 #include "coreaudio/CoreAudioOutput.h"
 #include "output/Settings.h"
 
-// The unit's parameter is the only store of the volume. A setting may change on one host thread
-// while another tears the output down, which waits for the parameter's call.
+// Only the unit's parameter stores the volume. A setting may change on one host thread while
+// another tears the output down; the teardown waits for the parameter's call.
 
 namespace Tavro {
 namespace {
@@ -10,12 +10,12 @@ namespace {
 constexpr float kPercent = 100.0F;
 constexpr std::uint8_t kFullVolume = 100;
 
-/// Whether the value can be converted: not a NaN, and within the range of a 32-bit int.
+/// Returns true if the value can be converted: not a NaN, and within the range of a 32-bit int.
 bool isInt(float value) { return value >= -0x1p31F && value < 0x1p31F; }
 
 }  // namespace
 
-/// The channel limit is not taken from changes: what counts is the device.
+/// Ignores changes of the channel limit: the device determines it.
 void CoreAudioOutput::settingChanged(const Setting& setting, _Variant* value) {
   if (isVolume(setting, value)) {
     const auto volume = static_cast<std::uint8_t>(value->value);
@@ -24,8 +24,8 @@ void CoreAudioOutput::settingChanged(const Setting& setting, _Variant* value) {
   }
 }
 
-/// The session's volume, for a new unit. A change that is announced while it is read, or before it
-/// is set, is the newer one.
+/// Applies the session's volume to a new unit. A change announced while it is read or set is newer
+/// and overrides it.
 void CoreAudioOutput::applySessionVolume() {
   std::uint32_t announced = m_announcedVolume;
   _Variant value{};
@@ -58,7 +58,7 @@ std::uint8_t CoreAudioOutput::getVolume() {
                                                      kAudioUnitScope_Global, 0, &gain) != noErr) {
     return 0;
   }
-  // Rounded to single precision here, whatever the processor computes in.
+  // Rounds to single precision, whatever precision the processor computes in.
   const volatile float rounded = gain * kPercent;
   const float percent = rounded;
   return isInt(percent) ? static_cast<std::uint8_t>(static_cast<int>(percent)) : std::uint8_t{0};

@@ -3,7 +3,7 @@
 namespace Tavro {
 namespace {
 
-// The feeder's limit of ten, and the one that a consumer may have in hand.
+// The feeder's limit of ten, plus one that a consumer may hold.
 constexpr std::size_t kReservedRecords = 11;
 
 }  // namespace
@@ -51,10 +51,10 @@ bool BufferQueue::putBack(const QueuedBuffer& record) {
   return true;
 }
 
-// A record is gone before its buffer is released: a host that flushes from within release() finds
-// the rest only.
+// Removes a record before it releases its buffer, so a host that flushes from within release()
+// finds only the rest.
 void BufferQueue::clear() {
-  pop();  // a taken front is its consumer's
+  pop();  // a taken front belongs to its consumer
   while (m_count > 0) {
     QueuedBuffer record = at(0);
     m_front = (m_front + 1) % m_ring.size();

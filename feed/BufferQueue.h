@@ -8,12 +8,12 @@
 
 namespace Tavro {
 
-/// The records waiting to be played, first in, first out, in a ring that is allocated once: the
-/// feeder stops at ten records, so it never grows on that path.
+/// FIFO of the records waiting to be played, in a ring that is allocated once: the feeder stops at
+/// ten records, so the ring never grows on that path.
 ///
-/// The consumer works on a copy of the front record outside the lock. To keep that consistent with
-/// a clear in the middle, the front is marked as taken: clear() then removes it but leaves its
-/// reference to the consumer, who learns of it when it comes back with pop() or putBack().
+/// The consumer works on a copy of the front record outside the lock. The front is marked as taken
+/// meanwhile, so that clear() removes it but leaves its reference to the consumer; the consumer's
+/// pop() or putBack() then returns false.
 ///
 /// Not synchronised: the caller holds the component's queue lock. One consumer at a time.
 class BufferQueue {
@@ -24,19 +24,19 @@ class BufferQueue {
 
   void pushBack(const QueuedBuffer& record);  // [feeder-thread]
 
-  /// Copies the front into `record` and marks it as taken; false when the queue is empty.
+  /// Copies the front into `record` and marks it as taken. Returns false if the queue is empty.
   /// [render-thread] or [io-thread], like the two below
   bool take(QueuedBuffer& record);
 
-  /// Removes the taken front, whose buffer the caller has released. False when it was cleared away
-  /// since it was taken: nothing is removed.
+  /// Removes the taken front, whose buffer the caller has released. Returns false and removes
+  /// nothing if it was cleared since it was taken.
   bool pop();
 
-  /// Writes the updated copy back in place of the taken front. False when that was cleared away:
-  /// the record is the caller's to release.
+  /// Writes the updated copy back in place of the taken front. Returns false if that was cleared;
+  /// the caller must then release the record.
   bool putBack(const QueuedBuffer& record);
 
-  /// Releases every record, front to back, but for a taken front, and removes all.
+  /// Removes all records, front to back, and releases them except for a taken front.
   void clear();  // [host-thread]
 
  private:

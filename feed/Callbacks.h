@@ -9,8 +9,8 @@
 
 namespace Tavro {
 
-/// What the PCM callback produces, and where it comes from. Constant while callbacks can come, but
-/// for the peer, which is only compared with null.
+/// What the PCM callback produces, and its source. Constant while callbacks can come, except for
+/// the peer, which is only compared with null.
 struct PcmStream {
   const AudioStreamBasicDescription& format;
   const std::atomic<PortInterface*>& peer;
@@ -21,7 +21,7 @@ struct PcmStream {
 void renderPcm(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags,
                UInt32 frames, AudioBufferList* target);
 
-/// Copies one queued burst, unchanged, to the buffer of that index. [render-thread]
+/// Copies one queued burst, unchanged, to the buffer at `bufferIndex`. [render-thread]
 void renderPassthrough(Feed& feed, UInt32 bufferIndex, AudioBufferList* outputData);
 
 }  // namespace Tavro

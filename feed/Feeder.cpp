@@ -14,10 +14,10 @@ MediaBuffer* askForBuffer(PortInterface& peer) {
 
 }  // namespace
 
-/// What the feeder got from upstream, and what held when it asked: a buffer that is asked for
-/// before a clear of the queue is not queued after it.
+/// A buffer from upstream, and the state when it was requested: a buffer requested before the
+/// queue is cleared is not queued afterwards.
 struct Feeder::Pull {
-  MediaBuffer* buffer = nullptr;  // null: there is none
+  MediaBuffer* buffer = nullptr;  // null if there is none
   std::uint32_t streamId = 0;
   std::uint32_t clears = 0;
   bool asked = false;
@@ -38,8 +38,8 @@ void Feeder::run(const std::atomic<PortInterface*>& peer) {
   }
 }
 
-/// Asks twice before it gives up, so that a source that only woke up is not kept waiting. Asks for
-/// nothing after a flush or a disconnect that came while it waited for the lock.
+/// Asks again if there was no buffer, as the first query may only have woken the source. Asks for
+/// nothing if a flush or a disconnect came while it waited for the lock.
 Feeder::Pull Feeder::pullFrom(const std::atomic<PortInterface*>& peer) {
   const boost::recursive_mutex::scoped_lock lock(m_configLock);
   PortInterface* const upstream = peer;
@@ -72,7 +72,7 @@ void Feeder::queueOrDrop(const Pull& pull) {
   }
 }
 
-/// The session may be left at any time once nothing plays; see m_feederUsesSession.
+/// The host may leave the session at any time once nothing plays; see m_feederUsesSession.
 bool Feeder::reportIfLate(const Pull& pull) {
   m_feed.m_feederUsesSession = true;
   const bool late = pull.buffer->timeStamp + pull.buffer->duration < m_feed.graphTime();

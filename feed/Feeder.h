@@ -8,15 +8,15 @@
 
 namespace Tavro {
 
-/// Pulls buffers from the upstream port into the queue while the output plays, drops what is wholly
-/// late before it is queued, and pauses whenever there is nothing to do. It holds the configuration
-/// lock while it asks upstream, never together with another lock, and never while it pauses.
+/// Pulls buffers from the upstream port into the queue while the output plays, drops entirely late
+/// ones before they are queued, and pauses when there is nothing to do. It holds the configuration
+/// lock while it queries upstream, never together with another lock, and never while it pauses.
 class Feeder {
  public:
   Feeder(Feed& feed, boost::recursive_mutex& configLock) : m_feed(feed), m_configLock(configLock) {}
 
-  /// Returns after stop(), within a pause. `peer` is the upstream port, null while there is none;
-  /// it is changed under the configuration lock. [feeder-thread]
+  /// Returns within one pause after stop(). `peer` is the upstream port, null while there is none;
+  /// it changes under the configuration lock. [feeder-thread]
   void run(const std::atomic<PortInterface*>& peer);
   void stop() { m_stop = true; }  // [any-thread]
 

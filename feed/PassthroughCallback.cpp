@@ -2,8 +2,8 @@
 
 #include "feed/Callbacks.h"
 
-// The passthrough I/O procedure: one queued burst per device cycle, unchanged. Nothing is
-// converted, aligned with a clock, reported or counted here. The front stays in the queue while its
+// The passthrough I/O procedure: plays one queued burst per device cycle, unchanged. It does not
+// convert, align with a clock, report or count anything. The front stays in the queue while its
 // bytes are copied outside the lock.
 
 namespace Tavro {

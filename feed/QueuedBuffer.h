@@ -7,8 +7,8 @@
 namespace Tavro {
 
 /// Record of the buffer queue: a media buffer and how far it has been played. A plain value; copies
-/// share the one reference, which is given back by release() on exactly one of them. Destroying a
-/// record does nothing to the buffer.
+/// share one reference, and release() must be called on exactly one of them. Destroying a record
+/// does not affect the buffer.
 struct QueuedBuffer {
   std::uint8_t* m_data = nullptr;  // the bytes, only between lockData() and unlockData()
   std::uint32_t m_chunkSize = 0;

@@ -4,13 +4,13 @@
 #include "feed/Callbacks.h"
 
 // The PCM render callback: fills the requested frames from the queue, in step with the graph clock.
-// Out of step (not synced), the front buffer is lined up with the clock: early, it waits behind
-// silence; wholly late, it is dropped; partly late, it is entered where the clock is. In step, the
-// clock is not asked: buffers follow one another as long as none starts more than 10 ms after the
-// end of the one before.
+// While not synced, it aligns the front buffer with the clock: an early one waits while silence
+// plays, an entirely late one is dropped, a partly late one is entered where the clock is. Once
+// synced, it ignores the clock: buffers play back to back as long as none starts more than 10 ms
+// after the end of the previous one.
 //
-// Locks: the queue's around each single queue step, the counters' once at the end. The bytes are
-// copied outside. All media time is unsigned 32-bit milliseconds and wraps.
+// Locks: the queue lock around each queue operation, the counter lock once at the end. The bytes
+// are copied without a lock. All media time is unsigned 32-bit milliseconds and wraps.
 
 namespace Tavro {
 namespace {
@@ -19,8 +19,8 @@ constexpr std::uint32_t kLargestGapMs = 10;
 
 }  // namespace
 
-/// One call of the callback. The working record is a copy of the taken front of the queue; without
-/// a buffer there is none.
+/// One call of the callback. m_front is a copy of the taken front of the queue; it has no buffer
+/// while no front is taken.
 class RenderPass {
  public:
   RenderPass(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags, UInt32 frames,
@@ -29,7 +29,7 @@ class RenderPass {
 
  private:
   enum class Filling { Done, Silence };
-  struct Piece {  // the rest of the working record: where it lies in time
+  struct Piece {  // the unplayed rest of m_front, milliseconds of the graph clock
     std::uint32_t time;
     std::uint32_t duration;
   };
@@ -71,7 +71,7 @@ RenderPass::RenderPass(Feed& feed, const PcmStream& stream, AudioUnitRenderActio
 
 void RenderPass::run() {
   bool silent = !begin() || fill() == Filling::Silence;
-  if (!silent && m_target.mDataByteSize == 0) {  // all that was met was late, or empty
+  if (!silent && m_target.mDataByteSize == 0) {  // every buffer was late or empty
     m_feed.m_synced = false;
     silent = true;
   }
@@ -84,10 +84,10 @@ void RenderPass::run() {
   m_feed.countCallback(m_wall, m_bytes);
 }
 
-/// False when the call is silence from the outset.
+/// Returns false if the call can only play silence.
 bool RenderPass::begin() {
   if (!m_feed.takeFront(m_front)) {
-    return false;  // in step still, if data comes in time
+    return false;  // still synced, if data comes in time
   }
   if (m_stream.peer == nullptr || m_capacity < m_bytes) {
     m_feed.m_synced = false;
@@ -99,7 +99,7 @@ bool RenderPass::begin() {
 
 RenderPass::Filling RenderPass::fill() {
   while (m_target.mDataByteSize < m_bytes && m_front.m_buffer != nullptr) {
-    if (m_front.m_position >= m_front.m_size) {  // an empty buffer has been played at once
+    if (m_front.m_position >= m_front.m_size) {  // an empty buffer counts as played
       finishFront();
     } else if (startsTooLate()) {
       return Filling::Silence;
@@ -112,7 +112,8 @@ RenderPass::Filling RenderPass::fill() {
   return Filling::Done;
 }
 
-/// The front does not follow on from what was played, or is early: it waits.
+/// Returns true if the front must wait: it is early, or leaves too large a gap after what was
+/// played.
 bool RenderPass::startsTooLate() const {
   if (!m_feed.m_synced) {
     return m_front.m_timeStamp > m_now;
@@ -161,7 +162,7 @@ void RenderPass::playFront() {
   }
 }
 
-/// The clock is inside the piece: skips whole frames up to where it is.
+/// If the clock is inside the piece, skips whole frames up to its position.
 void RenderPass::enterAtClock(Piece& piece) {
   if (piece.time == 0 || !(piece.time < m_now && m_now < piece.time + piece.duration)) {
     return;
@@ -182,11 +183,11 @@ void RenderPass::finishFront() {
 void RenderPass::nextFront() {
   m_front.release();
   if (!m_feed.popFrontAndTakeNext(m_front)) {
-    m_feed.m_synced = false;  // the queue was cleared meanwhile: line up anew
+    m_feed.m_synced = false;  // the queue was cleared meanwhile: align again
   }
 }
 
-/// Puts what is left of the front back into the queue.
+/// Puts the rest of the front back into the queue.
 void RenderPass::leaveFront() {
   if (m_front.m_buffer != nullptr && !m_feed.putBackFront(m_front)) {
     m_feed.m_synced = false;  // cleared meanwhile
@@ -201,7 +202,7 @@ void RenderPass::padWithZeros() {
   m_target.mNumberChannels = m_stream.format.mChannelsPerFrame;
 }
 
-/// The whole request, or as much as there is room for. Overwrites what was copied in this call.
+/// Fills the request, or as much as there is room for. Overwrites what this call has copied.
 void RenderPass::fillWithSilence() {
   const std::uint32_t bytes = std::min(m_bytes, m_capacity);
   if (bytes != 0) {

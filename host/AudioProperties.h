@@ -13,7 +13,7 @@ class MediaProperties {
   virtual ~MediaProperties() = default;
 };
 
-/// What a host writes to an audio port: the shape of the stream that will follow.
+/// What a host writes to an audio port: the format of the stream that follows.
 class AudioProperties : public MediaProperties {
  public:
   std::uint32_t m_sampleRate = 0;  // frames per second

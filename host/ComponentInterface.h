@@ -11,12 +11,12 @@
 namespace Tavro {
 
 class GraphSessionInterface;
-class SettingsInterface;  // the host's own
+class SettingsInterface;  // defined by the host
 
 using FormatList = List<FormatDescriptor, StandardAllocator<Node<FormatDescriptor>>>;
 
-/// The facet of a component that the graph drives. The bodies here answer false; a component
-/// overrides what it supports. [host-thread]
+/// Interface through which the graph drives a component. The default implementations return false;
+/// a component overrides what it supports. [host-thread]
 class ComponentInterface {
  public:
   ComponentInterface() = default;
@@ -24,28 +24,30 @@ class ComponentInterface {
   ComponentInterface& operator=(const ComponentInterface&) = delete;
 
   virtual ~ComponentInterface() = default;
-  /// Once, before the component is used. False: nothing was registered with the session.
+  /// Called once, before the component is used. If it returns false, nothing was registered with
+  /// the session.
   virtual bool create(GraphSessionInterface* session);
 
-  /// Once, before the component is destroyed. May wait for a call of the session's reportBuffer()
-  /// or its clock's currentTime() that a worker thread of the component is in, so the caller holds
-  /// no lock that these take; from within such a call of the worker it returns at once. It does not
-  /// wait for the audio service's render call: the host stops or disconnects the component before
-  /// the session ends.
+  /// Called once, before the component is destroyed. May wait until a worker thread of the
+  /// component returns from the session's reportBuffer() or its clock's currentTime(), so the
+  /// caller must hold no lock that these take; called from within such a call of the worker, it
+  /// returns at once. It does not wait for the audio service's render call: the host must stop or
+  /// disconnect the component before the session ends.
   virtual bool destroy();
   virtual bool sendEvent(unsigned id, _Variant* value);
   virtual bool checkEvent(unsigned id, _Variant* value);
   virtual bool readQuery(unsigned id, _Variant* value);
   virtual bool writeQuery(unsigned id, _Variant* value);
 
-  /// Appends the formats that ports of the given kind take or give.
+  /// Appends the formats that ports of the given kind accept or produce.
   virtual bool getSupportedFormats(SettingsInterface* settings, MediaType mediaType,
                                    DataModel dataModel, PortType portType, FormatList* out);
 
-  /// Appends the keys of the information entries; they live as long as the component.
+  /// Appends the keys of the information entries; they stay valid as long as the component.
   virtual bool getInfoKeys(std::vector<const char*>* keys) = 0;
 
-  /// Copies an entry; a string stays the component's own. False, `*out` untouched: no such key.
+  /// Copies an entry; the component keeps owning a string. Returns false and leaves `*out`
+  /// unchanged if there is no such key.
   virtual bool getInfo(const char* key, _Variant* out) = 0;
 };
 

@@ -14,37 +14,37 @@ namespace Tavro {
 class SessionClock {
  public:
   virtual ~SessionClock() = default;
-  /// May ask the time bases: the component calls it under none of its locks.
+  /// May query the time bases: a component must hold none of its locks when it calls this.
   /// [any-thread], real-time safe
   virtual std::uint32_t currentTime() = 0;
   virtual void addTimeBase(TimeBaseInterface* timeBase) = 0;     // [host-thread]
   virtual void removeTimeBase(TimeBaseInterface* timeBase) = 0;  // [host-thread]
 };
 
-/// What a component sees of the session it was created in.
+/// The session that a component was created in, as the component sees it.
 class GraphSessionInterface {
  public:
   virtual ~GraphSessionInterface() = default;
 
-  /// True when the setting has a value, written to `*out`. [host-thread]
+  /// Returns true if the setting has a value, and writes it to `*out`. [host-thread]
   virtual bool getSetting(const Setting& setting, _Variant* out) = 0;
 
-  /// Reports the fate of a buffer of the stream, a BufferState. May take the lock that
-  /// announcements are made under. [any-thread], real-time safe
+  /// Reports what happened to a buffer of the stream; `state` is a BufferState. May take the lock
+  /// under which setting changes are announced. [any-thread], real-time safe
   virtual void reportBuffer(std::uint32_t streamId, std::uint32_t state, MediaBuffer* buffer) = 0;
 
   virtual void registerSettingConsumer(SettingConsumer* consumer) = 0;    // [host-thread]
   virtual void unregisterSettingConsumer(SettingConsumer* consumer) = 0;  // [host-thread]
 
-  /// The same object for the session's whole life. [host-thread]
+  /// Returns the same object for the session's whole life. [host-thread]
   virtual SessionClock* getClock() = 0;
 };
 
-/// The upstream end that connectInput() is given.
+/// The upstream end of a connection, passed to connectInput().
 class StreamSource {
  public:
   virtual ~StreamSource() = default;
-  virtual std::uint32_t streamId() = 0;  // how the session knows the stream
+  virtual std::uint32_t streamId() = 0;  // identifies the stream in the session
 };
 
 }  // namespace Tavro

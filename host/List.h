@@ -10,7 +10,7 @@ struct Node {
   Node* next;
 };
 
-/// Singly linked list whose nodes come from a borrowed allocator. Not synchronised.
+/// Singly linked list with nodes from a borrowed allocator. Not synchronised.
 template <class T, class Alloc>
 class List {
  public:

@@ -4,9 +4,9 @@
 
 namespace Tavro {
 
-/// A piece of a stream, reference-counted by the host. Whoever gets one from PortQuery::kNextBuffer
-/// owns one reference and gives it back with release() exactly once; the bytes may be read between
-/// lockData() and unlockData() while the reference is held.
+/// A piece of a stream, reference-counted by the host. The caller that reads one from
+/// PortQuery::kNextBuffer owns one reference and must call release() exactly once; it may read the
+/// bytes between lockData() and unlockData() while it holds the reference.
 class MediaBuffer {
  public:
   virtual ~MediaBuffer() = default;
@@ -27,7 +27,7 @@ class MediaBuffer {
   MediaBuffer(const MediaBuffer&) = delete;
   MediaBuffer& operator=(const MediaBuffer&) = delete;
 
-  void resize(std::uint32_t size) { m_size = size; }  // by the host, before it hands the buffer out
+  void resize(std::uint32_t size) { m_size = size; }  // by the host, before it hands out the buffer
 
  private:
   std::uint32_t m_size;

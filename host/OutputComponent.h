@@ -7,7 +7,7 @@
 
 namespace Tavro {
 
-/// The facet through which the graph attaches an upstream stream to an output. [host-thread]
+/// Interface through which the graph connects an upstream stream to an output. [host-thread]
 class OutputInterface {
  public:
   OutputInterface() = default;
@@ -16,12 +16,12 @@ class OutputInterface {
 
   virtual ~OutputInterface() = default;
 
-  /// The port to send the stream to, still the component's own; null when it cannot be taken.
-  /// `format` is borrowed until the port's disconnect event.
+  /// Returns the port to send the stream to, which the component keeps owning, or null if it
+  /// cannot take the stream. `format` is borrowed until the port's disconnect event.
   virtual PortInterface* connectInput(MediaType mediaType, const FormatDescriptor* format,
                                       StreamSource* source) = 0;
 
-  /// Gives up the port that connectInput() answered.
+  /// Releases the port that connectInput() returned.
   virtual bool disconnectInput(PortInterface* port) = 0;
 };
 

@@ -7,10 +7,10 @@
 
 namespace Tavro {
 
-class PluginContext;  // the host's own; only passed on
+class PluginContext;  // defined by the host; only passed through
 
-/// Base of the object that a bundle's getPlugin() hands out. Made with one hold; the host owns it
-/// and destroys it by release() or by delete.
+/// Base of the object that a bundle's getPlugin() creates. It starts with one reference; the host
+/// owns it and destroys it with release() or delete.
 class Plugin {
  public:
   explicit Plugin(PluginContext* context);
@@ -18,14 +18,14 @@ class Plugin {
   Plugin& operator=(const Plugin&) = delete;
 
   virtual ~Plugin();
-  virtual std::uint32_t retain();   // the holds after it [any-thread]
-  virtual std::uint32_t release();  // the holds after it; at 0 the object is deleted [any-thread]
+  virtual std::uint32_t retain();   // returns the new count [any-thread]
+  virtual std::uint32_t release();  // returns the new count; deletes the object at 0 [any-thread]
   virtual std::uint32_t holdCount();
-  virtual const void* getPluginInfo() const;  // null: none
+  virtual const void* getPluginInfo() const;  // null if there is none
   virtual PluginContext* getPluginContext() const;
 
-  /// Converts the object to the interface that `id` names. Answers InterfaceResult::kFound, or
-  /// kUnknown with `*out` null. [any-thread]
+  /// Converts the object to the interface that `id` names. Returns InterfaceResult::kFound, or
+  /// kUnknown with `*out` set to null. [any-thread]
   virtual std::uint32_t queryInterface(const NarrowString& id, void** out) = 0;
 
  private:
@@ -38,7 +38,8 @@ inline constexpr std::uint32_t kFound = 0;
 inline constexpr std::uint32_t kUnknown = 3;
 }  // namespace InterfaceResult
 
-/// The one export of a bundle: `extern "C" std::uint32_t getPlugin(PluginContext*, Plugin** out)`.
+/// The only export of a bundle:
+/// `extern "C" std::uint32_t getPlugin(PluginContext*, Plugin** out)`.
 using GetPluginFunction = std::uint32_t(PluginContext*, Plugin**);
 
 }  // namespace Tavro

@@ -4,7 +4,7 @@
 
 namespace Tavro {
 
-/// One end of a connection between components. Identifiers: Identifiers.h.
+/// One end of a connection between components. The identifiers are listed in Identifiers.h.
 class PortInterface {
  public:
   PortInterface() = default;

@@ -4,12 +4,12 @@
 
 namespace Tavro {
 
-/// The host's log. [any-thread]; formats and writes, so never from a real-time thread.
+/// The host's log. [any-thread] except real-time threads, as it formats and writes
 class Logger {
  public:
   static Logger* instance();
 
-  /// One line: what it is about, the function and line it comes from, printf-style text.
+  /// Logs one line: its category, the function and line it comes from, and printf-style text.
   void log(const char* category, const char* function, unsigned long line, const char* format,
            ...) const
 #if defined(__GNUC__)
@@ -18,10 +18,10 @@ class Logger {
       ;
 };
 
-/// Milliseconds of a clock that never goes back. [any-thread], real-time safe
+/// Returns the milliseconds of a monotonic clock. [any-thread], real-time safe
 std::uint64_t GetTimeMS();
 
-/// Blocks the calling thread. Never while it holds a component lock, never from a callback.
+/// Blocks the calling thread. Never call it with a component lock held or from a callback.
 void SleepMS(unsigned long long ms);
 
 }  // namespace Tavro

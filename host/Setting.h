@@ -5,8 +5,8 @@
 
 namespace Tavro {
 
-/// Name of a setting. In use for audio: "Output" / "Volume" (kUInt8, percent, 0 to 100) and
-/// "Channels" / "Maximum" (kUInt32).
+/// Name of a setting. Audio uses "Output" / "Volume" (kUInt8, percent, 0 to 100) and "Channels" /
+/// "Maximum" (kUInt32).
 class Setting {
  public:
   Setting(MediaType type, NarrowString groupName, NarrowString settingName)

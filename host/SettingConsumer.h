@@ -5,7 +5,7 @@
 
 namespace Tavro {
 
-/// Hears of setting changes once registered with a session. [host-thread]
+/// Is notified of setting changes while registered with a session. [host-thread]
 class SettingConsumer {
  public:
   virtual ~SettingConsumer() = default;

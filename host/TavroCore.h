@@ -1,8 +1,8 @@
 #pragma once
 
-/// The contract between the media-graph host and its plug-ins: everything that crosses the border
-/// in either direction. Declarations, and templates that each side instantiates for itself; the
-/// bodies of what is neither inline nor pure are the host library's.
+/// The contract between the media-graph host and its plug-ins: everything that crosses the boundary
+/// in either direction. It holds declarations, and templates that each side instantiates for
+/// itself; functions that are neither inline nor pure are implemented by the host library.
 ///
 /// Threads in the comments: [host-thread] is any thread on which the host drives a component, one
 /// call at a time; [any-thread] includes the audio service's real-time threads.

@@ -4,7 +4,7 @@
 
 namespace Tavro {
 
-/// A playback clock that the graph can follow. Called by the session clock on host threads.
+/// A playback clock that the graph can follow. The session clock calls it on host threads.
 class TimeBaseInterface {
  public:
   virtual ~TimeBaseInterface() = default;

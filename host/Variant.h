@@ -4,14 +4,14 @@
 
 namespace Tavro {
 
-/// Tagged value carried by events, checks, queries, settings and information entries. `{}` fills
-/// it with zeros; pointers travel in `value` by reinterpret_cast.
+/// Tagged value of events, checks, queries, settings and information entries. `{}` sets it to
+/// zero; pointers are stored in `value` by reinterpret_cast.
 struct _Variant {
   std::uint8_t type;
   std::uintptr_t value;
 };
 
-/// What `_Variant::value` holds.
+/// Values of `_Variant::type`: what `value` holds.
 namespace VariantType {
 inline constexpr std::uint8_t kUInt8 = 2;         // low byte of the value word
 inline constexpr std::uint8_t kUInt32 = 5;        // low 32 bits of the value word

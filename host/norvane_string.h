@@ -9,10 +9,10 @@
 
 namespace Tavro {
 
-/// The framework's string: `m_length` characters and a NUL, in storage of an allocator that the
-/// string borrows. A string made from a null pointer has no storage and equals the empty string.
+/// The framework's string: `m_length` characters and a NUL, stored with a borrowed allocator. A
+/// string made from a null pointer has no storage and equals the empty string.
 ///
-/// Not synchronised; a value of its own on each thread.
+/// Not synchronised; each thread uses its own value.
 template <class C, class Alloc>
 class norvane_string {
  public:
@@ -38,7 +38,7 @@ class norvane_string {
     m_length = 0;
   }
 
-  /// Exact comparison of the characters up to the NUL; no storage counts as no characters.
+  /// Compares the characters up to the NUL exactly. A string without storage counts as empty.
   friend bool operator==(const norvane_string& a, const norvane_string& b) {
     const C none[1] = {C{}};
     const C* left = a.m_data != nullptr ? a.m_data : none;
@@ -63,7 +63,7 @@ class norvane_string {
     while (source[length] != C{}) {
       ++length;
     }
-    if (length >= UINT32_MAX) {  // the NUL would not be counted any more
+    if (length >= UINT32_MAX) {  // the count including the NUL would overflow
       throw std::bad_alloc();
     }
     const auto count = static_cast<std::uint32_t>(length) + 1;

@@ -30,7 +30,7 @@ class AudioOutput<T>::AudioPort : public PortInterface {
  public:
   explicit AudioPort(T* owner) : m_owner(owner) {}
 
-  /// Answers the channel limit of the settings for PortQuery::kMaximumChannels. [host-thread]
+  /// Returns the channel limit of the settings for PortQuery::kMaximumChannels. [host-thread]
   bool readQuery(unsigned id, _Variant* value) override {
     if (id != PortQuery::kMaximumChannels || value == nullptr) {
       return false;
@@ -39,11 +39,11 @@ class AudioOutput<T>::AudioPort : public PortInterface {
     return true;
   }
 
-  // Written under the owner's m_configLock; the feeder and the render thread also look at it to
-  // see whether anything is connected, without using it.
+  // Written under the owner's m_configLock; without it, the feeder and the render thread only
+  // compare it with null.
   std::atomic<PortInterface*> m_peer{nullptr};
   const FormatDescriptor* m_format = nullptr;  // of the connection, borrowed [host-thread]
-  AudioProperties m_properties;                // of the last write that changed them
+  AudioProperties m_properties;                // from the last write that changed them
   T* m_owner;
 };
 

@@ -4,8 +4,8 @@
 
 namespace Tavro {
 
-// Built when the bundle is loaded, in this order. An output of the single or multiple kind is
-// somebody else's: these two are known, not answered.
+// Constructed in this order when the bundle is loaded. Single and multiple outputs are other kinds
+// of components: queryInterface() returns kUnknown for these two.
 extern const NarrowString kComponentInterfaceId;
 extern const NarrowString kSingleOutputComponentId;
 extern const NarrowString kMultipleOutputComponentId;

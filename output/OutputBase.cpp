@@ -76,7 +76,7 @@ bool OutputBase::destroy() {
     session->unregisterSettingConsumer(this);
     m_feed.m_session = nullptr;
   }
-  if (m_thread->get_id() != boost::this_thread::get_id()) {  // not from within a report of its own
+  if (m_thread->get_id() != boost::this_thread::get_id()) {  // the feeder does not wait for itself
     m_feed.m_feederUsesSession.wait(true);
   }
   return true;
@@ -91,7 +91,7 @@ void OutputBase::settingChanged(const Setting& setting, _Variant* value) {
 }
 
 bool OutputBase::getInfoKeys(std::vector<const char*>* keys) try {
-  keys->reserve(keys->size() + m_info.size());  // so that all of them are added, or none
+  keys->reserve(keys->size() + m_info.size());  // so that either all are added or none
   for (const auto& entry : m_info) {
     keys->push_back(entry.first);
   }
@@ -110,8 +110,8 @@ bool OutputBase::getInfo(const char* key, _Variant* out) {
   return true;
 }
 
-/// Hosts keep the pointers that getInfo() gave them, so a text is kept for the component's life,
-/// and used again when the same one is due.
+/// Hosts keep the pointers that getInfo() returned, so a text lives as long as the component; an
+/// equal text is reused.
 const WideString& OutputBase::keep(const wchar_t* text) {
   const WideString wanted(text, sharedAllocator<wchar_t>());
   auto kept = std::find(m_texts.begin(), m_texts.end(), wanted);

@@ -15,21 +15,21 @@
 
 namespace Tavro {
 
-/// What an audio output is to the host, whatever plays its sound: lookup, create and destroy in a
-/// session, information entries, settings and the time base.
+/// The part of an audio output that does not depend on the device: interface lookup, create and
+/// destroy in a session, information entries, settings and the time base.
 ///
-/// Life: made by getPlugin(); create() with the session; connectInput() hands out the input port,
-/// through which everything else is driven; disconnectInput(); destroy(); the host deletes it.
-/// The host owns it. It borrows the session, its clock and the upstream objects.
+/// Life cycle: getPlugin() makes it; create() attaches it to the session; connectInput() returns
+/// the input port, which controls everything else; disconnectInput(); destroy(); the host deletes
+/// it. The host owns it. It borrows the session, its clock and the upstream objects.
 ///
-/// Threads and the locks of queue and counters: see Feed. All locks are recursive; m_configLock (of
-/// the device's class) comes before m_graphLock (there too) and m_queueLock.
+/// See Feed for the threads and the locks of queue and counters. All locks are recursive; the
+/// derived class takes its m_configLock before its m_graphLock and before m_queueLock.
 class OutputBase : public Plugin,
                    public OutputComponent,
                    public SettingConsumer,
                    public TimeBaseInterface {
  public:
-  /// `name` is shown to people, `type` is the category; both are copied.
+  /// `name` is the display name, `type` the category; both are copied.
   OutputBase(PluginContext* context, const wchar_t* name, const char* type);
   ~OutputBase() override;
 
@@ -40,18 +40,18 @@ class OutputBase : public Plugin,
   bool destroy() override;
   void settingChanged(const Setting& setting, _Variant* value) override;
 
-  /// A string entry stays readable for the component's life, even when it has been replaced.
+  /// A string entry stays readable for the component's life, even after it has been replaced.
   bool getInfoKeys(std::vector<const char*>* keys) override;  // [any-thread]
   bool getInfo(const char* key, _Variant* out) override;      // [any-thread]
 
   bool disconnectInput(PortInterface* port) override;     // [host-thread]
   bool sendEvent(unsigned id, _Variant* value) override;  // [host-thread]
 
-  /// Percent, 0 to 100; above that counts as 100. [host-thread]
+  /// Percent, 0 to 100; higher values count as 100. [host-thread]
   virtual std::uint8_t getVolume();
   virtual bool setVolume(std::uint8_t volume);
 
-  // The time base: how much has been handed to the device, in milliseconds. [host-thread]
+  // The time base: the time handed to the device so far, in milliseconds. [host-thread]
   std::uint32_t timeBasePriority() override;
   std::uint32_t currentTime() override;
   bool isRunning() override;
@@ -62,7 +62,7 @@ class OutputBase : public Plugin,
 
   const WideString& bitsPerSampleText(
       std::uint32_t bits);                            // may throw; [host-thread], one at a time
-  void publishBitsPerSample(const WideString& text);  // of bitsPerSampleText()
+  void publishBitsPerSample(const WideString& text);  // from bitsPerSampleText()
 
   Feed m_feed;
   boost::thread* m_thread = nullptr;  // the feeder; the derived class starts and joins it
@@ -74,11 +74,11 @@ class OutputBase : public Plugin,
   };
   struct InfoEntry {
     std::uint8_t type;
-    std::atomic<std::uintptr_t> value;  // replaced by one store
+    std::atomic<std::uintptr_t> value;  // replaced by a single store
   };
   std::map<const char*, InfoEntry, KeyOrder> m_info;  // the set of entries is constant
 
-  // Made once, so that no allocation can fail while a session or a stream is set up.
+  // Constructed once, so that no allocation can fail while a session or a stream is set up.
   const Setting m_volumeSetting = audioSetting(kVolumeName);
   const Setting m_maximumChannelsSetting = audioSetting(kMaximumChannelsName);
 
@@ -87,7 +87,7 @@ class OutputBase : public Plugin,
   void publish(const char* key, const WideString& text);
 
   NarrowString m_category;
-  std::list<WideString> m_texts;  // every wide text ever handed out by m_info
+  std::list<WideString> m_texts;  // every wide text that m_info ever held
 };
 
 }  // namespace Tavro

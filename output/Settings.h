@@ -21,7 +21,7 @@ inline Setting audioSetting(const SettingName& wanted) {
                  NarrowString(wanted.name.data(), sharedAllocator<char>()));
 }
 
-/// A change of this setting with a value of this type. Allocates nothing.
+/// Returns true if `setting` is the wanted one and `value` has this type. Allocates nothing.
 inline bool isChangeOf(const SettingName& wanted, std::uint8_t type, const Setting& setting,
                        const _Variant* value) {
   const auto equals = [](const NarrowString& text, std::string_view other) {

@@ -1,8 +1,9 @@
 #include "coreaudio/CoreAudioOutput.h"
 #include "host/TavroCore.h"
 
-/// The bundle's one export: a new component, the caller's to destroy. Answers 0; exceptions of the
-/// construction (no memory, no thread, no mutex) pass through, with `*out` not written.
+/// The bundle's only export: creates a component, which the caller must destroy. Returns 0.
+/// Exceptions from the construction (no memory, thread or mutex) pass through; `*out` is then
+/// unchanged.
 extern "C" __attribute__((visibility("default"))) std::uint32_t getPlugin(
     Tavro::PluginContext* context, Tavro::Plugin** out) {
   *out = new Tavro::CoreAudioOutput(context);

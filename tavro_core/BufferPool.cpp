@@ -77,8 +77,8 @@ PooledBuffer* BufferPool::acquire() {
 }
 
 void BufferPool::giveBack(PooledBuffer& buffer) {
-  // From the push on the buffer may be another one's, and once the ledger has counted it the pool
-  // may be gone.
+  // After the push another caller may own the buffer, and once the ledger has counted it the pool
+  // may be destroyed.
   Ledger& ledger = m_ledger;
   const std::uint32_t marks = buffer.marks();
   const std::uint32_t stampMs = buffer.timeStamp;

@@ -14,7 +14,7 @@ namespace Tavro {
 class BufferPool;
 class Ledger;
 
-/// A media buffer of a pool. Its last reference gives it back.
+/// A media buffer of a pool. Releasing its last reference returns it.
 class PooledBuffer final : public MediaBuffer {
  public:
   /// What has happened to it since it left the pool, for the ledger.
@@ -26,7 +26,7 @@ class PooledBuffer final : public MediaBuffer {
 
   void retain() { m_references.fetch_add(1, std::memory_order_relaxed); }  // [any-thread]
 
-  /// Between acquire() and the hand-over: the bytes, and what the contract tells of them.
+  /// For use between acquire() and the hand-over: the bytes, and their fields in the contract.
   std::uint8_t* bytes() { return m_bytes; }
   void describe(std::uint32_t sizeBytes, std::uint32_t stampMs, std::uint32_t durationMs);
 
@@ -44,7 +44,7 @@ class PooledBuffer final : public MediaBuffer {
   std::atomic<std::uint32_t> m_marks{0};
 };
 
-/// Buffers made beforehand, so that playing allocates nothing. Outlives every reference.
+/// Preallocated buffers, so that playing allocates nothing. Must outlive every reference.
 class BufferPool {
  public:
   /// `count` buffers of up to `capacityBytes` each.
@@ -53,7 +53,7 @@ class BufferPool {
   BufferPool(const BufferPool&) = delete;
   BufferPool& operator=(const BufferPool&) = delete;
 
-  /// A buffer with one reference; null when all are out. [any-thread], real-time safe
+  /// Returns a buffer with one reference, or null if none is free. [any-thread], real-time safe
   PooledBuffer* acquire();
 
   std::uint32_t capacityBytes() const { return m_capacityBytes; }
@@ -67,8 +67,8 @@ class BufferPool {
   RealTime::LockedVector<std::uint8_t> m_storage;
   std::unique_ptr<PooledBuffer[]> m_buffers;
 
-  // The free ones: a stack of indices, each the next one's in m_below. The upper half of the top
-  // counts changes, so that a top that came back is not taken for one that stayed.
+  // Stack of the free buffers' indices; m_below holds the index below each. The upper half of m_top
+  // counts changes, so that an index that was popped and pushed again is not taken for unchanged.
   std::unique_ptr<std::atomic<std::uint32_t>[]> m_below;
   std::atomic<std::uint64_t> m_top{0};
 };

@@ -21,8 +21,8 @@ Interface* answered(Plugin& plugin, const char* id, const std::string& path) {
   return static_cast<Interface*>(found);
 }
 
-/// Where the file is. dlopen() alone would search beside the program that calls it, or beside
-/// whatever is loaded in between.
+/// Returns the file's path. dlopen() alone would search beside the program that calls it, or beside
+/// a library loaded in between.
 std::string located(const std::string& path) {
   Dl_info self{};
   if (path.find('/') != std::string::npos ||

@@ -15,8 +15,8 @@ class BundleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A component of a bundle, from getPlugin() to its destruction. Its own ComponentInterface
-/// create() and destroy() stay the caller's to call. [host-thread]
+/// A component of a bundle, from getPlugin() to its destruction. The caller calls its
+/// ComponentInterface create() and destroy(). [host-thread]
 class Component {
  public:
   ~Component();
@@ -33,21 +33,22 @@ class Component {
   Plugin* m_plugin = nullptr;
   ComponentInterface* m_component = nullptr;
   OutputInterface* m_output = nullptr;
-  HostTime::MemberId m_worker = 0;  // its thread, which its destruction joins
+  HostTime::MemberId m_worker = 0;  // its thread, joined by its destruction
 };
 
-/// A loaded bundle. It outlives its components. [host-thread]
+/// A loaded bundle. It must outlive its components. [host-thread]
 class Bundle {
  public:
   /// Loads a file. A name without a slash is searched for beside this library, then where the
-  /// system searches for libraries. Throws BundleError if it is missing or is no bundle.
+  /// system searches for libraries. Throws BundleError if it is missing or not a bundle.
   explicit Bundle(const std::string& path);
   ~Bundle();
   Bundle(const Bundle&) = delete;
   Bundle& operator=(const Bundle&) = delete;
 
-  /// A new component whose thread, if it has one, has come to its first wait. Throws BundleError
-  /// when an interface of an output is not answered; what the bundle throws passes through.
+  /// Creates a component. In simulated time its thread, if any, has reached its first wait. Throws
+  /// BundleError if the component lacks an output's interface; the bundle's exceptions pass
+  /// through.
   std::unique_ptr<Component> makeComponent(PluginContext* context = nullptr);
 
  private:

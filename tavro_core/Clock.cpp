@@ -10,17 +10,17 @@ namespace {
 
 constexpr std::uint64_t kSamplePeriodNs = 10'000'000;
 
-// What a device's cycles may come early or late without being a leap.
+// How early or late a device's cycles may come without counting as a jump.
 constexpr std::int32_t kJitterMs = 25;
 
-// The samples are 10 ms apart. When one is so late the process was stopped. It is as much as a
-// component queues, so less does not make what it fetches late.
+// The samples are 10 ms apart. If one is this late, the process was stopped. It is as much as a
+// component queues, so a shorter stop does not make the buffers that it fetches late.
 constexpr std::int32_t kStoppedMs = 200;
 
 constexpr std::uint32_t kHostBits = 0x7fffffff;
 constexpr std::uint32_t kGoesBit = 0x80000000;
 
-// A reading is renewed long before its 31 bits of host time are ambiguous.
+// A reading is renewed long before its 31 bits of host time become ambiguous.
 constexpr std::int32_t kRenewAfterMs = 60'000;
 
 std::uint32_t hostNowMs() { return static_cast<std::uint32_t>(GetTimeMS()); }
@@ -29,7 +29,7 @@ std::int32_t difference(std::uint32_t later, std::uint32_t earlier) {
   return static_cast<std::int32_t>(later - earlier);
 }
 
-// Of values modulo 2^31.
+// Difference of values modulo 2^31.
 std::int32_t hostDifference(std::uint32_t later, std::uint32_t earlier) {
   return static_cast<std::int32_t>((later - earlier) << 1) / 2;
 }
@@ -61,7 +61,7 @@ Clock::~Clock() {
 }
 
 std::uint32_t Clock::currentTime() {
-  // An old word with a new host time could be ahead of everybody else's time.
+  // An old word with a new host time could be ahead of what other readers get.
   std::uint64_t word = m_reading.load(std::memory_order_acquire);
   for (;;) {
     const Reading reading = Reading::unpacked(word);
@@ -142,7 +142,7 @@ void Clock::askTimeBases() {
     m_state = State::Armed;
     m_followed = nullptr;
   }
-  m_sampledMs.store(hostMs, std::memory_order_release);  // after the reading that goes with it
+  m_sampledMs.store(hostMs, std::memory_order_release);  // after the reading that belongs to it
   if (m_state == State::Stands) {
     return;
   }
@@ -182,8 +182,8 @@ void Clock::follow(std::uint32_t baseMs, std::uint32_t hostMs) {
   const std::int32_t step = difference(baseMs, m_lastBaseMs);
   const std::int32_t passed = difference(hostMs, m_lastHostMs);
   if (!m_moves) {
-    // Running, but its first cycle is still to come: what comes with that must find the time that
-    // was set.
+    // Running, but its first cycle is yet to come: the callback of that cycle must read the time
+    // that was set.
     m_moves = step != 0;
     if (m_moves) {
       anchor(baseMs, hostMs);
@@ -216,7 +216,7 @@ void Clock::steer(std::uint32_t targetMs, std::uint32_t hostMs) {
   if (ahead < 0) {
     publish({targetMs, hostMs, true});
   } else if (ahead > 0) {
-    // Wait for the target, from the most that anybody can have read by now.
+    // Wait for the target, from the latest time that any reader can have got by now.
     const std::uint32_t held = now.at(hostMs + 1);
     publish({held, hostMs + (held - targetMs), true});
   } else if (hostDifference(hostMs, now.hostMs) > kRenewAfterMs) {

@@ -10,22 +10,23 @@
 
 namespace Tavro {
 
-/// The graph's time, in milliseconds. It goes with the sound, not with the wall: components offer
-/// time bases, and the running one with the highest priority (the earlier added among equals) is
-/// followed.
+/// The graph's time, in milliseconds. It follows the sound, not wall time: components offer time
+/// bases, and the clock follows the running one with the highest priority (the earlier added among
+/// equals).
 ///
-/// Life: it stands at its set value → start() arms it, and it still stands → the first running
-/// time base moves, and it follows → pause() makes it stand again.
+/// States: stopped at its set value → start() arms it, still stopped → the first running time base
+/// moves, and the clock follows it → pause() stops it again.
 ///
-/// - Time bases are followed by differences, never by value. Where one begins to move is an anchor.
-/// - A leap of a time base, backwards or further than host time explains, anchors anew.
-/// - When it is ahead of its time base it waits for it: it never runs backwards, except by set().
-/// - Once it goes, it goes: with no time base running it follows host time.
-/// - While the process is stopped (SIGSTOP, a debugger) it does not go. Afterwards it continues as
+/// - It follows the differences of a time base, never its value. Where one begins to move is an
+///   anchor.
+/// - A jump of a time base, backwards or further than host time explains, sets a new anchor.
+/// - If it is ahead of its time base, it waits: it never runs backwards, except by set().
+/// - Once it runs, it keeps running: with no running time base it follows host time.
+/// - While the process is stopped (SIGSTOP, a debugger), it is too. Afterwards it continues as
 ///   after start().
 ///
-/// Time bases are asked every 10 ms on a thread of the clock's own and whenever the host changes
-/// something; in between, host time carries the last answer on. So reading the time asks nobody.
+/// The clock's own thread queries the time bases every 10 ms, and so does every change by the host;
+/// in between, host time extrapolates the last value. So reading the time queries no time base.
 class Clock final : public SessionClock {
  public:
   Clock();
@@ -34,18 +35,19 @@ class Clock final : public SessionClock {
   std::uint32_t currentTime() override;                    // [any-thread], real-time safe
   void addTimeBase(TimeBaseInterface* timeBase) override;  // [host-thread]
 
-  /// The time base is not asked any more once this has returned. [host-thread]
+  /// The time base is not queried any more once this has returned. [host-thread]
   void removeTimeBase(TimeBaseInterface* timeBase) override;
 
   void start();                     // [host-thread]
   void pause();                     // [host-thread]
   void set(std::uint32_t graphMs);  // a seek, in any state [host-thread]
-  void sample();                    // asks the time bases now [host-thread]
+  void sample();                    // queries the time bases now [host-thread]
 
  private:
   enum class State : std::uint8_t { Stands, Armed, Follows };
 
-  /// What readers go by: graph time `graphMs` until host time `hostMs`, and on with it from there.
+  /// What readers use: graph time `graphMs` until host time `hostMs`, then advancing with it if
+  /// `goes`.
   struct Reading {
     std::uint32_t graphMs = 0;
     std::uint32_t hostMs = 0;  // modulo 2^31
@@ -67,24 +69,24 @@ class Clock final : public SessionClock {
 
   // One word, so that readers take no lock. Written with m_lock held.
   std::atomic<std::uint64_t> m_reading{0};
-  std::atomic<std::uint32_t> m_answered{0};   // the time that was read last
-  std::atomic<std::uint32_t> m_sampledMs{0};  // host time when the time bases were last asked
+  std::atomic<std::uint32_t> m_answered{0};   // the time last read
+  std::atomic<std::uint32_t> m_sampledMs{0};  // host time of the last query of the time bases
 
-  // Held while time bases are asked, so that a removed one is not being asked any more. Time bases
-  // take locks of their components under it: nothing that holds those may call the clock's
+  // Held while time bases are queried, so that no query of a removed one is under way. Time bases
+  // take locks of their components under it: no caller that holds those may call the clock's
   // [host-thread] operations.
   std::mutex m_lock;
   std::vector<TimeBaseInterface*> m_timeBases;
   State m_state = State::Stands;
   TimeBaseInterface* m_followed = nullptr;
   bool m_moves = false;            // m_followed has moved since it was chosen
-  std::uint32_t m_lastBaseMs = 0;  // its last answer
-  std::uint32_t m_lastHostMs = 0;  // when that was
+  std::uint32_t m_lastBaseMs = 0;  // its last value
+  std::uint32_t m_lastHostMs = 0;  // host time of that value
   std::uint32_t m_anchorBaseMs = 0;
   std::uint32_t m_anchorGraphMs = 0;
 
   std::atomic<bool> m_ends{false};
-  std::atomic<bool> m_idle{true};  // nothing to ask: m_state == Stands
+  std::atomic<bool> m_idle{true};  // nothing to query: m_state == Stands
   HostTime::Signal m_wake;
   HostTime::Thread m_thread;
 };

@@ -1,4 +1,4 @@
-// What the contract's classes leave to the host library.
+// The parts of the contract's classes that the host library implements.
 
 #include "host/TavroCore.h"
 

@@ -53,7 +53,7 @@ bool EventLog::push(const EventRecord& record) {
     Cell& cell = m_cells[ticket & (m_cells.size() - 1)];
     const std::uint64_t turn = cell.turn.load(std::memory_order_acquire);
     if (turn < ticket) {
-      return false;  // still the writer's, from a whole round ago
+      return false;  // still the writer's, from the previous round
     }
     if (turn > ticket) {
       ticket = m_nextPush.load(std::memory_order_relaxed);

@@ -14,10 +14,10 @@ enum class EventKind : std::uint32_t {
   BufferQueued,    // handed to a component
   PiecePlayed,     // some of its bytes go to the device
   BufferPlayed,    // to its end
-  BufferDropped,   // as wholly late
-  BufferCleared,   // given back without having been played to its end
-  SilentCallback,  // bytes: the frames of silence
-  StateChange      // bytes: a code of the program's own
+  BufferDropped,   // as entirely late
+  BufferCleared,   // returned without having been played to its end
+  SilentCallback,  // bytes holds the frames of silence
+  StateChange      // bytes holds a code that the program defines
 };
 
 struct EventRecord {
@@ -28,11 +28,12 @@ struct EventRecord {
   std::uint64_t hostNs = 0;
 };
 
-/// Records of what happens in a session, taken on any thread and written on one of its own.
+/// Log of a session's events, recorded on any thread and written on one of its own.
 ///
-/// record() puts a fixed-size record into storage made by open(); a thread that takes no part in
-/// simulated time passes the records on, in their order, to the writer. When the storage is full,
-/// simulated time waits for the writer; in real time the record is lost and counted.
+/// record() puts a fixed-size record into storage made by open(); a thread that does not
+/// participate in simulated time passes the records, in order, to the writer. When the storage is
+/// full, record() waits for the writer in simulated time; in real time the record is lost and
+/// counted.
 class EventLog {
  public:
   using Writer = std::function<void(const EventRecord&)>;
@@ -42,10 +43,10 @@ class EventLog {
   EventLog(const EventLog&) = delete;
   EventLog& operator=(const EventLog&) = delete;
 
-  /// Until then records are ignored. Once; `records` is a power of two. [host-thread]
+  /// Before it, records are ignored. Call it once; `records` must be a power of two. [host-thread]
   void open(std::uint32_t records, Writer writer);
 
-  /// Everything recorded so far has been written when it returns. No record() may be under way.
+  /// Returns when everything recorded so far has been written. No record() may be under way.
   /// [host-thread]
   void close();
 
@@ -55,8 +56,8 @@ class EventLog {
   std::uint64_t lost() const { return m_lost.load(std::memory_order_relaxed); }
 
  private:
-  // `turn` says whose the cell is: that of the producer whose ticket equals it, or that of the
-  // writer when it is the ticket + 1. It carries the record over (release, acquire).
+  // `turn` names the cell's owner: the producer whose ticket equals it, or the writer if it is the
+  // ticket + 1. It publishes the record (release, acquire).
   struct Cell {
     std::atomic<std::uint64_t> turn{0};
     EventRecord record;
@@ -73,7 +74,7 @@ class EventLog {
   std::atomic<bool> m_closing{false};
   std::atomic<std::uint64_t> m_nextPush{0};
   std::uint64_t m_nextPop = 0;             // writer's thread only
-  std::atomic<std::uint64_t> m_rounds{0};  // of the writer; what a waiting producer waits on
+  std::atomic<std::uint64_t> m_rounds{0};  // of the writer; producers wait on it
   std::atomic<std::uint64_t> m_lost{0};
   std::thread m_thread;
 };

@@ -10,26 +10,26 @@ namespace Tavro {
 class EventLog;
 class PooledBuffer;
 
-/// What became of the buffers of a session.
+/// What happened to the buffers of a session.
 struct LedgerTotals {
   std::uint64_t pulled = 0;            // handed to a component
   std::uint64_t pieces = 0;            // reports of bytes that go to the device
   std::uint64_t played = 0;            // reported as played to the end
-  std::uint64_t droppedLate = 0;       // reported as wholly late
-  std::uint64_t withoutReport = 0;     // read, never reported, given back: passthrough
-  std::uint64_t cleared = 0;           // given back otherwise
-  std::uint64_t held = 0;              // not given back
+  std::uint64_t droppedLate = 0;       // reported as entirely late
+  std::uint64_t withoutReport = 0;     // read, never reported, returned: passthrough
+  std::uint64_t cleared = 0;           // returned otherwise
+  std::uint64_t held = 0;              // not returned
   std::uint64_t releasedTooOften = 0;  // a fault of the component's
 
-  /// Each number is counted by itself, so this shows a buffer lost, played twice or reported and
-  /// kept. It may be off by the buffers under way while a component plays.
+  /// Each number is counted separately, so this detects a buffer that was lost, played twice or
+  /// reported and kept. While a component plays it may be off by the buffers under way.
   bool balanced() const {
     return pulled == played + droppedLate + withoutReport + cleared + held && releasedTooOften == 0;
   }
 };
 
-/// Follows every buffer from the pull to its return. Each operation counts one thing and records
-/// its event. [any-thread], real-time safe, unless said otherwise
+/// Tracks every buffer from the pull to its return. Each operation counts one thing and records its
+/// event. [any-thread], real-time safe, unless stated otherwise
 class Ledger {
  public:
   explicit Ledger(EventLog& events) : m_events(events) {}
@@ -46,13 +46,13 @@ class Ledger {
   }
   std::uint64_t returnedCount() const { return m_returned.load(std::memory_order_acquire); }
 
-  /// Bytes of the buffers of which a component has played something, and of those that it is done
-  /// with; equal when it is not in the middle of one.
+  /// Bytes of the buffers that a component has begun to play, and of those it has finished; equal
+  /// if it is not in the middle of one.
   std::uint64_t begunBytes() const { return m_begunBytes.load(std::memory_order_relaxed); }
   std::uint64_t endedBytes() const { return m_endedBytes.load(std::memory_order_relaxed); }
 
-  /// Notifies when `count` buffers, of all that were ever pulled, have come back; at once if they
-  /// have. The signal outlives the ledger's use. [host-thread]
+  /// Notifies `signal` when `count` of all buffers ever pulled have been returned; at once if they
+  /// have. The signal must outlive the ledger's use. [host-thread]
   void notifyWhenReturned(std::uint64_t count, HostTime::Signal& signal);
 
  private:
@@ -70,8 +70,8 @@ class Ledger {
   std::atomic<std::uint64_t> m_begunBytes{0};
   std::atomic<std::uint64_t> m_endedBytes{0};
 
-  // returned() adds to m_returned and then reads m_awaited; notifyWhenReturned() writes and reads
-  // them the other way round: sequentially consistent, so one of the two sees the other.
+  // returned() adds to m_returned and then reads m_awaited; notifyWhenReturned() writes m_awaited
+  // and then reads m_returned: sequentially consistent, so one of the two sees the other.
   std::atomic<std::uint64_t> m_returned{0};
   std::atomic<std::uint64_t> m_awaited{UINT64_MAX};
   std::atomic<HostTime::Signal*> m_signal{nullptr};

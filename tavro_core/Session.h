@@ -15,10 +15,10 @@ namespace Tavro {
 /// A setting of audio outputs: ("Output", "Volume"), ("Channels", "Maximum").
 Setting audioSetting(const char* group, const char* name);
 
-/// What components are created in: settings, the clock, and the books about every buffer. It
-/// outlives the components and the pools of their streams.
+/// The session that components are created in: settings, the clock, and the ledger of all buffers.
+/// It must outlive the components and the pools of their streams.
 ///
-/// The media buffers of its streams come from a BufferPool made with its ledger.
+/// The media buffers of its streams must come from a BufferPool made with its ledger.
 class Session final : public GraphSessionInterface {
  public:
   // For components.
@@ -30,8 +30,8 @@ class Session final : public GraphSessionInterface {
 
   // For the host.
 
-  /// Stores a value (no pointer) and tells the registered consumers, on this thread and with no
-  /// lock held; one that is unregistered meanwhile is not told. [host-thread]
+  /// Stores a value (not a pointer) and notifies the registered consumers, on this thread and with
+  /// no lock held, except those unregistered meanwhile. [host-thread]
   void setSetting(const Setting& setting, const _Variant& value);
 
   Clock& clock() { return m_clock; }
@@ -45,7 +45,7 @@ class Session final : public GraphSessionInterface {
   EventLog m_events{m_clock};
   Ledger m_ledger{m_events};
 
-  std::mutex m_lock;  // guards both lists; held for their upkeep only
+  std::mutex m_lock;  // guards both lists; held only to access them
   std::vector<std::pair<Setting, _Variant>> m_settings;
   std::vector<SettingConsumer*> m_consumers;
 };

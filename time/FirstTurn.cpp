@@ -20,7 +20,7 @@ std::vector<pid_t> threads() {
   return found;
 }
 
-/// A refusal costs time only.
+/// A refusal only costs time.
 void setPolicy(pid_t thread, int policy) {
   const sched_param normal{};
   sched_setscheduler(thread, policy, &normal);
@@ -41,7 +41,7 @@ FirstTurn::FirstTurn() {
   CPU_SET(here, &one);
   m_isTaken = sched_setaffinity(0, sizeof one, &one) == 0;
   if (m_isTaken) {
-    // A new thread of this policy, which it inherits, does not take the processor from its creator.
+    // A new thread inherits this policy, with which it does not preempt its creator.
     setPolicy(0, SCHED_BATCH);
   }
 }
@@ -53,7 +53,8 @@ FirstTurn::~FirstTurn() {
   letGo(0);
   for (const pid_t thread : threads()) {
     const bool isNew = !std::binary_search(m_others.begin(), m_others.end(), thread);
-    if (isNew && sched_getscheduler(thread) == SCHED_BATCH) {  // others may have started some, too
+    if (isNew &&
+        sched_getscheduler(thread) == SCHED_BATCH) {  // other threads may have started some
       letGo(thread);
     }
   }

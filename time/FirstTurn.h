@@ -6,16 +6,16 @@
 
 namespace Tavro::HostTime {
 
-/// While it lives, threads that the calling thread starts run on its processor only: behind it, so
-/// that they look around for the first time when it waits, or its turn is over. For a thread that
-/// looks whether there is work and rests if not, when the work takes a moment to prepare. It is no
-/// lock: the system may let them run earlier. None of them may change its own scheduling meanwhile.
-/// Nothing in simulated time, or where the calling thread is scheduled in a way of its own.
-/// Destroyed by the thread that made it.
+/// While it lives, threads that the calling thread starts run only on its processor and do not
+/// preempt it, so that they first run when it waits or its time slice ends. For starting a thread
+/// that checks for work and sleeps if there is none, when the work takes a moment to prepare. It is
+/// not a lock: the system may run them earlier. They must not change their scheduling meanwhile. No
+/// effect in simulated time, or if the calling thread does not have the normal scheduling policy.
+/// Must be destroyed by the thread that made it.
 class FirstTurn {
  public:
   FirstTurn();
-  ~FirstTurn();  // they run wherever they may from here on
+  ~FirstTurn();  // afterwards they may use all allowed processors
   FirstTurn(const FirstTurn&) = delete;
   FirstTurn& operator=(const FirstTurn&) = delete;
 
@@ -23,7 +23,7 @@ class FirstTurn {
   void letGo(pid_t thread) const;
 
   cpu_set_t m_allowed;
-  std::vector<pid_t> m_others;  // threads before; sorted
+  std::vector<pid_t> m_others;  // earlier threads, sorted
   bool m_isTaken = false;
 };
 

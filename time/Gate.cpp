@@ -61,7 +61,7 @@ bool Gate::passUntil(std::uint64_t deadline) {
       return true;
     }
     if (deadline != kNever && monotonicNow() >= deadline) {
-      // Nobody waits any more, unless it has been opened since.
+      // No thread waits any more, unless the gate has been opened since.
       std::uint32_t waited = kWaited;
       m_state.compare_exchange_strong(waited, kClosed, std::memory_order_relaxed);
       return tryPass();

@@ -5,23 +5,23 @@
 
 namespace Tavro::HostTime {
 
-/// Nanoseconds of the monotonic clock.
+/// Returns the nanoseconds of the monotonic clock.
 std::uint64_t monotonicNow();
 
 /// Sleeps until the monotonic clock has reached `deadline`.
 void monotonicSleepUntil(std::uint64_t deadline);
 
-/// Binary event for one waiter on a futex: what a Signal is in real time, and what a parked thread
-/// waits on in simulated time. Opening it is a store, and a system call only when somebody waits.
+/// Binary event for one waiter on a futex. It implements Signal in real time, and parks a thread in
+/// simulated time. Opening it is one atomic operation, and a system call only if a thread waits.
 class Gate {
  public:
   void open();  // [any-thread], real-time safe
 
-  /// Passes and closes the gate behind the caller: true. False when `deadline` (monotonic
-  /// nanoseconds, kNever: none) came first.
+  /// Waits until the gate is open, closes it and returns true. Returns false if `deadline`
+  /// (monotonic nanoseconds, kNever for none) comes first.
   bool passUntil(std::uint64_t deadline);
 
-  /// Passes if it is open now.
+  /// Returns true and closes the gate if it is open now.
   bool tryPass();
 
  private:

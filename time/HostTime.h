@@ -7,18 +7,17 @@
 
 #include "time/Gate.h"
 
-/// Host time, the one source of it in a process: real (the monotonic clock) or simulated. In
-/// simulated time the same program plays an hour in seconds and does the same on every run:
+/// The only source of host time in a process: real (the monotonic clock) or simulated. In simulated
+/// time the same program plays an hour in seconds and behaves the same on every run:
 ///
-/// - One taking-part thread runs at a time, until it waits here or ends; the next is the one with
-///   the earliest deadline, ties by Role and then by order of joining. When all wait, time jumps to
+/// - One participating thread runs at a time, until it waits here or ends; the next is the one with
+///   the earliest deadline, then by Role, then by order of joining. When all wait, time jumps to
 ///   the earliest deadline. A signalled wait is due at once.
-/// - A thread takes part from its first wait here to its exit; a HostTime::Thread from its
-/// creation.
-/// - A thread that joins another (Thread::join, JoinScope) is out of the set until that one has
-///   ended; meanwhile only that one runs, and time stands.
+/// - A thread participates from its first wait here to its exit, a HostTime::Thread from creation.
+/// - A thread that joins another (Thread::join, JoinScope) does not participate until that one has
+///   ended; meanwhile only that one runs, and time is paused.
 /// - So no thread may wait here while it holds a lock that others need, nor inside an audio
-///   callback; whatever waits elsewhere for a thread that waits here is a stall. A stall is
+///   callback; a thread that waits elsewhere for one that waits here is a stall. A stall is
 ///   reported with what every thread waits for; by default the process then aborts.
 namespace Tavro::HostTime {
 
@@ -27,27 +26,27 @@ enum class Role : std::uint8_t { Device, Decode, Feeder, Host };
 
 inline constexpr std::uint64_t kNever = UINT64_MAX;
 
-struct Member;  // a thread that takes part
+struct Member;  // a participating thread
 
-/// Switches the process to simulated time, which starts at 0, for good. The calling thread takes
-/// part as Role::Host; when it exits, nobody runs any more. Call it before any other thread waits
-/// here. A second call changes nothing.
+/// Switches the process permanently to simulated time, which starts at 0. The calling thread
+/// participates as Role::Host; once it exits, no other participating thread runs. Call it before
+/// any other thread waits here. A second call has no effect.
 void simulate();
 bool isSimulated();
 
-/// Nanoseconds. [any-thread], real-time safe
+/// Returns nanoseconds. [any-thread], real-time safe
 std::uint64_t now();
 
-/// Names the calling thread, for its place in the order and for stall reports. Without it a thread
-/// is a feeder. Before the thread's first wait.
+/// Sets the calling thread's role in the order and its name in stall reports. The default is a
+/// feeder. Call it before the thread's first wait.
 void enlist(Role role, const char* name);
 
-/// Taking-part threads share one processor: they take turns anyway, and a turn on the same one
-/// costs a sixth. A thread inherits that from its creator; a helper that does not take part (it
-/// writes a log, say) calls this first to run beside them.
+/// Lets the calling thread use all processors. Participating threads share one: they take turns
+/// anyway, and a turn on the same one costs a sixth. A thread inherits that from its creator, so a
+/// helper that does not participate (such as a log writer) calls this first to run beside them.
 void useAnyProcessor();
 
-/// Wakes one waitUntil(), now or the next one; signals do not add up.
+/// Wakes one waitUntil(), the present or the next one; notifications do not accumulate.
 class Signal {
  public:
   Signal() = default;
@@ -61,20 +60,21 @@ class Signal {
   friend class Scheduler;
   friend bool waitUntil(std::uint64_t, Signal&, const char*);
   Gate m_gate;
-  Member* m_waiter = nullptr;  // simulated time: who waits on it; guarded by the scheduler's lock
+  Member* m_waiter = nullptr;  // in simulated time; guarded by the scheduler's lock
 };
 
-/// Blocks the calling thread until `deadline` (a value of now()); `what` says for what, in stall
-/// reports, and must be a literal or outlive the wait.
+/// Blocks the calling thread until `deadline` (a value of now()). `what` describes the wait in
+/// stall reports, and must be a literal or outlive the wait.
 void waitUntil(std::uint64_t deadline, const char* what);
 
-/// The same, or until the signal is notified: true then, false at the deadline (kNever: none).
+/// The same, or until the signal is notified. Returns true if it was, false at the deadline (kNever
+/// for none).
 bool waitUntil(std::uint64_t deadline, Signal& signal, const char* what);
 
-using MemberId = std::uint64_t;  // 0: none
+using MemberId = std::uint64_t;  // 0 for none
 
-/// A thread that takes part from its creation, so that where it starts is as deterministic as what
-/// it does. Joined by its owner, exactly once, or by its destructor.
+/// A thread that participates from its creation, so that its start is as deterministic as its work.
+/// Joined by its owner, exactly once, or by its destructor.
 class Thread {
  public:
   Thread(Role role, std::string name, std::function<void()> body);
@@ -89,9 +89,9 @@ class Thread {
   std::thread m_thread;
 };
 
-/// Around code that creates a thread which will wait here by itself (a component's feeder): its
-/// await() returns when that thread has reached its first wait, and answers who it is; 0 in real
-/// time, or when no thread came within the real-time patience.
+/// For code that creates a thread which will wait here by itself (a component's feeder). await()
+/// returns that thread's id once it has reached its first wait; 0 in real time, or if no thread
+/// came within `patienceMs` of real time.
 class NewcomerWatch {
  public:
   NewcomerWatch();
@@ -101,7 +101,7 @@ class NewcomerWatch {
   std::uint64_t m_before = 0;
 };
 
-/// Around code that joins the member (a component's destructor). Nothing in real time or for 0.
+/// For code that joins the member (a component's destructor). No effect in real time or for 0.
 class JoinScope {
  public:
   explicit JoinScope(MemberId member);
@@ -113,14 +113,14 @@ class JoinScope {
   bool m_active = false;
 };
 
-/// What to do about a stall; the report has a line for each thread. It is called with the
-/// scheduler's lock held: it may print and end the process, and must not wait or signal here.
-/// Default: print and abort.
+/// Handles a stall; the report has a line for each thread. It is called with the scheduler's lock
+/// held: it may print and end the process, and must not wait or signal here. The default prints and
+/// aborts.
 using StallHandler = std::function<void(const std::string& report)>;
 void setStallHandler(StallHandler handler);
 
-/// How long (real time, milliseconds) the running thread may block outside before that is a stall;
-/// 30 s at first. Work is no stall: only a thread that uses no processor time counts.
+/// Sets how long (real time, milliseconds) the running thread may block elsewhere before that is a
+/// stall; initially 30 s. Only time in which it uses no processor time counts.
 void setStallPatience(std::uint64_t milliseconds);
 
 }  // namespace Tavro::HostTime

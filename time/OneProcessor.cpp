@@ -21,7 +21,7 @@ OneProcessor::OneProcessor() {
   }
 }
 
-// A refusal costs speed only.
+// A refusal only costs speed.
 void OneProcessor::stay() { sched_setaffinity(0, sizeof m_one, &m_one); }
 
 void OneProcessor::roam() { sched_setaffinity(0, sizeof m_allowed, &m_allowed); }

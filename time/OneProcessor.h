@@ -4,14 +4,14 @@
 
 namespace Tavro::HostTime {
 
-/// The processor that threads which take turns share. Another process simulates on another one
-/// where there is one. [any-thread]
+/// The processor shared by threads that take turns. Another process that simulates may use another
+/// one. [any-thread]
 class OneProcessor {
  public:
   static OneProcessor& instance();
 
-  void stay();  // the calling thread runs there alone
-  void roam();  // the calling thread runs wherever the process could at first
+  void stay();  // the calling thread runs only there
+  void roam();  // the calling thread may use the processors that the process initially had
 
  private:
   OneProcessor();

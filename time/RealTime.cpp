@@ -16,7 +16,7 @@ constexpr int kNotAsked = -1;
 std::atomic<int> schedulingTold{kNotAsked};
 std::atomic<int> memoryTold{kNotAsked};
 
-/// The first answer stays, until a refusal.
+/// Keeps the first result until a refusal.
 void note(std::atomic<int>& told, bool granted) {
   const int answer = granted ? 0 : errno;
   int expected = kNotAsked;

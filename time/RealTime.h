@@ -5,25 +5,25 @@
 #include <optional>
 #include <vector>
 
-/// What makes a thread that has to be on time so: the scheduler's real-time class, and memory that
-/// is never paged out. Both are asked for where they are of use and done without where they are not
-/// permitted; told() says which. Nothing is asked for in simulated time.
+/// Support for threads that must be on time: the scheduler's real-time class, and memory that is
+/// never paged out. Both are requested where they are useful, and a refusal is not an error; told()
+/// returns the results. Nothing is requested in simulated time.
 namespace Tavro::RealTime {
 
-inline constexpr int kPriority = 10;  // of 1 to 99; what plays on a desktop is about there
+inline constexpr int kPriority = 10;  // of 1 to 99; usual for desktop audio
 
-/// For the calling thread, SCHED_FIFO, not for its children. Real-time safe, but made for a
-/// thread's first cycle. [io-thread]
+/// Requests SCHED_FIFO for the calling thread, but not for its children. Real-time safe, but meant
+/// for a thread's first cycle. [io-thread]
 void askForScheduling();
 
-/// How what was asked for went: 0, or the errno of a refusal.
+/// Results of the requests: 0, or the errno of a refusal.
 struct Told {
-  std::optional<int> scheduling;  // none: not asked for yet
+  std::optional<int> scheduling;  // empty if not requested yet
   std::optional<int> memory;
 };
 Told told();  // [any-thread]
 
-/// Whole pages, zeroed, locked if permitted. Null: out of memory.
+/// Returns whole pages, zeroed, locked if permitted, or null if out of memory.
 void* allocatePages(std::size_t bytes);
 void freePages(void* pages, std::size_t bytes);
 
@@ -44,7 +44,7 @@ struct LockingAllocator {
   bool operator==(const LockingAllocator&) const = default;
 };
 
-/// For what a callback reads and writes.
+/// For data that a callback reads and writes.
 template <class T>
 using LockedVector = std::vector<T, LockingAllocator<T>>;
 

@@ -11,14 +11,14 @@
 #include "time/Nanoseconds.h"
 #include "time/OneProcessor.h"
 
-// A turn. The running thread gives it up in wait(), beginJoin() or leave(): under the lock it marks
+// The running thread gives up its turn in wait(), beginJoin() or leave(): under the lock it marks
 // itself and calls dispatch(), which picks the next thread and moves the time to its deadline; then
-// it opens that one's gate and passes its own. A thread that was not running (its first wait, the
-// end of a join) only marks itself and dispatches if nobody runs.
+// it opens that one's gate and waits at its own. A thread that was not running (its first wait, the
+// end of a join) only marks itself, and picks the next thread only if none runs.
 //
-// While a join is open only its target is picked, at a standing clock; once the target has left,
-// nobody is, until the joiner closes the join. That keeps the moment at which the joiner comes back
-// independent of how long the operating system takes to join.
+// While a join is open only its target is picked, and time is paused; once the target has left, no
+// thread is picked until the joiner closes the join. So the time at which the joiner continues does
+// not depend on how long the operating system takes to join.
 
 namespace Tavro::HostTime {
 namespace {
@@ -31,7 +31,7 @@ void open(Member* next) {
   }
 }
 
-// Trivial, so that they can be read up to the very end of a thread.
+// Trivial types, so that they can be read until the end of a thread.
 thread_local Member* t_member = nullptr;
 thread_local Role t_role = Role::Feeder;
 thread_local const char* t_name = "feeder";
@@ -70,7 +70,7 @@ std::string secondsText(std::uint64_t nanoseconds) {
 }  // namespace
 
 Scheduler& Scheduler::instance() {
-  // Never destroyed: threads may leave after the statics are gone.
+  // Never destroyed: threads may leave after the statics are destroyed.
   static auto* scheduler = new Scheduler;
   return *scheduler;
 }
@@ -148,7 +148,7 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
   open(next);
   self->gate.passUntil(kNever);
   if (joining) {
-    std::this_thread::yield();  // to the joiner, who has yet to tell this thread to end
+    std::this_thread::yield();  // to the joiner, which has yet to signal this thread to end
   }
   return self->signalled;
 }
@@ -169,8 +169,8 @@ void Scheduler::notify(Signal& signal) {
   open(next);
 }
 
-/// Picks the thread that has the next turn if nobody has it, and whose gate the caller opens once
-/// it has given up the lock: opened under it, the thread would at once wait for the lock.
+/// Returns the thread with the next turn, or null if one is running or none may run. The caller
+/// opens its gate after releasing the lock; otherwise the thread would at once wait for the lock.
 Member* Scheduler::dispatch() {
   Member* next = m_running == nullptr ? pickNext() : nullptr;
   if (next != nullptr) {
@@ -214,8 +214,8 @@ void Scheduler::giveTurn(Member& member) {
   ++m_switches;
 }
 
-/// Looks now and then, in real time, whether the running thread still moves. A thread of its own,
-/// because a timer in every park costs more than the rest of a turn.
+/// Checks periodically, in real time, that the running thread makes progress. Runs on its own
+/// thread, because a timer in every wait costs more than the rest of a turn.
 void Scheduler::watch() {
   for (;;) {
     monotonicSleepUntil(monotonicNow() + kCheckIntervalNs);
@@ -321,8 +321,8 @@ void Scheduler::setStallPatience(std::uint64_t milliseconds) {
   m_patienceMs = milliseconds;
 }
 
-/// Counts how long the one who should move has neither given up its turn nor used the processor.
-/// Only time in which this process was watched counts, so a suspended process is no stall.
+/// Counts how long the thread that should run has neither given up its turn nor used the processor.
+/// Only intervals between checks count, so a suspended process is not a stall.
 void Scheduler::checkProgress() {
   std::lock_guard lock(m_lock);
   const Member* mover =

@@ -15,7 +15,7 @@
 
 namespace Tavro::HostTime {
 
-/// A thread that takes part in simulated time. Guarded by the scheduler's lock, but for the gate.
+/// A thread that participates in simulated time. Guarded by the scheduler's lock, except the gate.
 struct Member {
   MemberId id = 0;
   Role role = Role::Feeder;
@@ -23,14 +23,14 @@ struct Member {
   bool waiting = false;
   std::uint64_t deadline = 0;
   const char* what = "";
-  Signal* signal = nullptr;              // the signal it waits on, while it waits on one
-  bool signalled = false;                // why the last wait ended
+  Signal* signal = nullptr;              // the signal it waits on, if any
+  bool signalled = false;                // the signal ended the last wait
   clockid_t cpuClock = CLOCK_MONOTONIC;  // of the thread, to tell work from blocking
   Gate gate;
 };
 
-/// The rules of simulated time: who runs next and when time jumps. One lock; whoever gives up its
-/// turn picks the next thread under it and opens that one's gate.
+/// The rules of simulated time: which thread runs next and when time jumps. There is one lock; a
+/// thread that gives up its turn picks the next one under it and opens that one's gate.
 class Scheduler {
  public:
   static Scheduler& instance();
@@ -57,7 +57,7 @@ class Scheduler {
 
  private:
   struct Join {
-    Member* joiner;  // null: a thread that does not take part
+    Member* joiner;  // null for a thread that does not participate
     MemberId target;
   };
 
@@ -74,12 +74,12 @@ class Scheduler {
   std::atomic<bool> m_simulated{false};
   std::atomic<std::uint64_t> m_now{0};
 
-  std::mutex m_lock;  // everything below; never held while a thread waits
+  std::mutex m_lock;  // guards everything below; never held while a thread waits
   std::condition_variable m_joined;
   std::vector<std::unique_ptr<Member>> m_members;
   std::vector<Join> m_joins;  // the innermost last
   Member* m_running = nullptr;
-  Member* m_master = nullptr;  // whose exit ends the simulation
+  Member* m_master = nullptr;  // its exit ends the simulation
   MemberId m_lastId = 0;
   std::uint64_t m_switches = 0;
 

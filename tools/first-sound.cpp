@@ -1,9 +1,9 @@
-// How long a program takes from its start to the first frame at the sink that is not silence.
+// Measures the time from a program's start to the first frame at the sink that is not silence.
 // usage: first-sound PIPE COMMAND…
 //
 // PIPE is a sound server's pipe sink of 48 kHz, 8 channels of 32 bits. It is read in real time, a
-// millisecond at a time, and so is the sink's clock; it holds one page, under 3 ms, which
-// everything measured has in common. Prints milliseconds, and ends the program.
+// millisecond at a time, which clocks the sink; it holds one page, under 3 ms, which all
+// measurements have in common. Prints milliseconds, and kills the program.
 
 #include <algorithm>
 #include <array>
@@ -28,7 +28,7 @@ constexpr milliseconds kPatience{20'000};
 class Sink {
  public:
   explicit Sink(const char* path) : m_pipe(open(path, O_RDONLY | O_NONBLOCK)) {
-    while (fcntl(m_pipe, F_SETPIPE_SZ, 4096) < 0 && errno == EBUSY) {  // it holds more
+    while (fcntl(m_pipe, F_SETPIPE_SZ, 4096) < 0 && errno == EBUSY) {  // the pipe holds more
       playNext();
     }
   }
@@ -37,7 +37,7 @@ class Sink {
   Sink& operator=(const Sink&) = delete;
   bool isOpen() const { return m_pipe >= 0; }
 
-  /// The next millisecond, when it is due; whether it holds any sound.
+  /// Reads the next millisecond when it is due. Returns true if it holds any sound.
   bool playNext() {
     m_due += milliseconds(1);
     std::this_thread::sleep_until(m_due);
@@ -96,7 +96,7 @@ int main(int argc, char** argv) {
   waitpid(process, nullptr, 0);
   sink.play(kIdle);
   if (!heard) {
-    std::fprintf(stderr, "first-sound: %s was not heard\n", argv[2]);
+    std::fprintf(stderr, "first-sound: %s played no sound\n", argv[2]);
     return 1;
   }
   std::printf("%.1f\n", static_cast<double>(took.count()) / 1000);

@@ -39,7 +39,8 @@ DeviceDescription describeIt(const Platform::Device& device) {
   return description;
 }
 
-/// One path, one device, however it is spelled and whatever becomes of the current folder.
+/// Makes a path absolute and normal: one file is one device, however its path is spelled and even
+/// if the current folder changes.
 std::string fullIdentifier(const std::string& identifier) {
   if (!identifier.starts_with(kFilePrefix) || identifier.size() == kFilePrefix.size()) {
     return identifier;

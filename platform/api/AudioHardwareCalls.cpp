@@ -1,5 +1,5 @@
-// The exported functions of objects and devices: check the pointers, look the script's answers up,
-// hand on.
+// The exported functions of objects and devices: check the pointers, look up scripted values, and
+// forward the call.
 
 #include <CoreAudio/AudioHardware.h>
 

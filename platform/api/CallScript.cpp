@@ -17,7 +17,7 @@ using AudioDevices::Script::Answer;
 using AudioDevices::Script::Call;
 
 struct PlannedFailure {
-  std::string function;  // empty: any
+  std::string function;  // empty for any
   std::uint64_t callsLeft;
   OSStatus status;
 };
@@ -39,7 +39,7 @@ State& state() {
   return *only;
 }
 
-/// Runs `change` on the state and switches the script on.
+/// Applies `change` to the state and activates the script.
 template <class Change>
 void scriptThat(Change change) {
   const std::lock_guard lock(state().mutex);
@@ -47,7 +47,7 @@ void scriptThat(Change change) {
   active.store(true);
 }
 
-/// Counts the call against every planned failure; one that has come to its turn is used up.
+/// Counts the call against every planned failure, and removes one whose turn has come.
 std::optional<OSStatus> takeFailure(State& script, const char* name) {
   std::optional<OSStatus> status;
   for (PlannedFailure& planned : script.failures) {

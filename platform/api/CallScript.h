@@ -1,7 +1,7 @@
 #pragma once
 
-/// What a test has scripted for the exported functions, and the record of their calls. Costs one
-/// relaxed load a call while nothing was asked for.
+/// Results that a test has scripted for the exported functions, and the record of their calls.
+/// Costs one relaxed load per call while a test has requested nothing.
 
 #include <AudioDevices/ScriptedDevice.h>
 #include <AudioUnit/AudioUnit.h>
@@ -32,7 +32,7 @@ class ScriptedCall {
 
 bool isScripted();
 
-/// What the script answers instead of a property's real value; nothing: it has none.
+/// Returns the scripted replacement for a property's value, or nothing if there is none.
 std::optional<AudioDevices::Script::Answer> scriptedObjectProperty(AudioObjectID object,
                                                                    AudioObjectPropertySelector);
 std::optional<AudioDevices::Script::Answer> scriptedUnitProperty(AudioUnitPropertyID property);
@@ -46,8 +46,8 @@ std::int64_t asArgument(T value) {
   }
 }
 
-/// Whether a scripted failure of a call comes instead of its work or after it: what gives things
-/// back gives them back all the same.
+/// Whether a scripted failure of a call replaces its work or comes after it: functions that release
+/// something still release it.
 enum class OnFailure : std::uint8_t { DoNothing, WorkFirst };
 
 struct CallData {
@@ -55,7 +55,7 @@ struct CallData {
   std::size_t count = 0;
 };
 
-/// Every exported function passes through here, so that no exception leaves one.
+/// Every exported function runs through here, so that no exception leaves it.
 template <class Work, class... Arguments>
 OSStatus exported(const char* name, OnFailure onFailure, CallData data, const Work& work,
                   Arguments... arguments) noexcept {

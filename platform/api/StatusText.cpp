@@ -50,7 +50,7 @@ constexpr std::array kMeanings = {
     Meaning{kAUGraphErr_InvalidAudioUnit, "the graph has no such unit"},
 };
 
-/// The four characters, quoted, with a blank behind; empty when they are not all printable.
+/// Returns the four characters, quoted and followed by a space, or nothing if any is unprintable.
 std::string fourCharacters(OSStatus status) {
   std::string text;
   for (int shift = 24; shift >= 0; shift -= 8) {

@@ -9,11 +9,11 @@ namespace {
 constexpr std::uint64_t kSecondNs = 1'000'000'000;
 constexpr std::uint64_t kPatienceCycles = 4;
 
-// Opening anew loses what is in the buffer, so a device that stands for a moment is waited for.
+// Reopening loses what is in the buffer, so a short stall is waited out.
 constexpr std::uint64_t kFirstTryNs = 2 * kSecondNs;
 constexpr std::uint64_t kLongestBackOffNs = 16 * kSecondNs;
 
-// What is opened anew takes a buffer's worth of cycles at once, whatever comes of it.
+// A reopened device takes a buffer's worth of cycles at once, even if it then stalls again.
 constexpr std::uint64_t kSteadyNs = 5 * kSecondNs;
 
 }  // namespace

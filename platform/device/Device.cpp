@@ -94,7 +94,7 @@ double Device::sampleRate() const {
   return m_state.sampleRate();
 }
 
-/// Answers whether it is another one for whoever plays.
+/// Returns true if it has changed for the clients.
 bool Device::readDescription() {
   DriverDescription description = m_driver->describe();
   for (std::size_t i = 0; i < m_memory.size(); ++i) {
@@ -177,7 +177,7 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
   if (m_driver->isSounding()) {
     watchCycles();
   }
-  m_driver->stop();  // a thread that ended by itself is still to be joined
+  m_driver->stop();  // joins a thread that ended by itself
   const OSStatus status = m_driver->start(*this);
   m_startStatus.store(status);
   const std::lock_guard io(m_io);
@@ -186,7 +186,7 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
     m_clientCount = m_clients.size();
     return status;
   }
-  readDescription();  // a driver may settle on a format when it starts
+  readDescription();  // a driver may choose a format when it starts
   return noErr;
 }
 
@@ -217,7 +217,7 @@ void Device::remove(const Client& client) {
   }
 }
 
-/// What the driver has not played yet is never heard.
+/// Counts what the driver has not played yet, as it is never played.
 void Device::discardBuffered() {
   if (m_driver->isSounding()) {
     m_framesDiscarded.fetch_add(m_driver->latencyFrames());
@@ -280,7 +280,7 @@ std::optional<bool> Device::changeOfSuspension() {
   return std::exchange(m_wasSuspended, now) != now ? std::optional(now) : std::nullopt;
 }
 
-/// A server that answers again may have been about to go on with what it has.
+/// A server that responds again may resume the old stream, so it first gets some time to do so.
 void Device::openAnew() {
   const std::uint64_t cyclesBefore = m_cycles.load();
   if (!m_driver->answers()) {
@@ -313,7 +313,7 @@ AudioDevices::Failure Device::failure() const {
 }
 
 AudioDevices::DeviceTotals Device::totals() const {
-  // In this order: a cycle in between makes what was heard less, never more than it was.
+  // In this order, a cycle in between can make framesHeard too small, but never too large.
   const std::uint64_t played = m_framesPlayed.load();
   const std::uint64_t discarded = m_framesDiscarded.load();
   const std::uint64_t pending = hasClients() ? m_driver->latencyFrames() : 0;
@@ -369,7 +369,7 @@ void Device::prepareBuffers(std::uint32_t frames) {
   }
 }
 
-/// By index: a client may take itself or others out, or put one in, which then begins with the
+/// Iterates by index: a client may remove itself or others, or add one, which then begins with the
 /// next cycle.
 bool Device::callClients(std::uint32_t frames, const AudioTimeStamp& time) {
   auto& buffers = *reinterpret_cast<AudioBufferList*>(m_list.data());

@@ -1,14 +1,14 @@
 #pragma once
 
-/// A device: what it is (streams, layout, rate), who plays on it, and the cycle that calls them.
+/// A device: its description (streams, layout, rate), its clients, and the cycle that calls them.
 ///
 /// Locks, in the order in which they are taken:
 ///   m_control  one start, stop or change at a time; held while the driver starts and stops (joins)
-///   m_io       recursive; held by a cycle while it calls, so whoever has taken a client out under
-///              it knows that no call is under way. A client's own calls come in again.
+///   m_io       recursive; held by a cycle while it calls clients, so after a client was removed
+///              under it no call is under way. Calls from inside a client may take it again.
 ///   model      modelLock(): plain data, a leaf; never held during a call out
-/// Inside a cycle only m_io and model are taken, so a callback may stop and dispose of what
-/// plays on its own device; the driver's thread then ends by itself.
+/// Inside a cycle only m_io and model are taken, so a callback may stop and dispose of clients of
+/// its own device; the driver's thread then ends by itself.
 
 #include <AudioDevices/AudioDevices.h>
 #include <CoreAudio/CoreAudio.h>
@@ -38,11 +38,11 @@ struct Cycle {
   bool mix;  // the buffers hold another client's sound
 };
 
-/// Someone who plays on a device: a unit or an I/O procedure.
+/// A client that plays on a device: a unit or an I/O procedure.
 class Client {
  public:
   virtual ~Client() = default;
-  virtual bool play(const Cycle& cycle) = 0;  // true: nothing but silence; [io-thread]
+  virtual bool play(const Cycle& cycle) = 0;  // true if only silence; [io-thread]
   virtual void deviceChanged() {}             // between cycles, under the device's I/O lock
 };
 
@@ -50,8 +50,8 @@ struct DeviceState {
   DriverDescription description;
   std::uint64_t generation = 0;  // grows with each change
 
-  double sampleRate() const;       // of the stream of bursts, if there is one, else of the first
-  double nominalRate() const;      // the device's own, where streams are converted on the way
+  double sampleRate() const;       // of the burst stream, if there is one, else of the first
+  double nominalRate() const;      // the device's own, if its streams are converted
   std::uint32_t channels() const;  // of the PCM streams
   std::uint32_t cycleFrames() const;
 };
@@ -70,43 +70,43 @@ class Device final : public CycleSource {
   const std::vector<AudioStreamID>& streamIds() const { return m_streamIds; }
   DeviceState state() const;  // [any-thread]
 
-  /// Answer platform statuses. [host-thread]
+  /// Return platform statuses. [host-thread]
   OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format);
   OSStatus setLayout(const Labels& labels);
-  OSStatus offerFormat(const PcmFormat& format);  // refusal: no unit can play here
-  /// Changes the driver, between cycles, and takes over how it describes itself then. Refused
-  /// inside a cycle of this device, and when it has ended.
+  OSStatus offerFormat(const PcmFormat& format);  // on refusal no unit can play here
+  /// Changes the driver, between cycles, and reads its new description. Refused inside a cycle of
+  /// this device, and after it has ended.
   OSStatus change(const std::function<OSStatus(bool running)>& apply);
 
   OSStatus add(const std::shared_ptr<Client>& client);  // [host-thread], or inside a cycle
-  /// No call of the client is under way or comes after the return, unless it comes from inside
-  /// one. [host-thread], or inside a cycle
+  /// After it returns, no call of the client is under way or will come, unless it was called from
+  /// inside one. [host-thread], or inside a cycle
   void remove(const Client& client);
   bool hasClients() const { return m_clientCount.load() != 0; }
 
-  /// Ends the device for good: everyone is taken out and the driver completes its work. Not inside
-  /// a cycle. [host-thread]
+  /// Ends the device permanently: removes all clients and lets the driver complete its work. Not
+  /// inside a cycle. [host-thread]
   void end();
   /// The same at process exit, when the cycle's thread can no longer be joined.
   void endAtExit();
-  /// It is there no more, and is about to be ended: failure() tells why. Nothing once it has ended.
+  /// Marks the device as lost before end(); failure() returns the reason. No effect after end().
   void markLost(const AudioDevices::Failure& loss);
   bool isAlive() const { return !m_ended.load() && !m_lost.load(); }
 
-  /// Plays, and runs no cycle for too long; as found by the last look. [any-thread]
+  /// Returns true if it should play but is stalled, as found by the last poll. [any-thread]
   bool stands() const { return m_stands.load(); }
   bool isSuspended() const { return hasClients() && m_driver->isSuspended(); }
-  /// Whether it is suspended, when that is another answer than the last one's. [device watch]
+  /// The new suspended state if it changed since the last call, otherwise nothing. [device watch]
   std::optional<bool> changeOfSuspension();
-  /// What the watch over cycles finds now. [device watch]
+  /// Polls the watchdog and returns its finding. [device watch]
   CycleWatchdog::Finding look(std::uint64_t nowNs);
-  /// Has the driver begin anew, if it is of use; waits for a server, with no lock held, for whether
-  /// that answers at all. [device watch]
+  /// Restarts the driver if that can help. May block while it checks that the server responds;
+  /// holds no lock meanwhile. [device watch]
   void openAnew();
 
   void trimEnd(std::uint32_t frames) { m_driver->trimEnd(frames); }  // [host-thread]
 
-  /// Why a unit could not start on it; nothing: one could. [host-thread]
+  /// Records why a unit could not start on it, or nothing if one could. [host-thread]
   void noteRefusal(const AudioDevices::Failure& refusal);
 
   AudioDevices::Failure failure() const;  // [any-thread]
@@ -114,7 +114,7 @@ class Device final : public CycleSource {
   AudioDevices::DeviceTotals totals() const;  // [any-thread]
   AudioDevices::BurstReport burstReport() const { return m_driver->burstReport(); }
 
-  /// The calling thread is inside a cycle of this device.
+  /// Returns true if the calling thread is inside a cycle of this device.
   bool inCycle() const { return m_cycleThread.load() == std::this_thread::get_id(); }
   std::recursive_mutex& ioLock() { return m_io; }
 
@@ -148,18 +148,18 @@ class Device final : public CycleSource {
   AudioDevices::Failure m_refusal;  // guarded by model
 
   // Guarded by m_io
-  std::vector<std::shared_ptr<Client>> m_clients;  // null: taken out inside a cycle
+  std::vector<std::shared_ptr<Client>> m_clients;  // null if removed inside a cycle
   std::vector<Tavro::RealTime::LockedVector<std::byte>>
       m_memory;                                     // one per stream, for the largest cycle
   Tavro::RealTime::LockedVector<std::byte> m_list;  // an AudioBufferList of that many
-  std::thread::id m_scheduled;                      // a thread that has asked for real time
+  std::thread::id m_scheduled;                      // the thread that has requested real time
   std::uint64_t m_framesSinceStart = 0;
 
-  // The watch's alone
+  // Used by the device watch only
   CycleWatchdog m_watchdog;
   bool m_wasSuspended = false;
 
-  // Atomic: each stands for itself
+  // Atomic, independent of each other
   std::atomic<std::size_t> m_clientCount{0};
   std::atomic<bool> m_ended{false};
   std::atomic<bool> m_lost{false};

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kPeriod{250};
 
-// A period that takes so long: the process was stopped, and the devices have not run again yet.
+// If a period takes this long, the process was stopped, and the devices have not run again yet.
 constexpr std::uint64_t kStoppedNs = 500'000'000;
 
 void act(Device& device, CycleWatchdog::Finding finding) {

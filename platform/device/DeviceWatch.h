@@ -2,8 +2,8 @@
 
 namespace Platform {
 
-/// From now on devices that play are looked at four times a second, by a thread that is started
-/// once: those whose cycles stay away are told of and opened anew. [any-thread]
+/// Starts (once) a thread that polls playing devices four times a second; stalled devices are
+/// reported and reopened. [any-thread]
 void watchCycles();
 
 }  // namespace Platform

@@ -25,7 +25,7 @@ class IoProcedure final : public Client {
     return !cycle.mix && isSilent(cycle.buffers);
   }
 
-  std::atomic<bool> running{false};  // asked for; the device's list decides who is called
+  std::atomic<bool> running{false};  // as requested; the device's list decides what is called
 
  private:
   static bool isSilent(const AudioBufferList& buffers) {
@@ -89,7 +89,7 @@ OSStatus destroyIoProcedure(AudioObjectID device, AudioDeviceIOProcID id) {
   }
   procedure->device().remove(*procedure);
   const std::lock_guard model(modelLock());
-  table().erase(id);  // `procedure` lets go of it after the lock
+  table().erase(id);  // `procedure` releases it after the lock
   return noErr;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// I/O procedures registered on devices. An identifier is a number that is never used again.
+/// I/O procedures registered on devices. An identifier is a number that is never reused.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -11,8 +11,8 @@
 
 namespace Platform {
 
-/// kAudioHardwareBadDeviceError for a device that is not there, kAudioHardwareIllegalOperationError
-/// for an identifier that names nothing on it. [any-thread]
+/// Return kAudioHardwareBadDeviceError if there is no such device, and
+/// kAudioHardwareIllegalOperationError if the device has no such procedure. [any-thread]
 OSStatus createIoProcedure(AudioObjectID device, AudioDeviceIOProc procedure, void* clientData,
                            AudioDeviceIOProcID* id);
 OSStatus destroyIoProcedure(AudioObjectID device, AudioDeviceIOProcID id);

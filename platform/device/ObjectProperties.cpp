@@ -98,7 +98,7 @@ PropertyValue readStream(const DriverStream& stream, AudioObjectPropertySelector
   }
 }
 
-/// A value of exactly the size of a T; nothing otherwise.
+/// Returns the value if it has exactly the size of a T, otherwise nothing.
 template <class T>
 std::optional<T> exactly(std::span<const std::byte> bytes) {
   if (bytes.size() != sizeof(T)) {
@@ -162,7 +162,7 @@ PropertyValue readObjectProperty(AudioObjectID object, const AudioObjectProperty
 OSStatus writeObjectProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,
                              std::span<const std::byte> value) {
   const PropertyValue present = readObjectProperty(object, address);
-  // A default device can be chosen while there is none.
+  // The default device can be set while there is none.
   if (present.status != noErr && present.status != kAudioHardwareUnspecifiedError) {
     return present.status;
   }

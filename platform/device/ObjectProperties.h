@@ -13,7 +13,7 @@ namespace Platform {
 struct PropertyValue {
   OSStatus status = noErr;
   std::vector<std::byte> bytes{};
-  std::size_t elementBytes = 0;  // of an array, which a smaller buffer cuts; 0: read whole or not
+  std::size_t elementBytes = 0;  // of an array, which a smaller buffer truncates; 0 otherwise
 };
 
 PropertyValue readObjectProperty(AudioObjectID object, const AudioObjectPropertyAddress& address);

@@ -18,15 +18,15 @@ constexpr Subject kWhichever = Subject::Any;
 constexpr Choice kWhateverChoice = Choice::Any;
 constexpr Fallback kWhetherOrNot = Fallback::Any;
 
-// The first row that fits holds.
+// The first matching row applies.
 constexpr std::array kRows = {
-    // A device that was set, and is well, is kept.
+    // A device that was set, and is there, is kept.
     Row{Change::DefaultChanged, kWhichever, Choice::There, kWhetherOrNot, Action::Keep},
     Row{Change::DefaultChanged, kWhichever, kWhateverChoice, Fallback::There,
         Action::PlayOnDefault},
     Row{Change::DefaultChanged, kWhichever, kWhateverChoice, Fallback::None, Action::Hold},
 
-    // Who loses its device goes on elsewhere, or waits for one.
+    // When the playing device is lost, playback moves to another one, or waits for one.
     Row{Change::DeviceGone, Subject::ThePlaying, Choice::There, kWhetherOrNot,
         Action::PlayOnChosen},
     Row{Change::DeviceGone, Subject::ThePlaying, kWhateverChoice, Fallback::There,
@@ -34,18 +34,18 @@ constexpr std::array kRows = {
     Row{Change::DeviceGone, Subject::ThePlaying, kWhateverChoice, Fallback::None, Action::Hold},
     Row{Change::DeviceGone, kWhichever, kWhateverChoice, kWhetherOrNot, Action::Keep},
 
-    // Who was silenced on purpose does not speak up elsewhere.
+    // A stream that was ended on purpose does not continue elsewhere.
     Row{Change::StreamEnded, Subject::ThePlaying, kWhateverChoice, kWhetherOrNot, Action::Hold},
     Row{Change::StreamEnded, kWhichever, kWhateverChoice, kWhetherOrNot, Action::Keep},
 
-    // What was set is gone back to; any other device is good only for who has none.
+    // Playback returns to the device that was set; another one is used only without that.
     Row{Change::DeviceBack, Subject::TheChosen, kWhateverChoice, kWhetherOrNot,
         Action::PlayOnChosen},
     Row{Change::DeviceBack, kWhichever, Choice::There, kWhetherOrNot, Action::Keep},
     Row{Change::DeviceBack, kWhichever, kWhateverChoice, Fallback::There, Action::PlayOnDefault},
     Row{Change::DeviceBack, kWhichever, kWhateverChoice, Fallback::None, Action::Hold},
 
-    // The server converts; a new stream would cut off what the old one has in its buffer.
+    // The server converts; a new stream would cut off what is in the old one's buffer.
     Row{Change::RateChanged, kWhichever, kWhateverChoice, kWhetherOrNot, Action::Keep},
 
     Row{Change::ServerGone, kWhichever, Choice::There, kWhetherOrNot, Action::Keep},
@@ -55,7 +55,7 @@ constexpr std::array kRows = {
     Row{Change::ServerBack, kWhichever, kWhateverChoice, Fallback::There, Action::PlayOnDefault},
     Row{Change::ServerBack, kWhichever, kWhateverChoice, Fallback::None, Action::Hold},
 
-    // A device that stands is not lost: moving away would cost more than waiting.
+    // A stalled device is not lost: moving away would cost more than waiting.
     Row{Change::Stalled, kWhichever, kWhateverChoice, kWhetherOrNot, Action::OpenAnew},
     Row{Change::Suspended, kWhichever, kWhateverChoice, kWhetherOrNot, Action::Keep},
     Row{Change::Resumed, kWhichever, kWhateverChoice, kWhetherOrNot, Action::Keep},

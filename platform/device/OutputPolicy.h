@@ -1,46 +1,45 @@
 #pragma once
 
-/// What becomes of the default output when something happens to devices: a table, and nothing else.
-/// Who carries an action out is the registry (the device that the default output is on) and the
-/// watch over cycles (opening anew).
+/// Decision table: which action a device event triggers for the default output. Registry carries
+/// out the routing actions, DeviceWatch the reopening.
 
 #include <cstdint>
 
 namespace Platform {
 
 enum class Change : std::uint8_t {
-  DefaultChanged,  // the system's, or the first attached device is another one
+  DefaultChanged,  // the server's default is another one
   DeviceGone,
   DeviceBack,   // or new
-  StreamEnded,  // by somebody, though the device is there
+  StreamEnded,  // by another program, though the device is there
   RateChanged,  // of the device itself; its streams are converted
   ServerGone,   // with all of its devices
   ServerBack,
-  Stalled,    // playing, but no cycle comes
-  Suspended,  // by somebody else, who will let it go on
+  Stalled,    // playing, but runs no cycles
+  Suspended,  // by another program, which will resume it
   Resumed,
 };
 
-/// What the device of a change is to the output.
+/// Relation of the changed device to the output.
 enum class Subject : std::uint8_t { ThePlaying, TheChosen, Another, Any };
 
-/// The device that the program set.
+/// State of the device that the program set.
 enum class Choice : std::uint8_t { None, There, Missing, Any };
 
-/// Whether there is a device to play on without one set.
+/// Whether there is a device to play on if none is set.
 enum class Fallback : std::uint8_t { There, None, Any };
 
 enum class Action : std::uint8_t {
-  Keep,           // whatever plays goes on where it is
-  PlayOnChosen,   // go there, or back there
-  PlayOnDefault,  // go there
-  Hold,           // there is no device: stand in place
-  OpenAnew,       // the same device, time and again, less and less often
+  Keep,           // playback stays where it is
+  PlayOnChosen,   // switch to it, or back to it
+  PlayOnDefault,  // switch to it
+  Hold,           // play on no device: pause in place
+  OpenAnew,       // reopen the same device repeatedly, with back-off
 };
 
 struct Situation {
   Change change;
-  Subject subject;  // never Any, nor are the other two
+  Subject subject;  // never Any, like the other two
   Choice choice;
   Fallback fallback;
 };

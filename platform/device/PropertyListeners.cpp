@@ -67,7 +67,7 @@ class Listeners {
     }
   }
 
-  std::mutex m_lock;  // a leaf
+  std::mutex m_lock;  // a leaf lock
   std::condition_variable m_change;
   std::vector<PropertyListener> m_listeners;
   std::deque<PropertyListener> m_news;

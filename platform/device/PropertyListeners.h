@@ -1,7 +1,7 @@
 #pragma once
 
-/// Who wants to hear of changed properties, and the thread that tells them: started with the first
-/// one, so that a program without listeners has none.
+/// The listeners of changed properties, and the thread that calls them. It is started with the
+/// first listener, so a program without listeners has none.
 
 #include <CoreAudio/CoreAudio.h>
 
@@ -18,7 +18,8 @@ struct PropertyListener {
 void addListener(const PropertyListener& listener);     // [any-thread]
 void removeListener(const PropertyListener& listener);  // [any-thread], with no lock held
 
-/// Hands on and returns; under whatever locks. Not on a real-time thread. [any-thread]
+/// Queues the notification and returns. May be called with any lock held, but not on a real-time
+/// thread. [any-thread]
 void notifyListeners(AudioObjectID object, AudioObjectPropertySelector selector);
 
 }  // namespace Platform

@@ -9,7 +9,7 @@
 namespace Platform {
 namespace {
 
-// A program that exits without detach() leaves complete files nevertheless.
+// A program that exits without detach() still leaves complete files.
 struct ExitGuard {
   Registry* registry;
   ~ExitGuard() { registry->endAtExit(); }
@@ -39,7 +39,7 @@ std::shared_ptr<Device> Registry::make(std::string identifier, std::string name,
 std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
                                       std::unique_ptr<Driver> driver, Origin origin) {
   auto device = make(std::move(identifier), std::move(name), std::move(driver));
-  std::vector<std::shared_ptr<Device>> forgotten;  // let go of after the lock
+  std::vector<std::shared_ptr<Device>> forgotten;  // released after the lock
   {
     const std::lock_guard model(modelLock());
     if (const auto known = living(device->identifier())) {
@@ -57,7 +57,7 @@ std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
   return device;
 }
 
-/// But for the last one, whose failure and totals may still be asked for.
+/// Keeps the last one, whose failure and totals may still be read.
 std::vector<std::shared_ptr<Device>> Registry::forgetLost(const std::string& identifier) {
   const auto isOne = [&](const auto& each) {
     return !each->isAlive() && each->identifier() == identifier;
@@ -234,7 +234,7 @@ Situation Registry::situation(Change change, const Device* device) const {
   return now;
 }
 
-/// Answers what is for others to do, too.
+/// Also returns actions that the caller must carry out.
 Action Registry::apply(Change change, const Device* device) {
   const auto output = [&](const std::shared_ptr<Device>& target) {
     const AudioObjectID id = target ? target->id() : AudioObjectID{kAudioObjectUnknown};

@@ -25,7 +25,7 @@ class HandleTable {
     const auto found = m_objects.find(handle);
     return found == m_objects.end() ? nullptr : found->second;
   }
-  /// Answers the object, to be let go of outside the lock.
+  /// Returns the object, which the caller should release outside the lock.
   std::shared_ptr<Object> remove(Handle handle) {
     auto node = m_objects.extract(handle);
     return node ? std::move(node.mapped()) : nullptr;
@@ -60,8 +60,8 @@ bool isDefaultOutput(const AudioComponentDescription& description) {
          description.componentManufacturer == kAudioUnitManufacturer_Apple;
 }
 
-/// Takes the units that go with the default output device to the present one. Without any they stay
-/// where they are, and so do those inside a cycle of which this is called. [host-thread]
+/// Moves the units that follow the default output device to the present one. They stay where they
+/// are if there is none, or if this is called inside a cycle of theirs. [host-thread]
 void followDefaultDevice() {
   const auto target = Registry::instance().defaultDevice();
   if (!target) {
@@ -140,7 +140,7 @@ OSStatus Graph::open() {
       m_unitHandle = handles().units.add(std::move(made));
     }
   }
-  followDefaultDevice();  // it may have become another one before the unit was known
+  followDefaultDevice();  // it may have changed before the unit was known
   return noErr;
 }
 
@@ -214,7 +214,7 @@ OSStatus Graph::close() {
     opened->retire();
   }
   const std::lock_guard model(modelLock());
-  handles().units.remove(m_unitHandle);  // `opened` lets go of it after the lock
+  handles().units.remove(m_unitHandle);  // `opened` releases it after the lock
   m_unitHandle = nullptr;
   m_initialized = false;
   return noErr;

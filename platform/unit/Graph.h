@@ -1,7 +1,7 @@
 #pragma once
 
-/// Graphs of one output unit, and the handles that stand for graphs and units outside. A handle is
-/// a number that is never used again, so a stale one is told apart from a live one.
+/// Graphs of one output unit, and the handles of graphs and units that clients see. A handle is a
+/// number that is never reused, so a stale one is detected.
 
 #include <AudioToolbox/AudioToolbox.h>
 
@@ -28,12 +28,12 @@ class Graph {
   std::shared_ptr<OutputUnit> unit() const;
 
   // Guarded by modelLock()
-  AUNode m_node = 0;  // 0: none
+  AUNode m_node = 0;  // 0 if none
   bool m_initialized = false;
-  AudioUnit m_unitHandle = nullptr;  // null: not open
+  AudioUnit m_unitHandle = nullptr;  // null if not open
 };
 
-/// Each answers null or false for a handle that stands for nothing. [any-thread]
+/// Each returns null or false for an unknown handle. [any-thread]
 AUGraph newGraph();
 std::shared_ptr<Graph> findGraph(AUGraph handle);
 bool disposeGraph(AUGraph handle);

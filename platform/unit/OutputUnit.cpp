@@ -46,7 +46,7 @@ OutputUnit::Configuration OutputUnit::configuration() const {
   return m_configuration;
 }
 
-/// Applies a change to the configuration, and to the sound if the unit plays.
+/// Applies a change to the configuration, and to the renderer if the unit plays.
 template <class Change>
 OSStatus OutputUnit::change(Change apply) {
   if (const auto current = device(); current && current->inCycle()) {
@@ -68,7 +68,7 @@ OSStatus OutputUnit::change(Change apply) {
   return noErr;
 }
 
-/// The device hears of the format before the unit plays it, and may refuse.
+/// Offers the format to the device, which may refuse it, before the unit plays it.
 OSStatus OutputUnit::offered(const Configuration& configuration) {
   const bool taken =
       !configuration.device || configuration.device->offerFormat(configuration.format) == noErr;
@@ -110,7 +110,7 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
   return moveTo(std::move(changed), isRunning());
 }
 
-/// To the one of now, not of when it was called: calls may overtake each other.
+/// Uses the current default, not the one at call time: calls can race.
 void OutputUnit::followDefault() {
   const std::lock_guard lock(m_change);
   auto target = Registry::instance().defaultDevice();
@@ -131,7 +131,7 @@ OSStatus OutputUnit::moveTo(Configuration changed, bool plays) {
   }
   {
     const std::lock_guard model(modelLock());
-    std::swap(m_configuration, changed);  // the former device is let go of after the lock
+    std::swap(m_configuration, changed);  // the previous device is released after the lock
   }
   return isElsewhere && plays ? start() : OSStatus{noErr};
 }
@@ -180,8 +180,8 @@ OutputUnit::Prepared OutputUnit::prepare(const Configuration& configuration) con
           .deviceGeneration = state.generation};
 }
 
-/// Puts a renderer for this configuration in place. It is made outside the I/O lock, and made again
-/// under it in the rare case that the device has changed meanwhile.
+/// Replaces the renderer by one for this configuration. It is made outside the I/O lock, and made
+/// again under it in the rare case that the device has changed meanwhile.
 OSStatus OutputUnit::renew(const Configuration& configuration) try {
   Prepared prepared = prepare(configuration);
   {
@@ -208,7 +208,7 @@ void OutputUnit::deviceChanged() {
     m_renderer = std::move(prepared.renderer);
     m_renderedGeneration = prepared.deviceGeneration;
   } catch (const std::runtime_error&) {
-    m_renderer.reset();  // the device's new rate cannot be converted to: silence
+    m_renderer.reset();  // cannot convert to the device's new rate: silence
   }
 }
 
@@ -218,7 +218,7 @@ OSStatus OutputUnit::start() {
     return kAudioHardwareBadDeviceError;
   }
   if (target->inCycle()) {
-    return kAudioUnitErr_CannotDoInCurrentContext;  // its renderer may be in use further up
+    return kAudioUnitErr_CannotDoInCurrentContext;  // its renderer may be in use up the stack
   }
   const std::lock_guard lock(m_change);
   const Configuration current = configuration();
@@ -234,7 +234,7 @@ OSStatus OutputUnit::start() {
   if (const OSStatus status = renew(current); status != noErr) {
     return status;
   }
-  // Before the first cycle can come: its callback may stop the unit again.
+  // Before the first cycle, because its callback may stop the unit again.
   markStarted(true);
   OSStatus status = current.device->add(shared_from_this());
   if (status == noErr) {
@@ -250,7 +250,7 @@ OSStatus OutputUnit::start() {
   return status;
 }
 
-/// The device may have changed between the making of the renderer and the unit's first cycle.
+/// Replaces the renderer if the device has changed since it was made.
 void OutputUnit::catchUpWith(Device& device) {
   const std::lock_guard io(device.ioLock());
   if (m_renderedGeneration != device.state().generation) {

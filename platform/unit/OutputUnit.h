@@ -1,12 +1,12 @@
 #pragma once
 
-/// The output unit: what an AudioUnit handle stands for. It holds a configuration and, while it is
-/// started, a renderer made from it.
+/// The output unit: the object behind an AudioUnit handle. It holds a configuration and, while it
+/// is started, a renderer made from it.
 ///
-/// Locks: m_change orders starts, stops and changes and is taken before any of the device's; calls
-/// from inside a cycle of the unit's own device go without it (a stop) or are refused (a change).
-/// The configuration is written under m_change and modelLock() and read under either; the renderer
-/// is the device's I/O lock's.
+/// Locks: m_change serialises starts, stops and changes and is taken before any of the device's;
+/// from inside a cycle of the unit's own device, a stop does not take it and a change is refused.
+/// The configuration is written under m_change and modelLock() and read under either; the device's
+/// I/O lock guards the renderer.
 
 #include <AudioUnit/AudioUnit.h>
 
@@ -29,9 +29,8 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
 
   OSStatus setFormat(const AudioStreamBasicDescription& description);
   OSStatus setCallback(const AURenderCallbackStruct& callback);
-  OSStatus setDevice(const std::shared_ptr<Device>& device);  // from now on this one
-  /// The default output device may be another one: plays there, unless setDevice() chose. Not
-  /// inside a cycle.
+  OSStatus setDevice(const std::shared_ptr<Device>& device);  // ends following the default
+  /// Moves to the present default output device, unless setDevice() chose one. Not inside a cycle.
   void followDefault();
   OSStatus setChannelMap(std::span<const SInt32> map);  // exactly one entry per device channel
   OSStatus reset();
@@ -46,7 +45,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
 
   OSStatus start();
   void stop();
-  void retire();  // stops for good
+  void retire();  // stops permanently
   bool isRunning() const;
 
   bool play(const Cycle& cycle) override;
@@ -57,7 +56,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
     PcmFormat format;
     AURenderCallbackStruct callback{};
     std::shared_ptr<Device> device;
-    std::vector<SInt32> channelMap;  // of another size than the device's channels: identity
+    std::vector<SInt32> channelMap;  // identity unless of the device's channel count
     bool followsDefault = true;
   };
   struct Prepared {
@@ -73,7 +72,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   OSStatus moveTo(Configuration changed, bool plays);
   void catchUpWith(Device& device);
   void markStarted(bool started);
-  bool isStarted() const;  // on a device that may have ended meanwhile
+  bool isStarted() const;  // also if the device has ended meanwhile
   bool isRetired() const;
 
   std::recursive_mutex m_change;
@@ -82,11 +81,11 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   bool m_retired = false;  // guarded by modelLock()
   // Guarded by the device's I/O lock
   std::unique_ptr<UnitRenderer> m_renderer;
-  std::uint64_t m_renderedGeneration = 0;  // of the device that it was made for
-  std::atomic<float> m_gain{1.0F};         // read once a cycle
+  std::uint64_t m_renderedGeneration = 0;  // of the device, when it was made
+  std::atomic<float> m_gain{1.0F};         // read once per cycle
 };
 
-/// Identity, or `map` where it has an entry per channel.
+/// Returns `map` if it has an entry per channel, otherwise the identity.
 std::vector<SInt32> effectiveChannelMap(const std::vector<SInt32>& map, std::uint32_t channels);
 
 }  // namespace Platform

@@ -23,8 +23,8 @@ void reportRender(const AudioDevices::RenderRecord& record) {
   if (current.load(std::memory_order_relaxed) == nullptr) {
     return;
   }
-  // Sequentially consistent against the exchange below: either this call is counted there, or it
-  // sees the new observer here.
+  // Sequentially consistent with the exchange below: either this call is counted there, or it sees
+  // the new observer here.
   callsUnderWay.fetch_add(1);
   if (const Observation* observation = current.load()) {
     observation->observer(observation->context, record);

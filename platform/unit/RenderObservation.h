@@ -4,7 +4,7 @@
 
 namespace Platform {
 
-/// Tells the process's observer, if there is one. [io-thread]
+/// Calls the process's observer, if there is one. [io-thread]
 void reportRender(const AudioDevices::RenderRecord& record);
 
 }  // namespace Platform

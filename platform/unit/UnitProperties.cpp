@@ -24,7 +24,7 @@ constexpr std::array kKnown = {
     Known{kAudioOutputUnitProperty_ChannelMap, kAudioUnitScope_Output, true},
 };
 
-/// What is wrong with an address, and whether it can be written.
+/// Returns what is wrong with an address, and sets whether it can be written.
 OSStatus check(const UnitAddress& address, bool& writable) {
   if (std::ranges::find(kKnown, address.property, &Known::property) == kKnown.end()) {
     return kAudioUnitErr_InvalidProperty;

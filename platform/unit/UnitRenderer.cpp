@@ -73,7 +73,8 @@ bool UnitRenderer::render(AudioBufferList& buffers, std::uint32_t frames,
   return m_targets.empty();
 }
 
-/// Asks the callback for `frames` frames; what it does not give is zero. True: silence.
+/// Pulls `frames` frames from the callback, zeroing what it does not provide. Returns true if
+/// silent.
 bool UnitRenderer::pull(std::uint32_t frames, const AudioTimeStamp& time) {
   const std::uint32_t bytes = frames * m_plan.source.bytesPerFrame();
   if (frames == 0) {
@@ -98,7 +99,7 @@ bool UnitRenderer::pull(std::uint32_t frames, const AudioTimeStamp& time) {
   return silent;
 }
 
-/// Silence in, and nothing of earlier sound left in the converter.
+/// Returns true if the input is silent and no earlier sound is left in the resampler.
 bool UnitRenderer::isQuiet(bool silentInput, std::uint32_t sourceFrames) {
   const std::uint64_t before = m_silentFrames;
   m_silentFrames = silentInput ? m_silentFrames + sourceFrames : 0;
@@ -122,7 +123,7 @@ void UnitRenderer::copyTo(const Target& target, std::byte* out, std::uint32_t fr
   }
 }
 
-/// The source's channels at the device's rate, with the gain applied.
+/// Returns the source's channels at the device's rate, with the gain applied.
 const double* UnitRenderer::convertSource(std::uint32_t sourceFrames, std::uint32_t frames,
                                           float gain) {
   unpackSamples(m_plan.source.sample, m_source.data(), m_wide.data(),
@@ -153,7 +154,7 @@ void UnitRenderer::packTo(const Target& target, const double* samples, std::byte
                           std::uint32_t frames, bool mix) {
   const std::size_t width = target.map.size();
   for (std::size_t channel = 0; channel < width; ++channel) {
-    const auto from = static_cast<std::uint32_t>(target.map[channel]);  // -1: beyond every stream
+    const auto from = static_cast<std::uint32_t>(target.map[channel]);  // -1 is beyond every stream
     const bool played = from < m_plan.source.channels;
     for (std::size_t frame = 0; frame < frames; ++frame) {
       m_mapped[frame * width + channel] =

@@ -1,9 +1,9 @@
 #pragma once
 
-/// One unit's way from its render callback to the device's buffers: asks for what a cycle needs,
-/// converts where something is to be converted, and copies bit for bit where nothing is. Made off
-/// the I/O thread for one configuration, with all it needs for the largest cycle; another
-/// configuration takes another renderer.
+/// Carries sound from a unit's render callback to the device's buffers: pulls what a cycle needs,
+/// converts it if necessary, and otherwise copies it bit for bit. Made off the I/O thread for one
+/// configuration, with all it needs for the largest cycle; another configuration needs another
+/// renderer.
 
 #include <AudioUnit/AudioUnit.h>
 #include <CoreAudio/CoreAudio.h>
@@ -24,7 +24,7 @@ struct RenderPlan {
   PcmFormat source;
   AURenderCallbackStruct callback{};
   std::vector<SInt32> channelMap;                 // device channel to stream channel
-  std::vector<std::optional<PcmFormat>> streams;  // of the device, in its order; none: not PCM
+  std::vector<std::optional<PcmFormat>> streams;  // of the device, in its order; empty if not PCM
   std::uint32_t deviceRate = 0;
   std::uint32_t maxFrames = 0;
   AudioDeviceID device = kAudioObjectUnknown;
@@ -35,8 +35,8 @@ class UnitRenderer {
   /// Throws like makeResampler().
   UnitRenderer(RenderPlan plan, float gain);
 
-  /// Plays `frames` frames into the zeroed buffers, or onto what they hold with `mix`. True: all
-  /// of it is silence, the buffers were left alone. [io-thread]
+  /// Writes `frames` frames into the zeroed buffers or, with `mix`, adds them to what these hold.
+  /// Returns true if all of it is silence and the buffers are unchanged. [io-thread]
   bool render(AudioBufferList& buffers, std::uint32_t frames, const AudioTimeStamp& time,
               float gain, bool mix);
 
