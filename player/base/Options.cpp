@@ -55,7 +55,7 @@ std::string timeProblem(const std::string& text) {
   return parseTime(text) ? "" : "not a time ([[HH:]MM:]SS[.FRACTION]): " + text;
 }
 
-/// Texts that are converted after parsing.
+/// Option texts that are converted after parsing.
 struct Words {
   bool simulate = false;
   bool realTime = false;
@@ -75,7 +75,7 @@ std::string modeProblem(const std::string& text) {
   return kPassthroughModes.contains(text) ? "" : "neither auto, on nor off: " + text;
 }
 
-/// Prints one line per option: its names, its own word for the value, what it does.
+/// Prints one line per option: its names, the placeholder of its value, what it does.
 class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_option_opts(const CLI::Option* option) const override {
@@ -90,7 +90,7 @@ class HelpFormatter : public CLI::Formatter {
   }
 };
 
-/// For tests.
+/// For tests; absent from the help.
 void declareHidden(CLI::App& app, Options& options, Words& words) {
   app.add_option("--plugin", options.pluginPath)->group("");
   app.add_option("--file-drift-ppm", options.fileDriftPpm)->group("");
