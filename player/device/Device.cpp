@@ -67,7 +67,7 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
                      shape.mChannelsPerFrame, shape.mSampleRate);
 }
 
-/// What could have been meant by an unknown name; files and ALSA's have their own remedies.
+/// Suggests devices for an unknown name; errors of files and of ALSA contain a remedy.
 std::string devicesBeside(const DeviceChoice& choice) {
   if (choice.isFile || choice.identifier.starts_with("alsa:")) {
     return "";
@@ -166,7 +166,7 @@ std::string Device::moveTo(AudioDeviceID id) {
   return (isLost ? "lost " + former + ", " : "") + "now on " + m_identifier;
 }
 
-/// The latency is that of the present one.
+/// Sums up the counts; all other fields are the current device's.
 AudioDevices::DeviceTotals Device::totals() const {
   const AudioDevices::DeviceTotals now = AudioDevices::totalsOf(m_id);
   AudioDevices::DeviceTotals all = now;
@@ -247,7 +247,7 @@ std::uint64_t Device::latencyNs() const {
   return static_cast<std::uint64_t>(frames / rate * 1e9);
 }
 
-/// The cycle under way is not counted yet.
+/// Adds the current cycle, which framesPlayed does not include yet.
 std::uint64_t Device::framesToHear() const {
   return m_choice.isFile ? 0
                          : AudioDevices::totalsOf(m_id).framesPlayed -

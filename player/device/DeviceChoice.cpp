@@ -38,7 +38,7 @@ void refuseAnInputAsOutput(const std::string& path, const Options& options) {
   }
 }
 
-/// Lower case, with the dot.
+/// Returns the extension in lower case, with the dot.
 std::string extensionOf(const std::string& path) {
   std::string extension = fs::path(path).extension().string();
   std::ranges::transform(extension, extension.begin(),
@@ -46,7 +46,7 @@ std::string extensionOf(const std::string& path) {
   return extension;
 }
 
-/// Any other name, or none, holds WAV.
+/// Throws for formats that are not written; other names hold WAV, or bursts.
 void refuseOtherFormats(const std::string& path) {
   constexpr std::array<std::string_view, 40> kNotWritten = {
       ".aac", ".ac3", ".aif",  ".aifc", ".aiff", ".alac", ".amr",  ".ape",  ".au",  ".avi",
@@ -62,14 +62,14 @@ void refuseOtherFormats(const std::string& path) {
   }
 }
 
-/// What is no regular file is written to, not replaced.
+/// Returns the regular file to be replaced, or an empty string; other files are written in place.
 std::string fileAt(const std::string& path) {
   std::error_code ignored;
   const bool isSpecial = path.starts_with("/dev/") || path.starts_with("/proc/");
   return !isSpecial && fs::is_regular_file(path, ignored) ? path : "";
 }
 
-/// A file that is not there yet, so that nothing is overwritten unasked.
+/// Returns the name of a new WAV file, so that no file is overwritten.
 std::string freeName(const std::string& input) {
   const std::string stem = fs::path(input).stem().string();
   std::string name = stem + ".wav";
@@ -79,7 +79,7 @@ std::string freeName(const std::string& input) {
   return name;
 }
 
-/// The server, else ALSA, else a file; tells why it is not the server.
+/// Chooses the server, else ALSA, else a file; logs why it is not the server.
 void chooseByItself(DeviceChoice& choice, const Options& options, const SoundingDevice& sounding) {
   choice.identifier = sounding.identifier;
   choice.followsDefault = sounding.isDefault;
@@ -96,7 +96,8 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
   }
 }
 
-/// Returns the sink that the user has set for streams of no device in particular.
+/// Returns the identifier of the sink that the user has set by kSinkVariable; throws if it is
+/// unknown.
 std::string usersSink(const std::vector<AudioDevices::DeviceDescription>& devices,
                       const std::string& sink) {
   const std::string identifier = kServerPrefix + sink;

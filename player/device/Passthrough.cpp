@@ -12,7 +12,7 @@ namespace Player {
 
 namespace {
 
-// Equivalent: which of them a device uses says nothing.
+// Equivalent; devices use any of them.
 constexpr std::array<AudioFormatID, 4> kAc3Formats = {0x49414333 /* IAC3 */, 0x69616333 /* iac3 */,
                                                       kAudioFormat60958AC3, kAudioFormatAC3};
 constexpr std::array<std::uint32_t, 3> kAc3Rates = {48000, 44100, 32000};
