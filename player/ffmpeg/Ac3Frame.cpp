@@ -46,7 +46,7 @@ Ac3Frame inspectAc3(std::span<const std::uint8_t> data) {
     frame.fault = "cut off";
     return frame;
   }
-  // Two sums, each over what follows the sync word or the sum before: of the first 5/8, of all.
+  // Two checksums, of the first 5/8 of the frame and of all of it, both without the sync word.
   const std::size_t fiveEighths = (frame.bytes / 4 + frame.bytes / 16) * 2;
   if (!isSumZero(data.subspan(2, fiveEighths - 2)) || !isSumZero(data.subspan(2, bytes - 2u))) {
     frame.fault = "wrong checksum";

@@ -48,7 +48,7 @@ std::string Ac3Reader::problem() const {
                                    : damage;
 }
 
-/// The next undamaged AC-3 frame, which lies in the file's packet.
+/// Returns the next undamaged AC-3 frame, which is part of the file's packet.
 std::optional<std::span<const std::uint8_t>> Ac3Reader::nextFrame() {
   while (!m_rest.empty() || fetch()) {
     const Ac3Frame found = inspectAc3(m_rest);

@@ -41,8 +41,8 @@ SampleType sampleTypeOf(AVSampleFormat format, int validBits) {
   }
 }
 
-/// By the first bytes alone, or by few of them and the name. The name alone would make raw samples
-/// of any kind noise, and so would few bytes.
+/// Returns whether the first bytes match the format well, or weakly but with a matching name. A
+/// name alone or a weak match alone would let raw samples play as noise.
 bool isRecognised(const AVFormatContext& container, const std::string& path, bool isPipe) {
   if (isPipe || container.probe_score > AVPROBE_SCORE_EXTENSION) {
     return container.probe_score > AVPROBE_SCORE_RETRY;
@@ -81,7 +81,7 @@ Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
   return container;
 }
 
-/// What is there instead of sound.
+/// Returns what the file contains instead of audio.
 std::string withoutSound(const AVFormatContext& container) {
   for (unsigned i = 0; i < container.nb_streams; ++i) {
     const AVCodecParameters& parameters = *container.streams[i]->codecpar;
@@ -134,8 +134,8 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   findCoding();
 }
 
-/// The library tells the rate of the last AC-3 frame that it has looked at. What counts is the
-/// first: the first packet's.
+/// The library reports the rate of the last AC-3 frame that it has probed. The first packet's rate
+/// counts.
 void FfmpegFile::findCoding() {
   m_coding = {avcodec_get_name(m_decoder->codec_id), m_format.rate, m_format.channels};
   if (m_decoder->codec_id != AV_CODEC_ID_AC3 || readPacket() < 0) {
@@ -159,7 +159,7 @@ std::optional<std::uint64_t> FfmpegFile::length() const {
   return std::nullopt;
 }
 
-/// Some containers keep the texts with the stream.
+/// Some containers store the texts with the stream.
 std::string FfmpegFile::title() const {
   const auto text = [this](const char* key) {
     const AVDictionaryEntry* entry = av_dict_get(m_container->metadata, key, nullptr, 0);
@@ -169,7 +169,7 @@ std::string FfmpegFile::title() const {
   return titleOf(text("artist"), text("title"));
 }
 
-/// Whether times and lengths of the stream are counts of frames, and right.
+/// Returns whether the stream's times and lengths are exact counts of frames.
 bool FfmpegFile::hasExactTimes() const {
   const AVCodecID codec = m_decoder->codec_id;
   const bool counts = codec == AV_CODEC_ID_FLAC || av_get_exact_bits_per_sample(codec) > 0;
@@ -188,7 +188,7 @@ std::uint64_t FfmpegFile::seek(std::uint64_t target) {
   }
   avcodec_flush_buffers(m_decoder.get());
   m_isPacketNext = false;
-  // Where it got to, the first packet tells.
+  // The first packet has the position that was reached.
   if (readPacket() < 0) {
     return target;
   }
@@ -211,7 +211,7 @@ bool FfmpegFile::decode(const StreamFormat& target, std::vector<std::uint8_t>& o
   return true;
 }
 
-/// Valid until the next call; null at the end.
+/// Returns a frame that is valid until the next call; null at the end.
 const AVFrame* FfmpegFile::nextFrame() {
   for (;;) {
     const int result = avcodec_receive_frame(m_decoder.get(), m_frame.get());
@@ -239,7 +239,7 @@ const AVPacket* FfmpegFile::nextPacket() {
   return result < 0 ? nullptr : m_packet.get();
 }
 
-/// The next packet of the stream; answers the library's code.
+/// Reads the next packet of the stream; returns the library's code.
 int FfmpegFile::readPacket() {
   if (std::exchange(m_isPacketNext, false)) {
     return 0;
@@ -254,7 +254,8 @@ int FfmpegFile::readPacket() {
   return result;
 }
 
-/// Gives the decoder one packet of the stream, or the end; false when it takes nothing any more.
+/// Sends the decoder one packet of the stream, or the end; returns false if it accepts nothing
+/// more.
 bool FfmpegFile::sendPacket() {
   const AVPacket* packet = nextPacket();
   if (packet == nullptr) {
@@ -266,7 +267,7 @@ bool FfmpegFile::sendPacket() {
   return true;
 }
 
-/// What is missing at the end, if that was reached.
+/// Returns what is missing at the end, if that was reached.
 std::string FfmpegFile::truncation() const {
   const auto inFrames = [](std::uint64_t present, std::uint64_t declared) {
     return fmt::format("truncated: {} of {} frames", present, declared);
@@ -277,15 +278,15 @@ std::string FfmpegFile::truncation() const {
   const std::uint64_t missing = missingBytes(m_path);
   std::uint64_t declared = length().value_or(0);
   if (hasExactTimes()) {
-    const int frameBytes = m_stream->codecpar->block_align;  // 0 of FLAC
-    if (missing > 0 && frameBytes > 0) {  // the library goes by the file's length
+    const int frameBytes = m_stream->codecpar->block_align;  // 0 for FLAC
+    if (missing > 0 && frameBytes > 0) {                     // the library uses the file's length
       declared = m_position + 1 + (missing - 1) / static_cast<std::uint64_t>(frameBytes);
     }
     if (m_position < declared) {
       return inFrames(m_position, declared);
     }
   }
-  // Only MP3 has a header that counts its frames, which may count the header's as well.
+  // Only MP3 has a header that counts its frames, perhaps including the header's.
   const bool isMp3 = m_container->iformat->name == std::string_view("mp3");
   if (isMp3 && m_container->duration_estimation_method == AVFMT_DURATION_FROM_STREAM) {
     const AVRational frame{1, static_cast<int>(m_format.rate)};
