@@ -68,7 +68,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", "file:good.wav", "good.wav"}, 2, "one of the inputs"},
            {{"--device", "file:out.MP3", "good.wav"}, 2, ".wav file (PCM) or a .spdif"},
            {{"--device", out, "--volume", "101", "good.wav"}, 2, "--volume"},
-           {{"--device", out, "--passthrough", "so", "good.wav"}, 2, "on nor off: so"},
+           {{"--device", out, "--passthrough", "so", "good.wav"}, 2, "auto, on or off: so"},
            {{"--device", out, "--start", "soon", "good.wav"}, 2, "soon"},
            {{"--device", out, "--length", "0", "good.wav"}, 2, "--length"},
            {{"--device", out, "--loop", "0", "good.wav"}, 2, "--loop"},
