@@ -90,7 +90,7 @@ std::string Player::reasonToDecode(const Coding& coding,
   if (m_options.passthrough == PassthroughMode::Off) {
     return "passthrough is off";
   }
-  return device.id == m_refusesBursts ? "the device did not take it" : refusalOf(coding, device);
+  return device.id == m_refusesBursts ? "the device rejected it" : refusalOf(coding, device);
 }
 
 /// Decides which inputs are passed to the device unmodified.
@@ -106,7 +106,7 @@ void Player::planPassthrough() {
     return reason.empty();
   });
   if (m_options.volume && m_playlist.hasPassthrough()) {
-    inform("the volume does not change AC-3 that is passed through");
+    inform("the volume does not affect AC-3 passthrough");
   }
 }
 
@@ -134,7 +134,7 @@ void Player::requireAllPlayed() {
   };
   require("played", totals.played, m_counts.pcmBuffers, "buffers");
   require("handed over", totals.withoutReport, m_counts.bursts, "AC-3 frames");
-  require("the device took", m_device.bursts(), m_counts.bursts, "AC-3 frames");
+  require("the device accepted", m_device.bursts(), m_counts.bursts, "AC-3 frames");
 }
 
 /// Throws if the device found faulty bursts; logs the first ones.
@@ -233,7 +233,7 @@ void Player::playStream(const StreamFormat& format) {
     if (m_options.passthrough == PassthroughMode::On || m_choice.isFile) {
       throw PlayerError(refused.status, line);
     }
-    inform(line + "; decoded");
+    inform(line + "; decoded instead");
     m_refusesBursts = m_device.id();
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });

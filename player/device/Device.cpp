@@ -76,7 +76,7 @@ std::string devicesBeside(const DeviceChoice& choice) {
   for (const AudioDevices::DeviceDescription& device : AudioDevices::list()) {
     names.push_back(device.identifier);
   }
-  return fmt::format("; {}{} (--list-devices)", names.empty() ? "" : "there are: ",
+  return fmt::format("; {}{} (--list-devices)", names.empty() ? "" : "available: ",
                      names.empty() ? "choose another" : fmt::format("{}", fmt::join(names, ", ")));
 }
 
@@ -103,9 +103,9 @@ void Device::attach() {
                                                      nullptr, sizeof(m_id), &m_id);
   if (status != noErr) {
     AudioDevices::detach(m_id);
-    throw PlayerError(
-        ExitStatus::DeviceFailed,
-        m_choice.identifier + " cannot be made the output: " + AudioDevices::statusText(status));
+    throw PlayerError(ExitStatus::DeviceFailed, m_choice.identifier +
+                                                    " cannot be made the default output: " +
+                                                    AudioDevices::statusText(status));
   }
 }
 
@@ -149,7 +149,7 @@ std::string Device::news() {
   if (std::exchange(m_stands, stands) == stands) {
     return "";
   }
-  return m_identifier + (stands ? " stands still; waiting for it" : " goes on");
+  return m_identifier + (stands ? " is not responding; waiting" : " has resumed");
 }
 
 std::string Device::moveTo(AudioDeviceID id) {
@@ -161,9 +161,9 @@ std::string Device::moveTo(AudioDeviceID id) {
   m_stands = false;
   const bool isTheChosen = !m_choice.followsDefault && m_identifier == m_choice.identifier;
   if (m_identifier == former || isTheChosen) {
-    return m_identifier + " is back, now on it";
+    return "switched back to " + m_identifier;
   }
-  return (isLost ? "lost " + former + ", " : "") + "now on " + m_identifier;
+  return (isLost ? "lost " + former + ", " : "") + "switched to " + m_identifier;
 }
 
 /// Sums up the counts; all other fields are the current device's.
@@ -228,7 +228,7 @@ std::string Device::startRefusal() const {
   if (status == kAudioDevicePermissionsError) {
     return "another program uses the device";
   }
-  return status == noErr ? "" : "the device does not start: " + AudioDevices::statusText(status);
+  return status == noErr ? "" : "the device did not start: " + AudioDevices::statusText(status);
 }
 
 std::uint64_t Device::latencyNs() const {

@@ -56,7 +56,7 @@ void refuseOtherFormats(const std::string& path) {
   const std::string extension = extensionOf(path);
   if (std::ranges::find(kNotWritten, extension) != kNotWritten.end()) {
     throw PlayerError(ExitStatus::Usage,
-                      fmt::format("{}: {} files are not written; name a .wav file (PCM) or a "
+                      fmt::format("{}: cannot write {} files; name a .wav file (PCM) or a "
                                   ".spdif file (AC-3 bursts)",
                                   path, extension));
   }
@@ -88,7 +88,7 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
   if (choice.isFile) {
     const std::string name = freeName(options.files.front());
     choice.identifier = std::string(kFilePrefix) + name;
-    what = "no device to play on, so writing " + name + " instead";
+    what = "no audio device, so writing " + name + " instead";
   }
   if (!sounding.isServers) {
     Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),
@@ -107,7 +107,7 @@ std::string usersSink(const std::vector<AudioDevices::DeviceDescription>& device
   if (!isThere) {
     throw PlayerError(
         ExitStatus::DeviceFailed,
-        fmt::format("{} names '{}', which is no sink of the sound server: unset it, or "
+        fmt::format("{} names '{}', which is not a sink of the sound server; unset it, or "
                     "choose one from --list-devices",
                     kSinkVariable, sink));
   }
@@ -148,7 +148,7 @@ DeviceChoice chooseDevice(const Options& options, const std::function<SoundingDe
     choice.isBurstFile = extensionOf(path) == kBurstSuffix;
     choice.replaces = fileAt(path);
   } else if (options.simulated.value_or(false)) {
-    throw PlayerError(ExitStatus::Usage, "simulated time is for file devices");
+    throw PlayerError(ExitStatus::Usage, "--simulate needs a file device (--device file:PATH)");
   }
   choice.attach = {.offersBursts = options.passthrough == PassthroughMode::On,
                    .partsPerMillion = options.fileDriftPpm};

@@ -19,7 +19,7 @@ bool isAc3(const AudioStreamBasicDescription& format);
 /// For one device format and AC-3 of `rate`, or of any rate if none is given.
 std::string refusalOf(const AudioStreamBasicDescription& format, std::optional<std::uint32_t> rate);
 
-/// For an input; for example "it is E-AC-3, not AC-3".
+/// For an input; for example "the input is E-AC-3, not AC-3".
 std::string refusalOf(const Coding& coding);
 
 /// For an input on a device.

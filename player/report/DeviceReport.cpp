@@ -126,7 +126,7 @@ class LikeFile {
   explicit LikeFile(const std::string& identifier) {
     std::string name = (fs::temp_directory_path() / "tavro-play-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
-      throw PlayerError(ExitStatus::DeviceFailed, "no temporary folder can be made");
+      throw PlayerError(ExitStatus::DeviceFailed, "cannot create a temporary folder");
     }
     m_folder = name;
     m_identifier = "file:" + (m_folder / fs::path(identifier).filename()).string();
@@ -173,7 +173,7 @@ DeviceDescription deviceOf(const Options& options) {
     SoundingDevice sounding = soundingDevice();
     if (sounding.identifier.empty()) {
       throw PlayerError(ExitStatus::DeviceFailed,
-                        "there is only --device file:PATH to play on: " + sounding.reason);
+                        "no audio device; use --device file:PATH: " + sounding.reason);
     }
     return sounding;
   });
@@ -244,7 +244,7 @@ std::string reportDevices(const Options& options) {
     json["devices"].push_back(entry);
   }
   if (noServer) {
-    text += noServer.message + "; file:PATH writes a file\n";
+    text += noServer.message + "; use file:PATH to write a file\n";
   }
   AudioDevices::Failure noAlsa;
   for (const AudioDevices::AttachableDevice& device : AudioDevices::listAlsa(&noAlsa)) {
