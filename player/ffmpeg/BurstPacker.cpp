@@ -13,7 +13,7 @@ constexpr int kIoBytes = kBurstBytes;
 
 void require(bool done) {
   if (!done) {
-    throw InputError("its frames cannot be packed into bursts");
+    throw InputError("AC-3 frame cannot be packed into a burst");
   }
 }
 

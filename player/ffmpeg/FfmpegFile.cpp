@@ -73,11 +73,11 @@ Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
   if (result == AVERROR_INVALIDDATA ||
       (result == 0 && !isRecognised(*opened, path, pipe != nullptr))) {
     throw InputError(
-        "unknown format, or a damaged header; if it is raw PCM, give it one: ffmpeg -f s16le -ar "
+        "unknown format or damaged header; for raw PCM, add a header: ffmpeg -f s16le -ar "
         "RATE -ac CHANNELS -i FILE NEW.wav");
   }
-  require(result, "cannot open it");
-  require(avformat_find_stream_info(opened, nullptr), "cannot read it");
+  require(result, "cannot open");
+  require(avformat_find_stream_info(opened, nullptr), "cannot read");
   return container;
 }
 
@@ -89,11 +89,11 @@ std::string withoutSound(const AVFormatContext& container) {
       const std::string_view format = container.iformat->name;
       const bool isPicture = format.ends_with("_pipe") || format.starts_with("image2");
       return fmt::format("{} ({})",
-                         isPicture ? "is a picture, not sound" : "is a video without sound",
+                         isPicture ? "is a picture, not audio" : "is a video without audio",
                          avcodec_get_name(parameters.codec_id));
     }
   }
-  return fmt::format("contains no sound ({})", container.iformat->long_name);
+  return fmt::format("contains no audio ({})", container.iformat->long_name);
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   const int index = av_find_best_stream(m_container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
   if (index < 0 || codec == nullptr) {
     throw InputError(index == AVERROR_STREAM_NOT_FOUND ? withoutSound(*m_container)
-                                                       : "there is no decoder for its sound");
+                                                       : "no decoder for its audio format");
   }
   for (unsigned i = 0; i < m_container->nb_streams; ++i) {
     const bool wanted = static_cast<int>(i) == index;
@@ -116,17 +116,17 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   }
   m_stream = m_container->streams[index];
   m_decoder.reset(avcodec_alloc_context3(codec));
-  require(avcodec_parameters_to_context(m_decoder.get(), m_stream->codecpar), "cannot decode it");
+  require(avcodec_parameters_to_context(m_decoder.get(), m_stream->codecpar), "cannot decode");
   m_decoder->pkt_timebase = m_stream->time_base;
   m_decoder->err_recognition |= AV_EF_CRCCHECK;
-  require(avcodec_open2(m_decoder.get(), codec, nullptr), "cannot decode it");
+  require(avcodec_open2(m_decoder.get(), codec, nullptr), "cannot decode");
 
   const auto sampleFormat = m_decoder->sample_fmt != AV_SAMPLE_FMT_NONE
                                 ? m_decoder->sample_fmt
                                 : static_cast<AVSampleFormat>(m_stream->codecpar->format);
   if (sampleFormat == AV_SAMPLE_FMT_NONE || m_decoder->sample_rate <= 0 ||
       m_decoder->ch_layout.nb_channels <= 0) {
-    throw InputError("its sound is of an unknown format");
+    throw InputError("unknown audio format");
   }
   m_format = {sampleTypeOf(sampleFormat, m_decoder->bits_per_raw_sample),
               static_cast<std::uint32_t>(m_decoder->sample_rate),
@@ -296,21 +296,21 @@ std::string FfmpegFile::truncation() const {
     return read + uncertain < declared ? inFrames(read, declared) : "";
   }
   if (missing > 0) {
-    return fmt::format("truncated: its last {} bytes are missing", missing);
+    return fmt::format("truncated: the last {} bytes are missing", missing);
   }
-  return lacksLastPage(m_path) ? "truncated: it does not end with its last page" : "";
+  return lacksLastPage(m_path) ? "truncated: the last page is incomplete or missing" : "";
 }
 
 std::string FfmpegFile::damage() const {
   if (!m_readError.empty()) {
-    return "reading it failed: " + m_readError;
+    return "read error: " + m_readError;
   }
   if (const std::string truncated = truncation(); !truncated.empty()) {
     return truncated;
   }
   if (m_lostPackets > 0) {
-    return "it is damaged: " + std::to_string(m_lostPackets) +
-           " packets could not be decoded wholly";
+    return fmt::format("damaged: {} packet{} not fully decoded", m_lostPackets,
+                       m_lostPackets == 1 ? "" : "s");
   }
   return "";
 }

@@ -98,7 +98,7 @@ void FrameConverter::prepareFor(const AVFrame& frame) {
   av_channel_layout_uninit(&in);
   av_channel_layout_uninit(&out);
   if (result < 0 || (swr_init(made) < 0 && !openTakingFirstChannels(made, to))) {
-    throw InputError("its samples cannot be converted");
+    throw InputError("cannot convert its samples");
   }
 }
 

@@ -184,7 +184,7 @@ std::string LosslessFile::damage() const {
   const std::string found = m_decoders ? m_decoders->damage() : "";
   if (found.empty() && m_isDamaged) {
     const double seconds = static_cast<double>(m_position) / m_format.rate;
-    return fmt::format("it is damaged, at {:.3f} s first", seconds);
+    return fmt::format("damaged, first at {:.3f} s", seconds);
   }
   return found;
 }

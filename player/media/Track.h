@@ -24,7 +24,7 @@ struct Cut {
     const auto seconds = [rate](std::uint64_t frames) {
       return static_cast<double>(frames) / rate;
     };
-    return start == 0 || !whole ? "contains no sound"
+    return start == 0 || !whole ? "contains no audio"
                                 : fmt::format("--start {:.6g}: the file ends at {:.6g} s",
                                               seconds(start), seconds(*whole));
   }

@@ -54,7 +54,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", out, "folder"}, 3, "is a folder; name files instead"},
            {{"--device", out, "music"}, 3, "is a folder; name files in it, e.g. music/*.mp3"},
            {{"--device", out, "missing.wav"}, 3, "No such file"},
-           {{"--device", out, "silent.avi"}, 3, "is a video without sound"},
+           {{"--device", out, "silent.avi"}, 3, "is a video without audio"},
            {{"--device", out, "picture.png"}, 3, "is a picture"},
            {{"--device", out, "truncated.flac"}, 3, "truncated: "},
            {{"--device", out, "truncated.wav"}, 3, "truncated: "},

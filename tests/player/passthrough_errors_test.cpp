@@ -53,7 +53,7 @@ TEST_F(PassthroughErrors, whatIsDamagedIsLeftOutAndTheRestArrives) {
     const char* says;
   };
   for (const Case& each :
-       {Case{"truncated.ac3", joined({frames.begin(), frames.begin() + 20}), "cut off"},
+       {Case{"truncated.ac3", joined({frames.begin(), frames.begin() + 20}), "incomplete"},
         {"first-part.ac3", joined(without), "checksum"},
         {"last-part.ac3", joined(without), "checksum"},
         {"unsynced.ac3", joined(without), "sync"},
