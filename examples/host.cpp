@@ -100,7 +100,8 @@ int main(int argc, char** argv) try {
   }
   const bool isPlayed = !failure && play(device);
   if (!failure) failure = AudioDevices::detach(device);  // completes the file
-  if (failure || !isPlayed) throw std::runtime_error(failure ? failure.message : "not all played");
+  if (failure || !isPlayed)
+    throw std::runtime_error(failure ? failure.message : "some buffers were not played");
   return 0;
 } catch (const std::runtime_error& error) {
   std::fprintf(stderr, "example-host: %s\n", error.what());
