@@ -1,5 +1,5 @@
-// Plays two seconds of a tone through the bundle: on the default device, or into a WAV file that is
-// named.
+// Plays a tone of two seconds through the bundle, on the default device or into the WAV file named
+// by the argument.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -18,7 +18,8 @@ Tavro::_Variant valueOf(void* object) {
   return {Tavro::VariantType::kObject, reinterpret_cast<std::uintptr_t>(object)};
 }
 
-/// The upstream component's port: makes 16-bit stereo when the output's feeder asks for a buffer.
+/// The upstream component's port: generates 16-bit stereo when the output's feeder asks for a
+/// buffer.
 struct Tone final : Tavro::PortInterface, Tavro::StreamSource {
   explicit Tone(Tavro::Ledger& books) : ledger(books), pool(2 * kQueue, kFrames * 4, books) {}
   bool readQuery(unsigned id, Tavro::_Variant* value) override {
@@ -91,7 +92,7 @@ int main(int argc, char** argv) try {
   AudioDevices::Failure failure;
   AudioDeviceID device = kAudioObjectUnknown;
   if (argc > 1) {
-    Tavro::HostTime::simulate();  // a file takes the sound as fast as it is made
+    Tavro::HostTime::simulate();  // a file accepts audio as fast as it is made
     device = AudioDevices::attach(std::string("file:") + argv[1], &failure);
   } else {
     for (const auto& each : AudioDevices::list()) device = each.isDefault ? each.id : device;
@@ -99,7 +100,8 @@ int main(int argc, char** argv) try {
   }
   const bool isPlayed = !failure && play(device);
   if (!failure) failure = AudioDevices::detach(device);  // completes the file
-  if (failure || !isPlayed) throw std::runtime_error(failure ? failure.message : "not all played");
+  if (failure || !isPlayed)
+    throw std::runtime_error(failure ? failure.message : "some buffers were not played");
   return 0;
 } catch (const std::runtime_error& error) {
   std::fprintf(stderr, "example-host: %s\n", error.what());

@@ -5,10 +5,10 @@
 
 namespace Player {
 
-/// What the program answers. The first failure that ends playback decides; inputs that cannot be
-/// read do not end it.
+/// The program's exit status: that of the first failure that ends playback. An unreadable input
+/// does not end playback.
 enum class ExitStatus : int {
-  Played = 0,  // everything that was asked for
+  Played = 0,  // finished, or stopped by the user
   PlaybackFailed = 1,
   Usage = 2,
   InputUnreadable = 3,
@@ -21,10 +21,10 @@ constexpr bool isInterruption(ExitStatus status) {
   return status == ExitStatus::Interrupted || status == ExitStatus::Terminated;
 }
 
-/// Ends playback because the user asked for it: no failure.
+/// Thrown to end playback at the user's request; not a failure.
 struct StoppedByUser {};
 
-/// Ends playback, with one line for the person.
+/// Thrown to end playback; what() is a one-line message for the user.
 class PlayerError : public std::runtime_error {
  public:
   PlayerError(ExitStatus exitStatus, const std::string& line)

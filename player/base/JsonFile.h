@@ -6,10 +6,10 @@
 
 namespace Player {
 
-/// Throws PlayerError (usage) for a path that cannot be written; the file there stays as it is.
+/// Throws PlayerError (usage) if `path` is not writable; leaves an existing file unchanged.
 void requireWritable(const std::string& path);
 
-/// "-" is standard output. Throws PlayerError when it cannot be written.
+/// Writes to `path`, or to standard output for "-". Throws PlayerError if writing fails.
 void writeJson(const nlohmann::ordered_json& json, const std::string& path);
 
 }  // namespace Player

@@ -22,15 +22,14 @@ constexpr std::uint64_t kMostOfAPart = 1'000'000'000;
 
 constexpr const char* kFooter =
     "TIME is [[HH:]MM:]SS[.FRACTION]. DEVICE is one of:\n"
-    "  auto         the sound server's default sink, or the sink that PULSE_SINK names; without a\n"
-    "               server ALSA's default device; without that a new WAV file in this folder\n"
+    "  auto         the sink that PULSE_SINK names, else the sound server's default sink;\n"
+    "               without a server ALSA's default device, else a new WAV file in the\n"
+    "               current folder\n"
     "  pulse:NAME   a sink of the sound server\n"
-    "  alsa:NAME    a PCM of ALSA, such as alsa:hw:0,0\n"
-    "  file:PATH    a WAV file, or AC-3 bursts if PATH ends in .spdif; simulated time unless "
-    "asked\n"
-    "               otherwise; it is written as PATH.part, which replaces PATH when it is "
-    "finished\n"
-    "               or interrupted; a PATH that exists is kept if nothing was played\n"
+    "  alsa:NAME    an ALSA PCM, such as alsa:hw:0,0\n"
+    "  file:PATH    a WAV file, or AC-3 bursts if PATH ends in .spdif; uses simulated time by\n"
+    "               default. PATH.part is written and replaces PATH at the end or when\n"
+    "               interrupted; an existing PATH is kept if nothing was played\n"
     "\n"
     "Keys, on a terminal in real time:\n"
     "  space pauses and resumes; left and right seek 5 s back and forward; q stops\n"
@@ -55,7 +54,7 @@ std::string timeProblem(const std::string& text) {
   return parseTime(text) ? "" : "not a time ([[HH:]MM:]SS[.FRACTION]): " + text;
 }
 
-/// Texts that are converted after parsing.
+/// Option texts that are converted after parsing.
 struct Words {
   bool simulate = false;
   bool realTime = false;
@@ -72,10 +71,10 @@ const std::map<std::string, PassthroughMode> kPassthroughModes = {
     {"auto", PassthroughMode::Auto}, {"on", PassthroughMode::On}, {"off", PassthroughMode::Off}};
 
 std::string modeProblem(const std::string& text) {
-  return kPassthroughModes.contains(text) ? "" : "neither auto, on nor off: " + text;
+  return kPassthroughModes.contains(text) ? "" : "must be auto, on or off: " + text;
 }
 
-/// Prints one line per option: its names, its own word for the value, what it does.
+/// Prints one line per option: its names, the placeholder of its value, what it does.
 class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_option_opts(const CLI::Option* option) const override {
@@ -90,7 +89,7 @@ class HelpFormatter : public CLI::Formatter {
   }
 };
 
-/// For tests.
+/// For tests; absent from the help.
 void declareHidden(CLI::App& app, Options& options, Words& words) {
   app.add_option("--plugin", options.pluginPath)->group("");
   app.add_option("--file-drift-ppm", options.fileDriftPpm)->group("");
@@ -134,7 +133,7 @@ void declareDevices(CLI::App& app, Options& options) {
   auto* list =
       app.add_flag("--list-devices", options.listDevices, "List the devices")->group(kGroup);
   app.add_flag("--explain-passthrough", options.explainPassthrough,
-               "List what accepts AC-3 passthrough [of FILE], and why others do not")
+               "List the device formats that accept AC-3 [of FILE], and why others do not")
       ->group(kGroup)
       ->excludes(list);
 }
@@ -168,7 +167,7 @@ void declare(CLI::App& app, Options& options, Words& words) {
   auto* simulate = app.add_flag("--simulate", words.simulate,
                                 "Render to a file as fast as possible, deterministically");
   simulate->group(kTime);
-  app.add_flag("--real-time", words.realTime, "Play at normal speed, to a file too")
+  app.add_flag("--real-time", words.realTime, "Play at normal speed, also to a file")
       ->group(kTime)
       ->excludes(simulate);
   constexpr const char* kMessages = "Messages";
@@ -218,13 +217,14 @@ std::optional<int> parseOptions(int argc, char** argv, Options& options) {
       throw CLI::RequiredError("FILE");
     }
     if (options.explainPassthrough && options.files.size() > 1) {
-      throw CLI::ValidationError("--explain-passthrough", "one FILE at most");
+      throw CLI::ValidationError("--explain-passthrough", "give at most one FILE");
     }
     if (options.eventsPath == "-" && options.jsonPath == "-") {
-      throw CLI::ValidationError("--events", "standard output is taken by --json; give it a PATH");
+      throw CLI::ValidationError("--events",
+                                 "standard output is already used by --json; give a PATH");
     }
     if (!words.length.empty() && *parseTime(words.length) == 0) {
-      throw CLI::ValidationError("--length", "nothing to play");
+      throw CLI::ValidationError("--length", "must be longer than 0");
     }
   } catch (const CLI::Success& asked) {
     return app.exit(asked);

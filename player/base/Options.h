@@ -7,39 +7,39 @@
 
 namespace Player {
 
-/// Whether AC-3 goes to the device as it is.
+/// Whether AC-3 is passed to the device unmodified.
 enum class PassthroughMode : std::uint8_t { Auto, On, Off };
 
 struct Options {
   std::vector<std::string> files;
   std::string device = "auto";
-  std::optional<bool> simulated;          // unset: as the device has it
+  std::optional<bool> simulated;          // unset: for file devices only
   std::optional<std::uint32_t> volume;    // percent
   std::optional<std::uint32_t> channels;  // of a file device
-  std::uint64_t startNs = 0;              // where each file begins
-  std::optional<std::uint64_t> lengthNs;  // how much of each file
+  std::uint64_t startNs = 0;              // start position in each file
+  std::optional<std::uint64_t> lengthNs;  // duration to play of each file
   std::uint32_t loops = 1;
   std::string eventsPath;
-  std::string jsonPath;    // of the totals, or of what is shown instead of playing
-  std::string pluginPath;  // empty: beside the program
+  std::string jsonPath;    // for the totals, or for a report printed instead of playing
+  std::string pluginPath;  // empty: next to the program
   PassthroughMode passthrough = PassthroughMode::Auto;
   std::optional<std::uint64_t> pauseAtNs;  // graph time
   std::uint64_t pauseForNs = 0;            // host time
   std::optional<std::uint64_t> seekAtNs;   // graph time
-  std::uint64_t seekToNs = 0;              // from the beginning of the part that is played
-  std::uint32_t bufferMs = 20;             // of decoded sound in a media buffer
-  int fileDriftPpm = 0;                    // how much faster a file device is than nominal
+  std::uint64_t seekToNs = 0;              // from the start of the played part
+  std::uint32_t bufferMs = 20;             // decoded audio per media buffer
+  int fileDriftPpm = 0;                    // speed of a file device's clock relative to nominal
   bool explainPassthrough = false;
   bool listDevices = false;
   bool quiet = false;
   bool verbose = false;
 };
 
-/// Nanoseconds of "[[HH:]MM:]SS[.fraction]"; nothing for anything else.
+/// Parses "[[HH:]MM:]SS[.fraction]" to nanoseconds; returns nullopt for anything else.
 std::optional<std::uint64_t> parseTime(const std::string& text);
 
-/// The options of a command line. Answers an exit status when there is nothing more to do: help and
-/// version were printed, or the one line that says what is wrong.
+/// Parses the command line. Returns an exit status if nothing is left to do: after printing the
+/// help, the version, or a one-line error.
 std::optional<int> parseOptions(int argc, char** argv, Options& options);
 
 }  // namespace Player

@@ -7,8 +7,8 @@
 
 namespace Player {
 
-/// Appends `count` little-endian samples that lie `step` bytes apart, of each its upper `bytes`,
-/// each so many times in a row.
+/// Appends the upper `bytes` bytes of `count` little-endian samples spaced `step` bytes apart, each
+/// sample `copies` times in a row.
 inline void appendPacked(const std::uint8_t* samples, std::size_t count, std::size_t step,
                          std::size_t bytes, std::size_t copies, std::vector<std::uint8_t>& out) {
   const std::size_t begin = out.size();

@@ -4,7 +4,7 @@
 
 namespace Player {
 
-/// Where the program lies, and beside it whatever it loads.
+/// Returns the program's folder, which also holds the modules it loads.
 inline std::filesystem::path programFolder() {
   return std::filesystem::read_symlink("/proc/self/exe").parent_path();
 }

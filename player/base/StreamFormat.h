@@ -7,7 +7,7 @@
 
 namespace Player {
 
-/// What the plug-in is given: little-endian, interleaved.
+/// Sample types passed to the plug-in: little-endian, interleaved.
 enum class SampleType : std::uint8_t { Int16, Int24, Int32, Float32 };
 
 constexpr std::uint32_t bitsOf(SampleType type) {
@@ -21,12 +21,11 @@ constexpr std::uint32_t bitsOf(SampleType type) {
   }
 }
 
-/// An AC-3 frame stands for so many frames of sound, and is carried in a burst of as many frames of
-/// 16-bit stereo.
+/// Audio frames per AC-3 frame. Its burst has as many frames of 16-bit stereo.
 inline constexpr std::uint32_t kFramesPerBurst = 1536;
 inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
 
-/// To the nearest frame.
+/// Rounds to the nearest frame.
 constexpr std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
   const std::uint64_t whole = ns / Tavro::kNanosPerSecond * rate;
   return whole +
@@ -41,7 +40,7 @@ struct StreamFormat {
   SampleType type = SampleType::Int16;
   std::uint32_t rate = 0;  // frames per second
   std::uint32_t channels = 0;
-  bool bursts = false;  // the rest is that of the carrier
+  bool bursts = false;  // AC-3 bursts; the other fields describe the carrier
 
   std::uint32_t bytesPerSample() const { return bitsOf(type) / 8; }
   std::uint32_t bytesPerFrame() const { return channels * bytesPerSample(); }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint64_t kPauseLookNs = 20 * Tavro::kNanosPerMs;
 constexpr std::int64_t kStepNs = 5'000'000'000;
 
-/// Answers once.
+/// Returns true once, when `timeNs` is reached.
 bool isDue(std::optional<std::uint64_t>& timeNs, std::uint64_t nowNs) {
   const bool due = timeNs && nowNs >= *timeNs;
   if (due) {

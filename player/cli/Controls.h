@@ -11,16 +11,15 @@
 
 namespace Player {
 
-/// What interferes with playback: the keys of the terminal, and what the options have set for a
-/// certain time. [host-thread]
+/// Pauses, seeks and stops playback on terminal keys and at the times set by options. [host-thread]
 class Controls {
  public:
-  /// `wait` so long; throws PlayerError.
+  /// Waits up to `ns`; throws PlayerError.
   using Wait = std::function<void(std::uint64_t ns)>;
   Controls(const Options& options, Tavro::Clock& clock, bool withKeyboard, Wait wait);
 
-  /// Does what is due, and comes back when it is not paused any more; answers whether anything was.
-  /// Throws PlayerError, and StoppedByUser.
+  /// Carries out pending actions and, while paused, blocks until playback resumes. Returns whether
+  /// there was any action. Throws PlayerError and StoppedByUser.
   bool serve(Playback& playback);
 
  private:
@@ -32,7 +31,7 @@ class Controls {
   const Wait m_wait;
   Keyboard m_keyboard;
 
-  // What is still to come: when in graph time, and until when in host time.
+  // Pending actions: pause and seek in graph time, resume in host time.
   std::optional<std::uint64_t> m_pauseAtNs;
   const std::uint64_t m_pauseForNs;
   std::optional<std::uint64_t> m_resumeAtNs;

@@ -90,10 +90,10 @@ std::string Player::reasonToDecode(const Coding& coding,
   if (m_options.passthrough == PassthroughMode::Off) {
     return "passthrough is off";
   }
-  return device.id == m_refusesBursts ? "the device did not take it" : refusalOf(coding, device);
+  return device.id == m_refusesBursts ? "the device rejected it" : refusalOf(coding, device);
 }
 
-/// Which inputs go to the device as they are.
+/// Decides which inputs are passed to the device unmodified.
 void Player::planPassthrough() {
   const AudioDevices::DeviceDescription device = m_device.describe();
   m_plannedDevice = device.id;
@@ -106,11 +106,11 @@ void Player::planPassthrough() {
     return reason.empty();
   });
   if (m_options.volume && m_playlist.hasPassthrough()) {
-    inform("the volume does not change AC-3 that is passed through");
+    inform("the volume does not affect AC-3 passthrough");
   }
 }
 
-/// Tells whoever expects otherwise; throws where only bursts will do.
+/// Logs the reason if passthrough was expected; throws if bursts are required.
 void Player::decodeInstead(const std::string& path, const Coding& coding,
                            const std::string& reason) const {
   if (m_options.passthrough == PassthroughMode::On || m_choice.isBurstFile) {
@@ -121,7 +121,8 @@ void Player::decodeInstead(const std::string& path, const Coding& coding,
   }
 }
 
-/// What was made has been played, handed over and taken, once each.
+/// Throws unless each PCM buffer was played once, and each burst handed over and taken by the
+/// device once.
 void Player::requireAllPlayed() {
   const Tavro::LedgerTotals totals = m_session.ledger().totals();
   const auto require = [](const char* done, std::uint64_t count, std::uint64_t wanted,
@@ -133,10 +134,10 @@ void Player::requireAllPlayed() {
   };
   require("played", totals.played, m_counts.pcmBuffers, "buffers");
   require("handed over", totals.withoutReport, m_counts.bursts, "AC-3 frames");
-  require("the device took", m_device.bursts(), m_counts.bursts, "AC-3 frames");
+  require("the device accepted", m_device.bursts(), m_counts.bursts, "AC-3 frames");
 }
 
-/// What the device found wrong with what it was given.
+/// Throws if the device found faulty bursts; logs the first ones.
 void Player::requireNoViolation() const {
   const AudioDevices::BurstReport report = m_device.burstReport();
   for (const AudioDevices::BurstViolation& violation : report.first) {
@@ -199,7 +200,8 @@ ExitStatus Player::finish(ExitStatus status) {
   return status;
 }
 
-/// Where a device that offered an AC-3 format does not take it after all, decoded if need be.
+/// Plays one stream. If the device rejects an AC-3 format that it offered, decodes it instead,
+/// unless bursts are required.
 void Player::playStream(const StreamFormat& format) {
   m_session.clock().pause();
   const std::size_t position = m_playlist.position();
@@ -217,7 +219,7 @@ void Player::playStream(const StreamFormat& format) {
     m_spot.reset();
   } catch (const FormatRefused& refused) {
     wait(0);
-    if (!m_device.isThere()) {  // that is why
+    if (!m_device.isThere()) {  // lost meanwhile, hence the refusal
       goOnAt(position);
       return;
     }
@@ -231,7 +233,7 @@ void Player::playStream(const StreamFormat& format) {
     if (m_options.passthrough == PassthroughMode::On || m_choice.isFile) {
       throw PlayerError(refused.status, line);
     }
-    inform(line + "; decoded");
+    inform(line + "; decoded instead");
     m_refusesBursts = m_device.id();
     m_playlist.goTo(position);
     m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
@@ -241,8 +243,8 @@ void Player::playStream(const StreamFormat& format) {
   }
 }
 
-/// On whatever device there is by then, as bursts if it takes them. Where only bursts will do, on
-/// one that does.
+/// Waits for a device and continues there, with bursts if it accepts them. If bursts are required,
+/// waits for a device that does.
 void Player::goOnAt(std::size_t position) {
   m_output.reset();
   enter(PlayerState::Paused);
@@ -255,7 +257,7 @@ void Player::goOnAt(std::size_t position) {
   learnLimits();
 }
 
-/// Whether the device is another one now, or has changed, so that it takes something otherwise.
+/// Returns whether a device change affects passthrough, or a new device's channel count the mix.
 bool Player::wantsAnotherPlan() const {
   if (m_choice.isFile || !m_device.isThere()) {
     return false;
@@ -270,7 +272,7 @@ bool Player::wantsAnotherPlan() const {
   return passesOther || (device.id != m_plannedDevice && needsOther);
 }
 
-/// While the device is still there.
+/// Call before the device is closed.
 PassthroughTotals Player::burstTotals() {
   const AudioDevices::BurstReport report = m_device.burstReport();
   PassthroughTotals totals;
@@ -297,7 +299,7 @@ Output& Player::outputFor(const StreamFormat& format) {
   return *m_output;
 }
 
-/// How many channels the device takes, and who of the decoded is mixed down to that.
+/// Reads the device's channel count, and finds out if decoded inputs must be mixed down to it.
 void Player::learnLimits() {
   const std::vector<StreamFormat> formats = m_playlist.decodedFormats();
   const std::uint32_t most = m_device.channels();
@@ -312,7 +314,7 @@ void Player::learnLimits() {
   }
 }
 
-/// For `ns` or until woken, watching over the rest meanwhile.
+/// Waits for `ns` or until woken; then checks for signals and device changes.
 void Player::wait(std::uint64_t ns) {
   Tavro::HostTime::waitUntil(Tavro::HostTime::now() + ns, m_wake, "playback");
   if (const std::optional<ExitStatus> status = Interrupt::requested()) {
@@ -328,7 +330,7 @@ void Player::wait(std::uint64_t ns) {
                  m_session.ledger().totals().held, m_state});
 }
 
-/// Once, when the device's thread has asked for it.
+/// Logs once, after the device's thread has requested it.
 void Player::tellOfRealTime() {
   const Tavro::RealTime::Told told = Tavro::RealTime::told();
   if (!told.scheduling || std::exchange(m_toldOfRealTime, true)) {

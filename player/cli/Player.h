@@ -20,15 +20,15 @@
 
 namespace Player {
 
-/// One run of the program: every input, through a component of the bundle, to the device. Host
-/// thread. The members stand in the order in which they depend on each other.
+/// One run of the program: plays every input through a component of the bundle to the device.
+/// Members are declared in dependency order. [host-thread]
 class Player {
  public:
-  /// Throws PlayerError; nothing has been played then.
+  /// Throws PlayerError before anything is played.
   Player(const Options& options, const DeviceChoice& choice, Playlist& playlist,
          const std::string& bundlePath);
 
-  /// Plays everything and writes the reports. Errors have been told when it returns.
+  /// Plays everything, logs errors and writes the reports.
   ExitStatus run();
 
  private:
@@ -57,25 +57,25 @@ class Player {
   const Options& m_options;
   const DeviceChoice& m_choice;
   Playlist& m_playlist;
-  Tavro::HostTime::Signal m_wake;  // a stream's end, the end of all its buffers, another device
+  Tavro::HostTime::Signal m_wake;  // end of a stream, return of its buffers, new device
   Tavro::Session m_session;
   Device m_device;
   EventFile m_events;
   RenderWatch m_watch;
   const std::string m_bundlePath;
-  std::optional<Tavro::Bundle> m_bundle;  // once the first stream needs it
+  std::optional<Tavro::Bundle> m_bundle;  // loaded with the first stream
   std::unique_ptr<Output> m_output;
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
-  std::optional<Spot> m_spot;  // where the next stream begins, if it was played that far before
+  std::optional<Spot> m_spot;  // where the next stream resumes, if it was interrupted
   bool m_toldOfRealTime = false;
-  std::optional<std::size_t> m_track;                   // that was entered last
-  AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // though it offers to take them
+  std::optional<std::size_t> m_track;                   // entered last
+  AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // despite offering them
   AudioDeviceID m_plannedDevice = kAudioObjectUnknown;
-  std::size_t m_plannedChannels = 0;  // its
-  std::size_t m_streamChannels = 0;   // of what is playing
-  bool m_isMixedDown = false;         // some of the inputs, for want of channels
+  std::size_t m_plannedChannels = 0;  // of m_plannedDevice
+  std::size_t m_streamChannels = 0;   // of the current stream; 0 for bursts
+  bool m_isMixedDown = false;         // an input has more channels than the device
   StreamCounts m_counts;
   const Stage m_stage;
   Controls m_controls;

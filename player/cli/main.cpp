@@ -45,7 +45,7 @@ std::optional<std::string> reportFor(const Player::Options& options) {
   return std::nullopt;
 }
 
-/// The sound server is called while the inputs are opened: both take some milliseconds.
+/// Queries the sound server while the inputs are opened; each takes some milliseconds.
 std::future<Player::SoundingDevice> callServer(const Player::Options& options) {
   return options.device == "auto" ? std::async(std::launch::async, Player::soundingDevice)
                                   : std::future<Player::SoundingDevice>();

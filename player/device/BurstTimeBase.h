@@ -8,10 +8,9 @@
 
 namespace Player {
 
-/// How far the device is with the bursts that it was given, for the graph's clock: a component that
-/// passes them through offers no time base that runs. It stands until the device has consumed one
-/// and at most a burst's length after the last; in between host time carries it on, since the clock
-/// takes a whole burst at once for a leap.
+/// Time base of the graph's clock for bursts, as a component in passthrough offers none that runs.
+/// It is 0 until the device has consumed a burst, and follows host time for at most one burst's
+/// length after each, since the clock would treat a whole burst at once as a jump.
 class BurstTimeBase final : public Tavro::TimeBaseInterface {
  public:
   BurstTimeBase(Tavro::Clock& clock, const Device& device, std::uint32_t rate);  // [host-thread]
@@ -26,14 +25,14 @@ class BurstTimeBase final : public Tavro::TimeBaseInterface {
  private:
   static constexpr std::uint32_t kPriority = 101;  // above a component's
 
-  std::uint64_t taken() const;  // bursts, by the device
+  std::uint64_t taken() const;  // bursts that the device has consumed
 
   Tavro::Clock& m_clock;
   const AudioDeviceID m_device;
   const std::uint32_t m_rate;
-  const std::uint64_t m_before;  // bursts
+  const std::uint64_t m_before;  // bursts consumed earlier
 
-  // The clock asks one at a time.
+  // The clock calls currentTime() on one thread at a time.
   std::uint64_t m_bursts = 0;
   std::uint64_t m_sinceNs = 0;
 };

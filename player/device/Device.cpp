@@ -67,7 +67,7 @@ std::string shapeText(const AudioStreamBasicDescription& shape) {
                      shape.mChannelsPerFrame, shape.mSampleRate);
 }
 
-/// What could have been meant by an unknown name; files and ALSA's have their own remedies.
+/// Suggests devices for an unknown name; errors of files and of ALSA contain a remedy.
 std::string devicesBeside(const DeviceChoice& choice) {
   if (choice.isFile || choice.identifier.starts_with("alsa:")) {
     return "";
@@ -76,7 +76,7 @@ std::string devicesBeside(const DeviceChoice& choice) {
   for (const AudioDevices::DeviceDescription& device : AudioDevices::list()) {
     names.push_back(device.identifier);
   }
-  return fmt::format("; {}{} (--list-devices)", names.empty() ? "" : "there are: ",
+  return fmt::format("; {}{} (--list-devices)", names.empty() ? "" : "available: ",
                      names.empty() ? "choose another" : fmt::format("{}", fmt::join(names, ", ")));
 }
 
@@ -103,9 +103,9 @@ void Device::attach() {
                                                      nullptr, sizeof(m_id), &m_id);
   if (status != noErr) {
     AudioDevices::detach(m_id);
-    throw PlayerError(
-        ExitStatus::DeviceFailed,
-        m_choice.identifier + " cannot be made the output: " + AudioDevices::statusText(status));
+    throw PlayerError(ExitStatus::DeviceFailed, m_choice.identifier +
+                                                    " cannot be made the default output: " +
+                                                    AudioDevices::statusText(status));
   }
 }
 
@@ -149,7 +149,7 @@ std::string Device::news() {
   if (std::exchange(m_stands, stands) == stands) {
     return "";
   }
-  return m_identifier + (stands ? " stands still; waiting for it" : " goes on");
+  return m_identifier + (stands ? " is not responding; waiting" : " has resumed");
 }
 
 std::string Device::moveTo(AudioDeviceID id) {
@@ -161,12 +161,12 @@ std::string Device::moveTo(AudioDeviceID id) {
   m_stands = false;
   const bool isTheChosen = !m_choice.followsDefault && m_identifier == m_choice.identifier;
   if (m_identifier == former || isTheChosen) {
-    return m_identifier + " is back, now on it";
+    return "switched back to " + m_identifier;
   }
-  return (isLost ? "lost " + former + ", " : "") + "now on " + m_identifier;
+  return (isLost ? "lost " + former + ", " : "") + "switched to " + m_identifier;
 }
 
-/// The latency is that of the present one.
+/// Sums up the counts; all other fields are the current device's.
 AudioDevices::DeviceTotals Device::totals() const {
   const AudioDevices::DeviceTotals now = AudioDevices::totalsOf(m_id);
   AudioDevices::DeviceTotals all = now;
@@ -228,7 +228,7 @@ std::string Device::startRefusal() const {
   if (status == kAudioDevicePermissionsError) {
     return "another program uses the device";
   }
-  return status == noErr ? "" : "the device does not start: " + AudioDevices::statusText(status);
+  return status == noErr ? "" : "the device did not start: " + AudioDevices::statusText(status);
 }
 
 std::uint64_t Device::latencyNs() const {
@@ -247,7 +247,7 @@ std::uint64_t Device::latencyNs() const {
   return static_cast<std::uint64_t>(frames / rate * 1e9);
 }
 
-/// The cycle under way is not counted yet.
+/// Adds the current cycle, which framesPlayed does not include yet.
 std::uint64_t Device::framesToHear() const {
   return m_choice.isFile ? 0
                          : AudioDevices::totalsOf(m_id).framesPlayed -

@@ -12,63 +12,62 @@
 
 namespace Player {
 
-/// What sound goes to: the device that was chosen, attached and made the default output; where none
-/// was, the default output as it is. Either may be lost on the way and come back; meanwhile another
-/// one takes over, or none. All operations throw PlayerError when the device has failed.
-/// [host-thread]
+/// The output: the chosen device, attached and made the default output, or else the current default
+/// output. It may be lost during playback and return; meanwhile another device takes over, or none.
+/// The constructor, setFileFormat(), check() and close() throw PlayerError. [host-thread]
 class Device {
  public:
-  /// `onChange` is called when the default output is another one, on a thread of the layer's.
+  /// Calls `onChange` on a thread of the platform when the default output changes.
   explicit Device(const DeviceChoice& choice, std::function<void()> onChange = {});
   ~Device();
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
 
-  /// What a file device is to hold. Before anything plays.
+  /// Sets the format of a file device. Call before anything plays.
   void setFileFormat(const StreamFormat& format);
 
   AudioDevices::DeviceDescription describe() const { return AudioDevices::describe(m_id); }
 
-  /// That a component takes of it: as the plug-in counts them, its labelled ones, eight at most.
+  /// Returns the channels that a component uses: as the plug-in counts them, the labelled ones, at
+  /// most eight; two if none is labelled.
   std::uint32_t channels() const;
 
-  /// Gives every stream the format that it had at first, as far as the device allows: a component
-  /// that could not start its passthrough leaves its stream switched. While nothing plays.
+  /// Restores every stream's initial format as far as the device allows: a component that could not
+  /// start passthrough leaves its stream switched. Call while nothing plays.
   void restoreFormats() const;
 
-  /// Throws what went wrong on the device so far; that it was lost is no failure.
+  /// Throws if the device has failed; a lost device is not a failure.
   void check() const;
 
-  /// Looks what has become of it since the last look, and answers that in a sentence, or nothing.
+  /// Returns a message if the device changed since the last call, otherwise an empty string.
   std::string news();
 
-  /// As of the last look: there is one, and it is not known to stand.
+  /// State as of the last news(): a device is there and not stalled.
   bool plays() const { return m_isThere && !m_stands; }
   bool isThere() const { return m_isThere; }
-  AudioDeviceID id() const { return m_id; }  // with none, of the last one
+  AudioDeviceID id() const { return m_id; }  // of the last device if there is none
 
-  /// Why it did not start when it last was to; empty: it did.
+  /// Returns why the last start failed, or an empty string.
   std::string startRefusal() const;
 
-  /// How long what was handed over last takes until it is heard.
+  /// Returns the time from handing over audio until it is heard; 0 for file devices.
   std::uint64_t latencyNs() const;
 
-  /// Of all the devices that were played on.
+  /// Totals of all devices used so far.
   AudioDevices::DeviceTotals totals() const;
   AudioDevices::BurstReport burstReport() const { return AudioDevices::burstsOf(m_id); }
   std::uint64_t bursts() const { return totals().bursts; }
 
-  /// How many frames will have been heard when all that was handed over by now has been; 0: this is
-  /// not a device that sounds.
+  /// Returns the value that framesHeard() reaches once everything handed over so far is played; 0
+  /// for file devices.
   std::uint64_t framesToHear() const;
   std::uint64_t cycles() const { return AudioDevices::totalsOf(m_id).cycles; }
   std::uint64_t framesHeard() const { return AudioDevices::totalsOf(m_id).framesHeard; }
 
-  /// Takes `padding` frames of a stream of `rate` back from the end of a file, unless it was
-  /// converted to another rate.
+  /// Removes the last `padding` frames of a file, unless its rate differs from the stream's `rate`.
   void endWithSound(std::uint32_t padding, std::uint32_t rate) const;
 
-  /// Completes a file.
+  /// Completes a file; does nothing on other devices.
   void close();
 
  private:
@@ -81,12 +80,12 @@ class Device {
   const DeviceChoice m_choice;
   const std::function<void()> m_onChange;
   AudioDeviceID m_id = kAudioObjectUnknown;
-  std::string m_identifier;  // its
+  std::string m_identifier;  // of m_id
   bool m_isThere = true;
   bool m_stands = false;
-  std::vector<AudioDevices::StreamDescription> m_streams;  // as they were at first
-  AudioDevices::DeviceTotals m_atFirst;                    // its, when it was gone to
-  AudioDevices::DeviceTotals m_onOthers;
+  std::vector<AudioDevices::StreamDescription> m_streams;  // as they were when m_id was selected
+  AudioDevices::DeviceTotals m_atFirst;                    // of m_id, when it was selected
+  AudioDevices::DeviceTotals m_onOthers;                   // of the devices used before
 };
 
 }  // namespace Player

@@ -38,7 +38,7 @@ void refuseAnInputAsOutput(const std::string& path, const Options& options) {
   }
 }
 
-/// Lower case, with the dot.
+/// Returns the extension in lower case, with the dot.
 std::string extensionOf(const std::string& path) {
   std::string extension = fs::path(path).extension().string();
   std::ranges::transform(extension, extension.begin(),
@@ -46,7 +46,7 @@ std::string extensionOf(const std::string& path) {
   return extension;
 }
 
-/// Any other name, or none, holds WAV.
+/// Throws for formats that are not written; other names hold WAV, or bursts.
 void refuseOtherFormats(const std::string& path) {
   constexpr std::array<std::string_view, 40> kNotWritten = {
       ".aac", ".ac3", ".aif",  ".aifc", ".aiff", ".alac", ".amr",  ".ape",  ".au",  ".avi",
@@ -56,20 +56,20 @@ void refuseOtherFormats(const std::string& path) {
   const std::string extension = extensionOf(path);
   if (std::ranges::find(kNotWritten, extension) != kNotWritten.end()) {
     throw PlayerError(ExitStatus::Usage,
-                      fmt::format("{}: {} files are not written; name a .wav file (PCM) or a "
+                      fmt::format("{}: cannot write {} files; name a .wav file (PCM) or a "
                                   ".spdif file (AC-3 bursts)",
                                   path, extension));
   }
 }
 
-/// What is no regular file is written to, not replaced.
+/// Returns the regular file to be replaced, or an empty string; other files are written in place.
 std::string fileAt(const std::string& path) {
   std::error_code ignored;
   const bool isSpecial = path.starts_with("/dev/") || path.starts_with("/proc/");
   return !isSpecial && fs::is_regular_file(path, ignored) ? path : "";
 }
 
-/// A file that is not there yet, so that nothing is overwritten unasked.
+/// Returns the name of a new WAV file, so that no file is overwritten.
 std::string freeName(const std::string& input) {
   const std::string stem = fs::path(input).stem().string();
   std::string name = stem + ".wav";
@@ -79,7 +79,7 @@ std::string freeName(const std::string& input) {
   return name;
 }
 
-/// The server, else ALSA, else a file; tells why it is not the server.
+/// Chooses the server, else ALSA, else a file; logs why it is not the server.
 void chooseByItself(DeviceChoice& choice, const Options& options, const SoundingDevice& sounding) {
   choice.identifier = sounding.identifier;
   choice.followsDefault = sounding.isDefault;
@@ -88,7 +88,7 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
   if (choice.isFile) {
     const std::string name = freeName(options.files.front());
     choice.identifier = std::string(kFilePrefix) + name;
-    what = "no device to play on, so writing " + name + " instead";
+    what = "no audio device, so writing " + name + " instead";
   }
   if (!sounding.isServers) {
     Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),
@@ -96,7 +96,8 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
   }
 }
 
-/// Returns the sink that the user has set for streams of no device in particular.
+/// Returns the identifier of the sink that the user has set by kSinkVariable; throws if it is
+/// unknown.
 std::string usersSink(const std::vector<AudioDevices::DeviceDescription>& devices,
                       const std::string& sink) {
   const std::string identifier = kServerPrefix + sink;
@@ -106,7 +107,7 @@ std::string usersSink(const std::vector<AudioDevices::DeviceDescription>& device
   if (!isThere) {
     throw PlayerError(
         ExitStatus::DeviceFailed,
-        fmt::format("{} names '{}', which is no sink of the sound server: unset it, or "
+        fmt::format("{} names '{}', which is not a sink of the sound server; unset it, or "
                     "choose one from --list-devices",
                     kSinkVariable, sink));
   }
@@ -147,7 +148,7 @@ DeviceChoice chooseDevice(const Options& options, const std::function<SoundingDe
     choice.isBurstFile = extensionOf(path) == kBurstSuffix;
     choice.replaces = fileAt(path);
   } else if (options.simulated.value_or(false)) {
-    throw PlayerError(ExitStatus::Usage, "simulated time is for file devices");
+    throw PlayerError(ExitStatus::Usage, "--simulate needs a file device (--device file:PATH)");
   }
   choice.attach = {.offersBursts = options.passthrough == PassthroughMode::On,
                    .partsPerMillion = options.fileDriftPpm};

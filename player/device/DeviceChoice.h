@@ -11,34 +11,35 @@
 
 namespace Player {
 
-/// Which device to play on, and in which time.
+/// Which device to play on, in real or simulated time.
 struct DeviceChoice {
   std::string identifier;
   bool isFile = false;
   bool simulated = false;
-  bool isBurstFile = false;  // it takes nothing else
-  std::string replaces{};    // the file whose place the written one takes; empty: there is none
+  bool isBurstFile = false;  // accepts bursts only
+  std::string replaces{};    // the existing file that will be replaced; empty: none
   AudioDevices::AttachOptions attach{};
-  bool followsDefault = false;  // plays on whatever the default output device is at the moment
+  bool followsDefault = false;  // playback moves with the default output device
 };
 
-/// The device that sound goes to when none is named: the sink that the user has set by PULSE_SINK,
-/// else the default one of the sound server, else ALSA's, if it can be opened.
+/// The device used if none is named: the sink that PULSE_SINK names, else the sound server's
+/// default sink, else ALSA's default device if it can be opened.
 struct SoundingDevice {
-  std::string identifier;  // empty: there is none
+  std::string identifier;  // empty: none
   bool isServers = false;
-  std::string reason{};    // why it is not the server's, and why there is none
-  bool isDefault = false;  // of the server, so that playback follows it
+  std::string reason{};    // why it is not the server's, or why there is none
+  bool isDefault = false;  // the server's default, which playback follows
 };
-SoundingDevice soundingDevice();  // throws PlayerError: PULSE_SINK names no sink
+SoundingDevice soundingDevice();  // throws PlayerError if PULSE_SINK names an unknown sink
 
-/// Asks for the sounding device when none is named. Throws PlayerError (usage) for what makes no
-/// sense: an input as the output, simulated time on a device that sounds, a file name that promises
-/// a format which is not written.
+/// Calls `sounding` if no device is named. Throws PlayerError (usage) if the output is one of the
+/// inputs, if simulated time is requested for another device than a file, or if the file's name has
+/// the extension of a format that is not written.
 DeviceChoice chooseDevice(const Options& options,
                           const std::function<SoundingDevice()>& sounding = soundingDevice);
 
-/// The shape in which a file holds all the streams: exactly, as far as one shape can.
+/// Returns one file format for all streams: rate and channels of the first stream, unless
+/// --channels is given, and the widest sample type.
 StreamFormat fileFormatFor(const std::vector<StreamFormat>& formats, const Options& options);
 
 }  // namespace Player

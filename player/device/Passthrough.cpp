@@ -12,7 +12,7 @@ namespace Player {
 
 namespace {
 
-// Equivalent: which of them a device uses says nothing.
+// Equivalent; devices use any of them.
 constexpr std::array<AudioFormatID, 4> kAc3Formats = {0x49414333 /* IAC3 */, 0x69616333 /* iac3 */,
                                                       kAudioFormat60958AC3, kAudioFormatAC3};
 constexpr std::array<std::uint32_t, 3> kAc3Rates = {48000, 44100, 32000};
@@ -30,25 +30,23 @@ bool isAc3(const AudioStreamBasicDescription& format) {
 std::string refusalOf(const AudioStreamBasicDescription& format,
                       std::optional<std::uint32_t> rate) {
   if (!isAc3(format)) {
-    return format.mFormatID == kAudioFormatLinearPCM ? "it is for decoded sound"
-                                                     : "it is not for AC-3";
+    return format.mFormatID == kAudioFormatLinearPCM ? "PCM only" : "not AC-3";
   }
   const std::uint32_t channels = burstsAt(0).channels;
   if (format.mChannelsPerFrame != channels) {
-    return fmt::format("it has {} channels, not the carrier's {}", format.mChannelsPerFrame,
-                       channels);
+    return fmt::format("{} channels (IEC 61937 needs {})", format.mChannelsPerFrame, channels);
   }
   if (rate ? format.mSampleRate != *rate
            : std::none_of(kAc3Rates.begin(), kAc3Rates.end(),
                           [&](std::uint32_t each) { return format.mSampleRate == each; })) {
-    return rate ? fmt::format("it has {} Hz, not {}", format.mSampleRate, *rate)
-                : fmt::format("{} Hz is no rate of AC-3", format.mSampleRate);
+    return rate ? fmt::format("{} Hz (the input has {} Hz)", format.mSampleRate, *rate)
+                : fmt::format("{} Hz (AC-3 needs 32000, 44100 or 48000 Hz)", format.mSampleRate);
   }
   return "";
 }
 
 std::string refusalOf(const Coding& coding) {
-  return coding.codec == "ac3" ? "" : "it is " + nameOf(coding.codec) + ", not AC-3";
+  return coding.codec == "ac3" ? "" : "the input is " + nameOf(coding.codec) + ", not AC-3";
 }
 
 std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescription& device) {

@@ -10,21 +10,22 @@
 
 namespace Player {
 
-/// A format of AC-3 bursts.
+/// Returns whether `format` is one of AC-3 bursts.
 bool isAc3(const AudioStreamBasicDescription& format);
 
-/// Whether an input can go to a device as it is. The reasons are for people; empty: it can.
+/// The overloads of refusalOf() return why an input cannot be passed through, as a text for the
+/// user, or an empty string if it can.
 
-/// Of one format of a device, for AC-3 of the rate; without a rate for any.
+/// For one device format and AC-3 of `rate`, or of any rate if none is given.
 std::string refusalOf(const AudioStreamBasicDescription& format, std::optional<std::uint32_t> rate);
 
-/// Of an input; "it is E-AC-3, not AC-3", for one.
+/// For an input; for example "the input is E-AC-3, not AC-3".
 std::string refusalOf(const Coding& coding);
 
-/// Of an input on a device.
+/// For an input on a device.
 std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescription& device);
 
-/// Whether people expect it to be passed through, and want to know why it is not.
+/// Returns whether users expect passthrough, and thus a reason if the input is decoded.
 bool isForReceivers(const Coding& coding);
 
 }  // namespace Player

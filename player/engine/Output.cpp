@@ -27,19 +27,19 @@ std::vector<Tavro::FormatDescriptor> formatsOf(Tavro::ComponentInterface& compon
 
 std::string textOf(const StreamFormat& format) {
   return format.bursts ? fmt::format("AC-3 bursts at {} Hz", format.rate)
-                       : fmt::format("{} Hz, {} channels, {} bits", format.rate, format.channels,
-                                     bitsOf(format.type));
+                       : fmt::format("{} Hz, {} channel{}, {} bits", format.rate, format.channels,
+                                     format.channels == 1 ? "" : "s", bitsOf(format.type));
 }
 
 }  // namespace
 
 FormatRefused::FormatRefused(const StreamFormat& format)
-    : PlayerError(ExitStatus::PlaybackFailed, "the output does not take " + textOf(format)) {}
+    : PlayerError(ExitStatus::PlaybackFailed, "the output rejected " + textOf(format)) {}
 
 Output::Output(Tavro::Bundle& bundle, Tavro::Session& session)
     : m_component(bundle.makeComponent()), m_formats(formatsOf(m_component->component())) {
   if (!m_component->component().create(&session)) {
-    throw PlayerError(ExitStatus::PlaybackFailed, "the plug-in cannot be created in a session");
+    throw PlayerError(ExitStatus::PlaybackFailed, "the plug-in could not be created");
   }
 }
 
@@ -63,7 +63,7 @@ Tavro::PortInterface* Output::connectInput(std::uint32_t code) {
       format != nullptr ? m_component->output().connectInput(Tavro::MediaType::Audio, format, &name)
                         : nullptr;
   if (port == nullptr) {
-    throw PlayerError(ExitStatus::PlaybackFailed, "the plug-in takes no input of this kind");
+    throw PlayerError(ExitStatus::PlaybackFailed, "the plug-in does not accept this kind of input");
   }
   return port;
 }

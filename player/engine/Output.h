@@ -13,7 +13,7 @@
 
 namespace Player {
 
-/// An output that cannot be configured.
+/// Thrown if the output rejects a format.
 class FormatRefused : public PlayerError {
  public:
   explicit FormatRefused(const StreamFormat& format);
@@ -27,8 +27,8 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  /// A port ignores a write of the rate, channels and mode that it has, whatever its bits and
-  /// whether or not that write worked; then it takes another component.
+  /// Returns false if `format` needs another component: a port ignores a write of the rate,
+  /// channels and mode that it has, even with other bits or after that write failed.
   bool takes(const StreamFormat& format) const;
 
  private:
@@ -42,23 +42,23 @@ class Output {
   std::optional<StreamFormat> m_written;
 };
 
-/// A source connected to an output, from the connect event to the disconnect event. Neither goes
-/// before it does. [host-thread]
+/// Connects a source to an output, from the connect event to the disconnect event. Both must
+/// outlive it. [host-thread]
 class Connection {
  public:
-  /// Configures the output; throws FormatRefused. With bursts the device runs from here on.
+  /// Configures the output; throws FormatRefused. With bursts the device starts to run.
   Connection(Output& output, Source& source, const StreamFormat& format);
   ~Connection();
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// Lets the component fill its queue; true when it is ready to start.
+  /// Lets the component fill its queue; returns whether it is ready to start.
   bool isReady();
 
   void start();
   void stop();
 
-  /// Empties the component's queue; it takes nothing until the next isReady().
+  /// Empties the component's queue, which stays empty until the next isReady().
   void flush();
 
  private:

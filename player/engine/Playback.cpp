@@ -6,8 +6,8 @@
 #include "time/Nanoseconds.h"
 
 // The life of a stream: source (makes buffers ahead) → connect, configure → ready checks fill the
-// queue → clock and start → every buffer has come back → stop → disconnect. A failure or an
-// interrupt leaves it by an exception, and the same owners undo it.
+// queue → clock and start → every buffer returned → stop → disconnect. On a failure or an interrupt
+// an exception ends it, and the owners' destructors clean up.
 
 namespace Player {
 
@@ -22,10 +22,10 @@ constexpr std::uint64_t kWatchSimulatedNs = 200 * Tavro::kNanosPerMs;
 
 constexpr std::uint64_t kHearingPatienceNs = 1'000 * Tavro::kNanosPerMs;
 
-// A component with a full queue asks again when the device has taken a burst.
+// A component with a full queue asks again once the device has consumed a burst.
 constexpr std::uint64_t kQuietNs = 200 * Tavro::kNanosPerMs;
 
-// Longer than between two cycles of any device, shorter than the clock may lead a full queue.
+// Longer than the period of any device, shorter than the clock may run ahead of a full queue.
 constexpr std::uint64_t kCyclesAwayNs = 250 * Tavro::kNanosPerMs;
 
 std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealNs; }
@@ -67,15 +67,15 @@ Playback::~Playback() {
   m_stage.counts.seeks += m_seeks;
 }
 
-/// A component's feeder that finds nothing to do rests, for longer than all of this takes: it is to
-/// find its first buffers at its first look.
+/// Waits for the first buffers, then gets the output: a feeder that finds nothing to do sleeps for
+/// longer than all of this takes, so its first poll must find buffers.
 Output& Playback::whenMade(const GetOutput& output) {
-  m_stage.loadBundle();  // meanwhile they are made
+  m_stage.loadBundle();  // buffers are made meanwhile
   const std::uint64_t deadline = Tavro::HostTime::now() + kFirstBuffersNs;
   while (!m_source->isAhead() && Tavro::HostTime::now() < deadline) {
     m_stage.wait(kFirstBuffersNs);
   }
-  // A device that takes bursts runs from their configuration on, and on a thread of its own kind.
+  // A burst device runs from its configuration on, on a thread of another kind.
   if (!m_bursts) {
     m_firstTurn.emplace();
   }
@@ -94,9 +94,9 @@ void Playback::run(const Between& between) {
   m_stage.enter(PlayerState::Stopped);
 }
 
-/// False: there is nothing to play.
+/// Returns false if there is nothing to play.
 bool Playback::start() {
-  // A device that takes bursts runs already: the clock has to be there before the first one.
+  // A burst device runs already: the clock must run before the first burst.
   if (m_bursts) {
     m_timeBase.emplace(m_stage.session.clock(), m_stage.device, m_format.rate);
     m_stage.session.clock().start();
@@ -110,8 +110,9 @@ bool Playback::start() {
   return true;
 }
 
-/// Until it can be started: the component is ready, and its queue full, or it has all there is. A
-/// device that takes bursts runs already, and takes them from the queue.
+/// Waits until playback can start: the component is ready, and its queue is full or holds all there
+/// is. With bursts it need not be full, as the running device empties it. Returns false if there is
+/// nothing to play.
 bool Playback::fillQueue() {
   Progress progress;
   const auto canStart = [this] {
@@ -121,7 +122,7 @@ bool Playback::fillQueue() {
   m_firstTurn.reset();
   for (; !isReady; isReady = canStart()) {
     const bool hasAll = m_source->hasGivenAll();
-    m_stage.wait(kReadyCheckNs);  // also for a buffer just taken to reach the queue
+    m_stage.wait(kReadyCheckNs);  // also lets a buffer just taken reach the queue
     if (hasAll) {
       return m_source->buffers() > 0;
     }
@@ -156,7 +157,7 @@ void Playback::giveUp() {
   throw DeviceChanged{m_source->spot()};
 }
 
-/// Answers whether playback stands for want of a device.
+/// Returns whether playback waits for a device.
 bool Playback::goWithDevice() {
   const Device& device = m_stage.device;
   if (m_bursts && (!device.isThere() || device.id() != m_device)) {
@@ -168,7 +169,8 @@ bool Playback::goWithDevice() {
   return !device.plays();
 }
 
-/// The clock goes by host time when no cycle comes, and whoever is late then is dropped.
+/// Holds the clock while no cycles run: it would continue by host time, and late buffers would be
+/// dropped.
 void Playback::keepClock(bool plays) {
   if (plays != m_isHeld) {
     return;
@@ -184,7 +186,7 @@ void Playback::keepClock(bool plays) {
   m_stage.enter(m_isHeld ? PlayerState::Paused : PlayerState::Playing);
 }
 
-/// All that was handed over; not for ever, as a device may stand still.
+/// Waits for everything handed over, with a timeout, as the device may be stalled.
 void Playback::waitUntilHeard() {
   const Device& device = m_stage.device;
   const std::uint64_t frames = device.framesToHear();
@@ -195,7 +197,7 @@ void Playback::waitUntilHeard() {
   }
 }
 
-/// Of all buffers ever pulled, when so many of this stream are done with.
+/// Returns the ledger's count of returned buffers when `ofThisStream` of this stream are returned.
 std::uint64_t Playback::toReturn(std::uint64_t ofThisStream) const {
   return m_returnedBefore + ofThisStream + m_takenBack;
 }
@@ -234,20 +236,20 @@ void Playback::seek(const Seek& to) {
   }
 }
 
-/// Everything that the device has not consumed, so that only silence follows. Answers how many
-/// buffers that were.
+/// Takes back everything that the device has not consumed, so that only silence follows. Returns
+/// the number of buffers taken back.
 std::uint64_t Playback::takeBack() {
   Tavro::Clock& clock = m_stage.session.clock();
   const Tavro::Ledger& ledger = m_stage.session.ledger();
   m_source->hold();
   if (m_pcm) {
     m_connection.stop();
-  } else if (!m_isPaused) {  // then it asks for nothing, and has nothing
+  } else if (!m_isPaused) {  // if paused, it asks for nothing and has nothing
     awaitQuiet();
   }
   m_connection.flush();
   Progress progress;
-  while (ledger.returnedCount() < toReturn(m_source->taken())) {  // one may still be on its way
+  while (ledger.returnedCount() < toReturn(m_source->taken())) {  // one may still be in transit
     m_stage.wait(kReadyCheckNs);
     progress.check(ledger.returnedCount());
   }
@@ -260,7 +262,8 @@ std::uint64_t Playback::takeBack() {
   return count;
 }
 
-/// The device goes on meanwhile: what reached an emptied queue would be consumed out of turn.
+/// Waits until no buffer is in transit: the device keeps running, and would consume a buffer that
+/// reaches the emptied queue out of order.
 void Playback::awaitQuiet() {
   const std::uint64_t deadline = Tavro::HostTime::now() + kQuietNs;
   while (!m_source->isQuiet() && Tavro::HostTime::now() < deadline) {

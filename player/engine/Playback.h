@@ -19,21 +19,21 @@
 
 namespace Player {
 
-/// What the streams of a run held, in all.
+/// Totals over all streams of a run.
 struct StreamCounts {
   std::uint64_t pcmBuffers = 0;
   std::uint64_t bursts = 0;     // one for each AC-3 frame
-  std::uint64_t sentAgain = 0;  // bursts that a pause took away
+  std::uint64_t sentAgain = 0;  // bursts taken back by a pause and resent
   std::uint64_t seeks = 0;
 };
 
-/// The device that bursts go to is lost, or another one is to be played on: here the stream ends,
-/// to go on there.
+/// Thrown to end a stream that must continue on another device or with another plan, for example
+/// because the device that bursts go to is lost.
 struct DeviceChanged {
-  std::optional<Spot> goesOnAt;  // none: nothing has been played yet
+  std::optional<Spot> goesOnAt;  // none: nothing was played yet
 };
 
-/// Whether the device runs cycles, as polled several times a second.
+/// Detects whether the device runs cycles; poll it several times a second.
 class CycleFlow {
  public:
   bool goOn(const Device& device);
@@ -43,57 +43,57 @@ class CycleFlow {
   RunningTime m_since;  // the last new cycle
 };
 
-/// What all streams of a run have in common.
+/// What all streams of a run share.
 struct Stage {
   Tavro::Session& session;
   Playlist& playlist;
   const Device& device;
   RenderWatch& watch;
-  Tavro::HostTime::Signal& wake;  // a stream's end, and the end of all its buffers
+  Tavro::HostTime::Signal& wake;  // end of a stream, return of its buffers
   StreamCounts& counts;
-  std::uint32_t bufferMs;                      // of decoded sound
-  std::function<void(std::uint64_t ns)> wait;  // so long or until woken; throws PlayerError
+  std::uint32_t bufferMs;                      // decoded audio per buffer
+  std::function<void(std::uint64_t ns)> wait;  // for `ns` or until woken; throws PlayerError
   std::function<void(PlayerState state)> enter;
   std::function<void(std::size_t position)> enterTrack;  // as often as convenient
-  std::function<void()> loadBundle;                      // before a component is asked for
+  std::function<void()> loadBundle;                      // called before GetOutput
 };
 
-/// One stream on its way through an output. [host-thread]
+/// Plays one stream through an output. [host-thread]
 ///
-/// Decoded sound waits in the component while the graph stands: pause stops it, resume starts it.
-/// Bursts know no start and stop, the device takes them from the first to the last: pause takes
-/// them away from it, so that it goes on with silence, and resume hands them over again.
+/// Decoded audio stays in the component while the graph is stopped: pause() stops the graph,
+/// resume() starts it. Bursts cannot be stopped, as the device keeps consuming them: pause() takes
+/// them back, so that the device continues with silence, and resume() hands them over again.
 ///
-/// While the device is gone, or runs no cycles, decoded sound and the clock stand with it. Bursts
-/// cannot move to another device.
+/// While the device is gone or runs no cycles, decoded audio and the clock are held. Bursts cannot
+/// move to another device.
 ///
-/// A seek takes everything away that the device has not consumed, and sets the clock to where it
-/// goes on.
+/// A seek takes back everything that the device has not consumed, and sets the clock to the new
+/// position.
 class Playback {
  public:
-  /// Asked for when the first buffers are made.
+  /// Called when the first buffers are made.
   using GetOutput = std::function<Output&()>;
 
-  /// Waits for the first buffers for some milliseconds at most, connects and configures; throws
-  /// PlayerError (FormatRefused among them) and BundleError. The first track begins at the spot, if
-  /// any.
+  /// Waits some milliseconds at most for the first buffers, connects and configures. Throws
+  /// PlayerError (such as FormatRefused) and BundleError. The first track begins at `spot`, if
+  /// given.
   Playback(const Stage& stage, const GetOutput& output, const StreamFormat& format,
            const std::optional<Spot>& spot);
   ~Playback();  // adds to the counts
   Playback(const Playback&) = delete;
   Playback& operator=(const Playback&) = delete;
 
-  /// Called every now and then while it plays; answers whether it paused.
+  /// Called periodically during playback; returns whether it paused.
   using Between = std::function<bool(Playback&)>;
 
-  /// Until everything has been played; throws DeviceChanged.
+  /// Returns when everything is played; throws DeviceChanged.
   void run(const Between& between);
 
-  /// Only in Between. A seek leaves it paused or playing as it was.
+  /// Call in Between only. A seek does not change whether it is paused.
   void pause();
   void resume();
   void seek(const Seek& to);
-  /// Throws DeviceChanged, for the rest to be played otherwise.
+  /// Throws DeviceChanged, so that the rest is played with another plan.
   [[noreturn]] void giveUp();
   bool isPaused() const { return m_isPaused; }
 
@@ -118,11 +118,11 @@ class Playback {
   const StreamFormat m_format;
   const AudioDeviceID m_device;  // at first
   std::optional<Tavro::HostTime::FirstTurn>
-      m_firstTurn;  // until the component may look for buffers
+      m_firstTurn;  // until the component may poll for buffers
   Connection m_connection;
-  std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they go
+  std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they play
   bool m_isPaused = false;
-  bool m_isHeld = false;  // for want of cycles
+  bool m_isHeld = false;  // no cycles run
   CycleFlow m_cycles;
   bool m_isGivenUp = false;
   std::uint64_t m_takenBack = 0;  // buffers

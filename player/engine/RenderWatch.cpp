@@ -43,8 +43,8 @@ void RenderWatch::count(const AudioDevices::RenderRecord& record) {
   }
 }
 
-/// The component fills a callback up with zeros only when its last buffer has ended in it. A buffer
-/// that was entered in the middle, for being late, makes the padding less than it is.
+/// The component pads a callback with zeros only if its last buffer ended in it. A late buffer,
+/// which is entered in the middle, makes the result too small.
 void RenderWatch::measurePadding(std::uint32_t frames) {
   const std::uint64_t wanted = std::uint64_t{frames} * m_frameBytes;
   const std::uint64_t begun = m_ledger.begunBytes();

@@ -11,8 +11,8 @@
 
 namespace Player {
 
-/// Counts the render callbacks of the process, and how many of them had nothing to play; and learns
-/// from the ledger where the sound ends in the last one that had. One at a time.
+/// Counts the render callbacks of the process and the silent ones, and derives from the ledger
+/// where audio ends in the last one that had any. One instance at a time.
 class RenderWatch {
  public:
   RenderWatch(Tavro::EventLog& events, const Tavro::Ledger& ledger);
@@ -20,20 +20,21 @@ class RenderWatch {
   RenderWatch(const RenderWatch&) = delete;
   RenderWatch& operator=(const RenderWatch&) = delete;
 
-  /// Another stream begins: silence until its first sample is none in between. While nothing plays.
+  /// Begins a stream: silence before its first sample does not count as silentBetween(). Call while
+  /// nothing plays.
   void beginStream(const StreamFormat& format);
 
-  /// The component's queue is flushed. While nothing plays.
+  /// Call after the component's queue was flushed, while nothing plays.
   void flushed() { m_rest = 0; }
 
   std::uint64_t callbacks() const { return m_callbacks.load(std::memory_order_relaxed); }
   std::uint64_t silent() const { return m_silent.load(std::memory_order_relaxed); }
 
-  /// Between the first and the last sample of a stream.
+  /// Returns the silent callbacks between the first and the last sample of the streams.
   std::uint64_t silentBetween() const { return m_between.load(std::memory_order_relaxed); }
 
-  /// Frames of zeros that the component put behind the sound in the last callback that had any, at
-  /// rate(), the rate of the last stream. May be too few, never too many.
+  /// Returns the frames of zeros after the audio in the last callback that had any, at rate(), the
+  /// rate of the last stream. May be too small, never too large.
   std::uint32_t padding() const { return m_padding.load(std::memory_order_relaxed); }
   std::uint32_t rate() const { return m_rate; }
 
@@ -50,14 +51,15 @@ class RenderWatch {
   std::atomic<std::uint64_t> m_silent{0};
   std::atomic<std::uint64_t> m_between{0};
 
-  // The I/O thread's, but for beginStream(): silent callbacks since the last sound of this stream.
+  // Used by the I/O thread, except in beginStream(): silent callbacks since the stream's last
+  // audio.
   std::atomic<bool> m_heard{false};
   std::atomic<std::uint64_t> m_sinceHeard{0};
 
-  // Between streams the host's, else the I/O thread's.
+  // Used by the host thread between streams, else by the I/O thread.
   std::uint32_t m_frameBytes = 0;
-  std::uint64_t m_begunBytes = 0;  // the ledger's, after the last callback with sound
-  std::uint64_t m_rest = 0;        // bytes of the buffer in work then
+  std::uint64_t m_begunBytes = 0;  // the ledger's, after the last callback with audio
+  std::uint64_t m_rest = 0;        // bytes left then of the buffer in use
   std::atomic<std::uint32_t> m_padding{0};
 };
 

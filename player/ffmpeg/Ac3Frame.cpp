@@ -33,7 +33,7 @@ Ac3Frame inspectAc3(std::span<const std::uint8_t> data) {
     return {.fault = "no sync word"};
   }
   if (data.size() < kHeaderBytes) {
-    return {.fault = "cut off"};
+    return {.fault = "incomplete"};
   }
   std::uint8_t version = 0;
   std::uint16_t bytes = 0;
@@ -43,10 +43,10 @@ Ac3Frame inspectAc3(std::span<const std::uint8_t> data) {
   }
   Ac3Frame frame{.bytes = bytes, .rate = rateOf(data, version)};
   if (data.size() < frame.bytes) {
-    frame.fault = "cut off";
+    frame.fault = "incomplete";
     return frame;
   }
-  // Two sums, each over what follows the sync word or the sum before: of the first 5/8, of all.
+  // Two checksums, of the first 5/8 of the frame and of all of it, both without the sync word.
   const std::size_t fiveEighths = (frame.bytes / 4 + frame.bytes / 16) * 2;
   if (!isSumZero(data.subspan(2, fiveEighths - 2)) || !isSumZero(data.subspan(2, bytes - 2u))) {
     frame.fault = "wrong checksum";

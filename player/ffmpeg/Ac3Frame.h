@@ -6,11 +6,11 @@
 
 namespace Player {
 
-/// What the first bytes of some data are as an AC-3 frame, checked to its last bit.
+/// Result of checking data for an AC-3 frame at its beginning, including its checksums.
 struct Ac3Frame {
-  const char* fault = nullptr;  // why it is none, or a damaged one
-  std::size_t bytes = 0;        // its length, once the header could be read
-  std::uint32_t rate = 0;       // the same
+  const char* fault = nullptr;  // why there is none, or a damaged one; else null
+  std::size_t bytes = 0;        // the frame's length; 0 if the header is not readable
+  std::uint32_t rate = 0;       // likewise
 };
 
 Ac3Frame inspectAc3(std::span<const std::uint8_t> data);

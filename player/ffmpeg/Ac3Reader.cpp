@@ -40,7 +40,8 @@ std::string Ac3Reader::problem() const {
     return m_error;
   }
   if (m_damaged > 0) {
-    return fmt::format("it is damaged: pieces left out: {}, {}", m_damaged, m_firstFault);
+    return fmt::format("damaged: left out {} piece{}, {}", m_damaged, m_damaged == 1 ? "" : "s",
+                       m_firstFault);
   }
   const std::string damage = m_track.file->damage();
   const bool isEmpty = m_read == 0 && !m_track.cut.mayBeEmpty;
@@ -48,7 +49,7 @@ std::string Ac3Reader::problem() const {
                                    : damage;
 }
 
-/// The next undamaged AC-3 frame, which lies in the file's packet.
+/// Returns the next undamaged AC-3 frame, which is part of the file's packet.
 std::optional<std::span<const std::uint8_t>> Ac3Reader::nextFrame() {
   while (!m_rest.empty() || fetch()) {
     const Ac3Frame found = inspectAc3(m_rest);
@@ -59,8 +60,8 @@ std::optional<std::span<const std::uint8_t>> Ac3Reader::nextFrame() {
     if (found.fault != nullptr) {
       leaveOut(found.fault);
     } else if (found.rate != m_rate) {
-      throw InputError(
-          fmt::format("it changes from {} to {} Hz; the rest is not played", m_rate, found.rate));
+      throw InputError(fmt::format("its rate changes from {} to {} Hz; the rest is not played",
+                                   m_rate, found.rate));
     } else {
       return piece;
     }
@@ -77,7 +78,7 @@ void Ac3Reader::pack(std::span<const std::uint8_t> frame, std::uint8_t* to) {
 
 bool Ac3Reader::fetch() {
   if (m_file == nullptr) {  // changed since it was last opened
-    throw InputError("it is not AC-3 any more");
+    throw InputError("is no longer AC-3");
   }
   const AVPacket* packet = m_file->nextPacket();
   if (packet == nullptr) {

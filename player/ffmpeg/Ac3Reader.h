@@ -12,7 +12,7 @@
 
 namespace Player {
 
-/// The AC-3 frames of an FfmpegFile.
+/// Reads the AC-3 frames of an FfmpegFile.
 class Ac3Reader final : public BurstReader {
  public:
   Ac3Reader(Track track, std::uint32_t rate);
@@ -28,11 +28,11 @@ class Ac3Reader final : public BurstReader {
   void leaveOut(const char* fault);
 
   const Track m_track;
-  FfmpegFile* const m_file;  // the track's, if it is one
+  FfmpegFile* const m_file;  // the track's; null if it is of another type
   const std::uint32_t m_rate;
   std::optional<BurstPacker> m_packer;
   std::span<const std::uint8_t> m_rest;  // of the file's current packet
-  std::uint64_t m_position = 0;          // frames of sound, of the next AC-3 frame
+  std::uint64_t m_position = 0;          // audio frames, of the next AC-3 frame
   std::uint64_t m_read = 0;              // AC-3 frames
   std::uint64_t m_damaged = 0;
   std::string m_firstFault;

@@ -13,7 +13,7 @@ constexpr int kIoBytes = kBurstBytes;
 
 void require(bool done) {
   if (!done) {
-    throw InputError("its frames cannot be packed into bursts");
+    throw InputError("AC-3 frame cannot be packed into a burst");
   }
 }
 
@@ -60,7 +60,7 @@ void BurstPacker::take(std::span<const std::uint8_t> bytes) {
   m_written += bytes.size();
 }
 
-/// The library's versions disagree on whether the bytes are const.
+/// Library versions differ in whether the bytes are const.
 template <class Byte>
 int BurstPacker::onWrite(void* packer, Byte* bytes, int count) {
   static_cast<BurstPacker*>(packer)->take({bytes, static_cast<std::size_t>(count)});

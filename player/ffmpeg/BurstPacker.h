@@ -16,7 +16,7 @@ class BurstPacker {
   BurstPacker(const BurstPacker&) = delete;
   BurstPacker& operator=(const BurstPacker&) = delete;
 
-  /// Writes kBurstBytes; throws InputError when the frame does not fit into a burst.
+  /// Writes kBurstBytes; throws InputError if the frame does not fit into a burst.
   void pack(std::span<const std::uint8_t> frame, std::uint8_t* to);
 
  private:
@@ -29,7 +29,7 @@ class BurstPacker {
   };
   std::unique_ptr<AVFormatContext, FreeMuxer> m_muxer;
   Owned<AVPacket> m_packet;
-  std::uint8_t* m_to = nullptr;  // of the burst in the making
+  std::uint8_t* m_to = nullptr;  // of the burst being written
   std::size_t m_written = 0;     // bytes of it
 };
 

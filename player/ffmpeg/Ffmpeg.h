@@ -1,6 +1,6 @@
 #pragma once
 
-// The decoding libraries, which know nothing of C++, and owners of what they hand out.
+// FFmpeg's C headers, and owners for the objects that they allocate.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

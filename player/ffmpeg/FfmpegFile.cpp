@@ -41,8 +41,8 @@ SampleType sampleTypeOf(AVSampleFormat format, int validBits) {
   }
 }
 
-/// By the first bytes alone, or by few of them and the name. The name alone would make raw samples
-/// of any kind noise, and so would few bytes.
+/// Returns whether the first bytes match the format well, or weakly but with a matching name. A
+/// name alone or a weak match alone would let raw samples play as noise.
 bool isRecognised(const AVFormatContext& container, const std::string& path, bool isPipe) {
   if (isPipe || container.probe_score > AVPROBE_SCORE_EXTENSION) {
     return container.probe_score > AVPROBE_SCORE_RETRY;
@@ -73,15 +73,15 @@ Owned<AVFormatContext> openContainer(const std::string& path, PipeInput* pipe,
   if (result == AVERROR_INVALIDDATA ||
       (result == 0 && !isRecognised(*opened, path, pipe != nullptr))) {
     throw InputError(
-        "unknown format, or a damaged header; if it is raw PCM, give it one: ffmpeg -f s16le -ar "
+        "unknown format or damaged header; for raw PCM, add a header: ffmpeg -f s16le -ar "
         "RATE -ac CHANNELS -i FILE NEW.wav");
   }
-  require(result, "cannot open it");
-  require(avformat_find_stream_info(opened, nullptr), "cannot read it");
+  require(result, "cannot open");
+  require(avformat_find_stream_info(opened, nullptr), "cannot read");
   return container;
 }
 
-/// What is there instead of sound.
+/// Returns what the file contains instead of audio.
 std::string withoutSound(const AVFormatContext& container) {
   for (unsigned i = 0; i < container.nb_streams; ++i) {
     const AVCodecParameters& parameters = *container.streams[i]->codecpar;
@@ -89,11 +89,11 @@ std::string withoutSound(const AVFormatContext& container) {
       const std::string_view format = container.iformat->name;
       const bool isPicture = format.ends_with("_pipe") || format.starts_with("image2");
       return fmt::format("{} ({})",
-                         isPicture ? "is a picture, not sound" : "is a video without sound",
+                         isPicture ? "is a picture, not audio" : "is a video without audio",
                          avcodec_get_name(parameters.codec_id));
     }
   }
-  return fmt::format("contains no sound ({})", container.iformat->long_name);
+  return fmt::format("contains no audio ({})", container.iformat->long_name);
 }
 
 }  // namespace
@@ -108,7 +108,7 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   const int index = av_find_best_stream(m_container.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
   if (index < 0 || codec == nullptr) {
     throw InputError(index == AVERROR_STREAM_NOT_FOUND ? withoutSound(*m_container)
-                                                       : "there is no decoder for its sound");
+                                                       : "no decoder for its audio format");
   }
   for (unsigned i = 0; i < m_container->nb_streams; ++i) {
     const bool wanted = static_cast<int>(i) == index;
@@ -116,17 +116,17 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   }
   m_stream = m_container->streams[index];
   m_decoder.reset(avcodec_alloc_context3(codec));
-  require(avcodec_parameters_to_context(m_decoder.get(), m_stream->codecpar), "cannot decode it");
+  require(avcodec_parameters_to_context(m_decoder.get(), m_stream->codecpar), "cannot decode");
   m_decoder->pkt_timebase = m_stream->time_base;
   m_decoder->err_recognition |= AV_EF_CRCCHECK;
-  require(avcodec_open2(m_decoder.get(), codec, nullptr), "cannot decode it");
+  require(avcodec_open2(m_decoder.get(), codec, nullptr), "cannot decode");
 
   const auto sampleFormat = m_decoder->sample_fmt != AV_SAMPLE_FMT_NONE
                                 ? m_decoder->sample_fmt
                                 : static_cast<AVSampleFormat>(m_stream->codecpar->format);
   if (sampleFormat == AV_SAMPLE_FMT_NONE || m_decoder->sample_rate <= 0 ||
       m_decoder->ch_layout.nb_channels <= 0) {
-    throw InputError("its sound is of an unknown format");
+    throw InputError("unknown audio format");
   }
   m_format = {sampleTypeOf(sampleFormat, m_decoder->bits_per_raw_sample),
               static_cast<std::uint32_t>(m_decoder->sample_rate),
@@ -134,8 +134,8 @@ FfmpegFile::FfmpegFile(const std::string& path, ShouldStop shouldStop)
   findCoding();
 }
 
-/// The library tells the rate of the last AC-3 frame that it has looked at. What counts is the
-/// first: the first packet's.
+/// The library reports the rate of the last AC-3 frame that it has probed. The first packet's rate
+/// counts.
 void FfmpegFile::findCoding() {
   m_coding = {avcodec_get_name(m_decoder->codec_id), m_format.rate, m_format.channels};
   if (m_decoder->codec_id != AV_CODEC_ID_AC3 || readPacket() < 0) {
@@ -159,7 +159,7 @@ std::optional<std::uint64_t> FfmpegFile::length() const {
   return std::nullopt;
 }
 
-/// Some containers keep the texts with the stream.
+/// Some containers store the texts with the stream.
 std::string FfmpegFile::title() const {
   const auto text = [this](const char* key) {
     const AVDictionaryEntry* entry = av_dict_get(m_container->metadata, key, nullptr, 0);
@@ -169,7 +169,7 @@ std::string FfmpegFile::title() const {
   return titleOf(text("artist"), text("title"));
 }
 
-/// Whether times and lengths of the stream are counts of frames, and right.
+/// Returns whether the stream's times and lengths are exact counts of frames.
 bool FfmpegFile::hasExactTimes() const {
   const AVCodecID codec = m_decoder->codec_id;
   const bool counts = codec == AV_CODEC_ID_FLAC || av_get_exact_bits_per_sample(codec) > 0;
@@ -188,7 +188,7 @@ std::uint64_t FfmpegFile::seek(std::uint64_t target) {
   }
   avcodec_flush_buffers(m_decoder.get());
   m_isPacketNext = false;
-  // Where it got to, the first packet tells.
+  // The first packet has the position that was reached.
   if (readPacket() < 0) {
     return target;
   }
@@ -211,7 +211,7 @@ bool FfmpegFile::decode(const StreamFormat& target, std::vector<std::uint8_t>& o
   return true;
 }
 
-/// Valid until the next call; null at the end.
+/// Returns a frame that is valid until the next call; null at the end.
 const AVFrame* FfmpegFile::nextFrame() {
   for (;;) {
     const int result = avcodec_receive_frame(m_decoder.get(), m_frame.get());
@@ -239,7 +239,7 @@ const AVPacket* FfmpegFile::nextPacket() {
   return result < 0 ? nullptr : m_packet.get();
 }
 
-/// The next packet of the stream; answers the library's code.
+/// Reads the next packet of the stream; returns the library's code.
 int FfmpegFile::readPacket() {
   if (std::exchange(m_isPacketNext, false)) {
     return 0;
@@ -254,7 +254,8 @@ int FfmpegFile::readPacket() {
   return result;
 }
 
-/// Gives the decoder one packet of the stream, or the end; false when it takes nothing any more.
+/// Sends the decoder one packet of the stream, or the end; returns false if it accepts nothing
+/// more.
 bool FfmpegFile::sendPacket() {
   const AVPacket* packet = nextPacket();
   if (packet == nullptr) {
@@ -266,7 +267,7 @@ bool FfmpegFile::sendPacket() {
   return true;
 }
 
-/// What is missing at the end, if that was reached.
+/// Returns what is missing at the end, if that was reached.
 std::string FfmpegFile::truncation() const {
   const auto inFrames = [](std::uint64_t present, std::uint64_t declared) {
     return fmt::format("truncated: {} of {} frames", present, declared);
@@ -277,15 +278,15 @@ std::string FfmpegFile::truncation() const {
   const std::uint64_t missing = missingBytes(m_path);
   std::uint64_t declared = length().value_or(0);
   if (hasExactTimes()) {
-    const int frameBytes = m_stream->codecpar->block_align;  // 0 of FLAC
-    if (missing > 0 && frameBytes > 0) {  // the library goes by the file's length
+    const int frameBytes = m_stream->codecpar->block_align;  // 0 for FLAC
+    if (missing > 0 && frameBytes > 0) {                     // the library uses the file's length
       declared = m_position + 1 + (missing - 1) / static_cast<std::uint64_t>(frameBytes);
     }
     if (m_position < declared) {
       return inFrames(m_position, declared);
     }
   }
-  // Only MP3 has a header that counts its frames, which may count the header's as well.
+  // Only MP3 has a header that counts its frames, perhaps including the header's.
   const bool isMp3 = m_container->iformat->name == std::string_view("mp3");
   if (isMp3 && m_container->duration_estimation_method == AVFMT_DURATION_FROM_STREAM) {
     const AVRational frame{1, static_cast<int>(m_format.rate)};
@@ -295,21 +296,21 @@ std::string FfmpegFile::truncation() const {
     return read + uncertain < declared ? inFrames(read, declared) : "";
   }
   if (missing > 0) {
-    return fmt::format("truncated: its last {} bytes are missing", missing);
+    return fmt::format("truncated: the last {} bytes are missing", missing);
   }
-  return lacksLastPage(m_path) ? "truncated: it does not end with its last page" : "";
+  return lacksLastPage(m_path) ? "truncated: the last page is incomplete or missing" : "";
 }
 
 std::string FfmpegFile::damage() const {
   if (!m_readError.empty()) {
-    return "reading it failed: " + m_readError;
+    return "read error: " + m_readError;
   }
   if (const std::string truncated = truncation(); !truncated.empty()) {
     return truncated;
   }
   if (m_lostPackets > 0) {
-    return "it is damaged: " + std::to_string(m_lostPackets) +
-           " packets could not be decoded wholly";
+    return fmt::format("damaged: {} packet{} not fully decoded", m_lostPackets,
+                       m_lostPackets == 1 ? "" : "s");
   }
   return "";
 }

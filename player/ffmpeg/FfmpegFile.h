@@ -13,7 +13,7 @@
 
 namespace Player {
 
-/// Any file that FFmpeg's libraries read: either decoded, or packet by packet as it is.
+/// Any file that FFmpeg's libraries read: either decoded, or as unmodified packets.
 class FfmpegFile final : public MediaFile {
  public:
   /// Throws InputError.
@@ -27,7 +27,8 @@ class FfmpegFile final : public MediaFile {
   bool decode(const StreamFormat& target, std::vector<std::uint8_t>& out) override;
   std::string damage() const override;
 
-  /// The next packet, valid until the next call; null at the end. Instead of seek() and decode().
+  /// Returns the next packet, valid until the next call; null at the end. Replaces seek() and
+  /// decode().
   const AVPacket* nextPacket();
 
  private:
@@ -49,8 +50,8 @@ class FfmpegFile final : public MediaFile {
   Coding m_coding;
   std::optional<FrameConverter> m_converter;  // once something was decoded
   bool m_isPacketNext = false;                // m_packet was read ahead
-  std::uint64_t m_position = 0;               // frames, at the decoder's end
-  std::uint64_t m_lostPackets = 0;            // not, or not wholly decoded
+  std::uint64_t m_position = 0;               // frames, at the decoder's output
+  std::uint64_t m_lostPackets = 0;            // not or not fully decoded
   std::int64_t m_ticksRead = 0;               // durations of the packets
   bool m_isWhollyRead = false;
   std::string m_readError;

@@ -10,7 +10,7 @@ namespace Player {
 
 namespace {
 
-/// The library's type next to ours; 24 bits lie in the upper part of its 32.
+/// Returns the library's closest type; 24 bits are in the upper part of its 32.
 AVSampleFormat libraryType(SampleType type) {
   switch (type) {
     case SampleType::Int16:
@@ -26,7 +26,7 @@ std::size_t libraryBytes(SampleType type) {
   return static_cast<std::size_t>(av_get_bytes_per_sample(libraryType(type)));
 }
 
-/// Where the layouts say too little for a mix, the first channels are taken.
+/// Takes the first channels if the layouts are not sufficient for a mix.
 bool openTakingFirstChannels(SwrContext* converter, int channels) {
   std::array<int, 64> map{};
   std::iota(map.begin(), map.end(), 0);
@@ -98,11 +98,11 @@ void FrameConverter::prepareFor(const AVFrame& frame) {
   av_channel_layout_uninit(&in);
   av_channel_layout_uninit(&out);
   if (result < 0 || (swr_init(made) < 0 && !openTakingFirstChannels(made, to))) {
-    throw InputError("its samples cannot be converted");
+    throw InputError("cannot convert its samples");
   }
 }
 
-/// Null: what the converter still holds.
+/// Null converts what the converter still holds.
 void FrameConverter::convert(const AVFrame* frame, std::vector<std::uint8_t>& out) {
   const int room = swr_get_out_samples(m_converter.get(), frame != nullptr ? frame->nb_samples : 0);
   const std::size_t channels = m_spreadsMono ? 1 : m_target.channels;

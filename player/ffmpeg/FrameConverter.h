@@ -8,16 +8,16 @@
 
 namespace Player {
 
-/// Decoded pieces in whatever shape → the bytes of one stream format. Nothing is changed that need
-/// not be: the same sample type, rate and channels come out bit for bit. One thread.
+/// Converts decoded pieces of any format to the bytes of one stream format. Sample type, rate and
+/// channels that need no conversion are kept bit for bit. One thread.
 class FrameConverter {
  public:
   explicit FrameConverter(const StreamFormat& target) : m_target(target) {}
 
-  /// Appends to `out`; throws InputError when a piece has a shape that nothing converts.
+  /// Appends to `out`; throws InputError if a piece has a format that cannot be converted.
   void add(const AVFrame& frame, std::vector<std::uint8_t>& out);
 
-  /// Appends what is still on its way at the end of a file.
+  /// Appends what the converter still holds at the end of a file.
   void finish(std::vector<std::uint8_t>& out);
 
  private:
@@ -30,7 +30,7 @@ class FrameConverter {
 
   const StreamFormat m_target;
   Owned<SwrContext> m_converter;
-  Owned<AVFrame> m_shape;  // what m_converter takes: format, rate and channels of it
+  Owned<AVFrame> m_shape;  // what m_converter accepts: its format, rate and channels
   bool m_spreadsMono = false;
   std::vector<std::uint8_t> m_converted;
 };

@@ -1,4 +1,4 @@
-// The module's entry: a table of what it does.
+// The module's entry: a table of its functions.
 
 #include <array>
 #include <cstdarg>
@@ -12,7 +12,7 @@ namespace Player {
 
 namespace {
 
-/// The libraries' own remarks, for those who want to know more.
+/// Logs the libraries' warnings and errors at the verbose level.
 void onRemark(void* about, int level, const char* format, va_list values) {
   if (level > AV_LOG_WARNING) {
     return;

@@ -42,7 +42,7 @@ int PipeInput::onRead(void* input, std::uint8_t* to, int size) {
   return static_cast<PipeInput*>(input)->read(to, size);
 }
 
-/// Before the first writer has opened a pipe, reading would find its end; polling waits for one.
+/// Before the first writer has opened a pipe, reading would return its end; polling waits for one.
 int PipeInput::read(std::uint8_t* to, int size) const {
   while (!m_shouldStop()) {
     pollfd pipe{.fd = m_file, .events = POLLIN, .revents = 0};

@@ -9,8 +9,8 @@
 
 namespace Player {
 
-/// A pipe or a terminal as input. Neither opening nor reading it waits longer than the caller
-/// wants, even if no program has opened the other end.
+/// A pipe or a terminal as input. Opening never waits and reading stops waiting on request, even if
+/// no program has opened the other end.
 class PipeInput {
  public:
   /// Returns null for anything but a pipe or a character device, or if it cannot be opened.

@@ -16,10 +16,10 @@ using std::string_view_literals::operator""sv;
 
 constexpr std::uint64_t kUnknown = UINT64_MAX;
 
-// Programs that write to a pipe put some size from here on, which a file of 2 GB does not reach.
+// Programs that write to a pipe declare some size from here on; smaller files never reach it.
 constexpr std::uint64_t kPlaceholder = 0x7fff0000;
 
-/// A regular file; bytes behind its end are zeros.
+/// Reads a regular file; bytes past its end are zeros.
 class Bytes {
  public:
   explicit Bytes(const std::string& path) {
@@ -62,7 +62,7 @@ class Bytes {
   std::uint64_t m_size = 0;
 };
 
-/// The end of a WAV file's data chunk; AVI files are judged as a whole.
+/// Returns the end of a WAV file's data chunk, or of an AVI file as a whole.
 std::uint64_t endOfRiff(Bytes& file) {
   const bool isWave = file.at(8, 4) == "WAVE";
   std::uint64_t begin = isWave ? 12 : 0;
@@ -74,8 +74,8 @@ std::uint64_t endOfRiff(Bytes& file) {
   return begin >= file.size() || size >= kPlaceholder ? kUnknown : begin + 8 + size;
 }
 
-/// The end of the segment that follows the header. A size's first byte has as many zeros in front
-/// as bytes follow; a size of ones only is not known.
+/// Returns the end of the segment after the header. The leading zero bits of a size's first byte
+/// count the bytes that follow; a size of all ones is unknown.
 std::uint64_t endOfMatroska(Bytes& file) {
   std::uint64_t end = 4;
   for (const std::size_t idBytes : {0u, 4u}) {
@@ -96,7 +96,7 @@ std::uint64_t endOfMatroska(Bytes& file) {
   return end;
 }
 
-/// The end of the last box; what is no box of media ends the search.
+/// Returns the end of the last box, or kUnknown after a box of another kind.
 std::uint64_t endOfMp4(Bytes& file) {
   constexpr std::array kBoxes = {"ftyp"sv, "moov"sv, "mdat"sv, "moof"sv, "free"sv, "skip"sv,
                                  "wide"sv, "styp"sv, "sidx"sv, "meta"sv, "udta"sv, "uuid"sv};
@@ -105,7 +105,7 @@ std::uint64_t endOfMp4(Bytes& file) {
     std::uint64_t size = file.bigEndian(end, 4);
     size = size == 1 ? file.bigEndian(end + 8, 8) : size;
     if (size < 8 || std::ranges::find(kBoxes, file.at(end + 4, 4)) == kBoxes.end()) {
-      return kUnknown;  // also of the one that goes to the file's end
+      return kUnknown;  // also if the box extends to the file's end
     }
     end += size;
   }

@@ -8,22 +8,22 @@
 
 namespace Player {
 
-/// One file as bursts, one for each of its undamaged AC-3 frames of one rate, cut to whole frames.
-/// Damaged ones are left out and counted; a change of rate ends it. One thread at a time.
+/// Reads a file as bursts, one for each of its undamaged AC-3 frames, cut to whole frames. Skips
+/// and counts damaged ones; a change of rate ends the track. One thread at a time.
 class BurstReader {
  public:
   virtual ~BurstReader() = default;
 
-  /// Writes the next burst, of kBurstBytes; false at the end.
+  /// Writes the next burst, of kBurstBytes; returns false at the end.
   virtual bool read(std::uint8_t* to) = 0;
 
   virtual const std::string& path() const = 0;
 
-  /// At the end: why the track was not played as it was asked for; empty if it was.
+  /// Returns, at the end, why the track was not played as requested; empty if it was.
   virtual std::string problem() const = 0;
 };
 
-/// Of a track whose coding is AC-3.
+/// Reads a track whose coding is AC-3.
 std::unique_ptr<BurstReader> readBursts(Track track, std::uint32_t rate);
 
 }  // namespace Player

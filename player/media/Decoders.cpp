@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char* kPackages = "libavformat59 libavcodec59 libavutil57 libswresample4";
 
-/// The module asks for its own symbols to be found at once; what the libraries behind it call among
-/// themselves is found when it is called.
+/// Binds lazily: the module resolves its own symbols at once, the libraries behind it only what
+/// they call.
 const Decoders& load() {
   void* const module = dlopen((programFolder() / kDecodersModule).c_str(), RTLD_LAZY | RTLD_LOCAL);
   void* const found = module != nullptr ? dlsym(module, kDecodersEntry) : nullptr;

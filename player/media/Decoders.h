@@ -1,8 +1,8 @@
 #pragma once
 
-// What FFmpeg's libraries do for the player. They bring more than a hundred others along, whose
-// loading takes longer than all the rest of a start: they are in a module beside the program that
-// is loaded with the first file that needs it, for good.
+// The player's interface to FFmpeg's libraries. They depend on more than a hundred others, whose
+// loading takes longer than the rest of the start-up. So they are in a module next to the program,
+// which is loaded permanently with the first file that needs it.
 
 #include <cstdint>
 #include <memory>
@@ -14,7 +14,7 @@
 
 namespace Player {
 
-/// Returns true once reading must not wait any more. [any-thread]
+/// Returns true once reading must stop waiting. [any-thread]
 using ShouldStop = bool (*)();
 
 struct Decoders {
@@ -22,7 +22,7 @@ struct Decoders {
   std::unique_ptr<BurstReader> (*readBursts)(Track track, std::uint32_t rate) = nullptr;
 };
 
-/// [any-thread]; throws InputError: they cannot be loaded.
+/// Loads them on the first call; throws InputError if that fails. [any-thread]
 const Decoders& decoders();
 
 inline constexpr const char* kDecodersModule = "libtavro_play_decoders.so";

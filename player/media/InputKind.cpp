@@ -70,8 +70,8 @@ std::string kindOfOtherInput(const std::string& path) {
     return "";
   }
   return isOneOf(extensionOf(path), kPlaylists)
-             ? "is a playlist, which is not read; name the files that it lists"
-             : "is a text file, not sound";
+             ? "is a playlist, which is not supported; name the files that it lists"
+             : "is a text file, not audio";
 }
 
 }  // namespace Player

@@ -4,8 +4,8 @@
 
 namespace Player {
 
-/// Says what `path` is instead of a sound file, and what to name instead: a folder, a playlist, a
-/// text or an empty file. Empty for anything else.
+/// Returns what `path` is instead of an audio file, and what to name instead: for a folder, a
+/// playlist, a text or an empty file. Returns an empty string for anything else.
 std::string kindOfOtherInput(const std::string& path);
 
 }  // namespace Player

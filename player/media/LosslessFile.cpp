@@ -21,10 +21,10 @@ using std::string_view_literals::operator""sv;
 
 constexpr std::size_t kPieceFrames = 4096;
 constexpr sf_count_t kLookBytes = 65536;
-constexpr sf_count_t kMostFrames = sf_count_t{1} << 40;  // what is not known counts as more
+constexpr sf_count_t kMostFrames = sf_count_t{1} << 40;  // unknown lengths are larger
 
 struct Samples {
-  int format;  // of the library
+  int format;  // libsndfile's
   SampleType type;
   const char* codec;  // of a WAV file
 };
@@ -36,8 +36,7 @@ constexpr std::array<Samples, 4> kSamples = {{
     {SF_FORMAT_FLOAT, SampleType::Float32, "pcm_f32le"},
 }};
 
-/// A disc's or a receiver's sound may hide in what calls itself PCM: the sync words of bursts, and
-/// of DTS in its four forms.
+/// Coded audio may be labelled as PCM: the sync words of bursts, and of DTS in its four forms.
 constexpr std::array<std::string_view, 5> kHiddenSyncs = {
     "\x72\xf8\x1f\x4e"sv, "\x7f\xfe\x80\x01"sv, "\xfe\x7f\x01\x80"sv, "\x1f\xff\xe8\x00"sv,
     "\xff\x1f\x00\xe8"sv};
@@ -45,7 +44,7 @@ constexpr std::array<std::string_view, 5> kHiddenSyncs = {
 bool isWaveOrFlac(const std::string& path) {
   std::error_code ignored;
   if (!std::filesystem::is_regular_file(path, ignored)) {
-    return false;  // what is read from a pipe is gone
+    return false;  // reading would consume a pipe's data
   }
   std::array<char, 4> kind{};
   std::ifstream(path, std::ios::binary).read(kind.data(), kind.size());
@@ -56,7 +55,7 @@ bool isWaveOrFlac(const std::string& path) {
 
 bool isInterrupted() { return Interrupt::requested().has_value(); }
 
-/// Looks at the first samples, and goes back.
+/// Checks the first samples and rewinds.
 bool holdsOtherThanPcm(SNDFILE* file) {
   std::string bytes(kLookBytes, '\0');
   const sf_count_t read = sf_read_raw(file, bytes.data(), kLookBytes);
@@ -67,10 +66,10 @@ bool holdsOtherThanPcm(SNDFILE* file) {
   });
 }
 
-/// Of a sample, as the library gives it.
+/// Bytes of a sample as libsndfile returns it.
 constexpr std::size_t bytesRead(SampleType type) { return type == SampleType::Int16 ? 2 : 4; }
 
-/// The library goes by the file's length where the header says otherwise, and remarks on it.
+/// libsndfile uses the file's length if the header contradicts it, and logs a remark.
 bool contradictsItself(SNDFILE* file) {
   std::array<char, 4096> remarks{};
   sf_command(file, SFC_GET_LOG_INFO, remarks.data(), static_cast<int>(remarks.size()));
@@ -84,7 +83,7 @@ std::unique_ptr<LosslessFile> LosslessFile::open(const std::string& path) {
     return nullptr;
   }
   SF_INFO info{};
-  const std::string name = path == "-" ? "./-" : path;  // "-" is not a file for the library
+  const std::string name = path == "-" ? "./-" : path;  // libsndfile treats "-" otherwise
   File file(sf_open(name.c_str(), SFM_READ, &info));
   const auto samples = std::find_if(kSamples.begin(), kSamples.end(), [&](const Samples& each) {
     return each.format == (info.format & SF_FORMAT_SUBMASK);
@@ -147,7 +146,7 @@ bool LosslessFile::canGive(const StreamFormat& target) const {
   return target == m_format || target == spread;
 }
 
-/// The next piece; answers its frames.
+/// Reads the next piece; returns its frames.
 std::size_t LosslessFile::read() {
   const auto wanted =
       static_cast<sf_count_t>(std::min<std::uint64_t>(kPieceFrames, m_length - m_position));
@@ -159,12 +158,12 @@ std::size_t LosslessFile::read() {
     case SampleType::Float32:
       return static_cast<std::size_t>(
           sf_readf_float(m_file.get(), static_cast<float*>(to), wanted));
-    default:  // 24 bits lie in the upper part of 32
+    default:  // 24 bits are in the upper part of 32
       return static_cast<std::size_t>(sf_readf_int(m_file.get(), static_cast<int*>(to), wanted));
   }
 }
 
-/// From the frame where this is, of whichever piece of theirs begins before it.
+/// Continues with the decoders from m_position; skips what their first piece has before it.
 bool LosslessFile::goOnByDecoders(const StreamFormat& target, std::vector<std::uint8_t>& out) {
   if (!m_decoders) {
     m_decoders = decoders().open(m_path, isInterrupted);
@@ -180,12 +179,12 @@ bool LosslessFile::goOnByDecoders(const StreamFormat& target, std::vector<std::u
   return goesOn;
 }
 
-/// The decoders keep quiet about what they could mend.
+/// The decoders do not report faults that they could repair.
 std::string LosslessFile::damage() const {
   const std::string found = m_decoders ? m_decoders->damage() : "";
   if (found.empty() && m_isDamaged) {
     const double seconds = static_cast<double>(m_position) / m_format.rate;
-    return fmt::format("it is damaged, at {:.3f} s first", seconds);
+    return fmt::format("damaged, first at {:.3f} s", seconds);
   }
   return found;
 }

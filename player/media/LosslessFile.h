@@ -12,12 +12,12 @@
 
 namespace Player {
 
-/// A sound WAV or FLAC file, by libsndfile: what plays soonest, as no other library has to be
-/// loaded. Its length is what its header says. As soon as it shows a fault, or has to be mixed to
-/// other channels, it goes on by the decoders.
+/// Reads an intact WAV or FLAC file by libsndfile, which starts fastest, as no other library is
+/// loaded. Its length is the header's. On a fault, or if channels must be mixed, it continues with
+/// the decoders.
 class LosslessFile final : public MediaFile {
  public:
-  /// Null: it is for the decoders.
+  /// Returns null if the file is for the decoders.
   static std::unique_ptr<LosslessFile> open(const std::string& path);
 
   const StreamFormat& format() const override { return m_format; }
@@ -46,10 +46,10 @@ class LosslessFile final : public MediaFile {
   const StreamFormat m_format;
   const std::uint64_t m_length;           // frames
   std::uint64_t m_position = 0;           // frames
-  std::vector<std::uint8_t> m_piece;      // as the library gives it
-  std::unique_ptr<MediaFile> m_decoders;  // once they read it
+  std::vector<std::uint8_t> m_piece;      // as libsndfile returns it
+  std::unique_ptr<MediaFile> m_decoders;  // once they are in use
   bool m_isDamaged = false;               // from m_position on
-  std::uint64_t m_toSkip = 0;             // frames of theirs
+  std::uint64_t m_toSkip = 0;             // frames of m_decoders
 };
 
 }  // namespace Player

@@ -11,7 +11,7 @@
 
 namespace Player {
 
-/// An input that cannot be played; the text is the reason, without the file's name.
+/// Thrown if an input cannot be played; what() is the reason, without the file's name.
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -19,41 +19,43 @@ class InputError : public std::runtime_error {
 
 /// How a file's audio is coded.
 struct Coding {
-  std::string codec;  // as the decoding libraries call it: "flac", "pcm_s16le", "ac3"
+  std::string codec;  // FFmpeg's name: "flac", "pcm_s16le", "ac3"
   std::uint32_t rate = 0;
   std::uint32_t channels = 0;
 };
 
-/// The first audio stream of a file. One thread at a time.
+/// The played audio stream of a file. One thread at a time.
 class MediaFile {
  public:
   virtual ~MediaFile() = default;
 
-  /// The stream's own sample type, rate and channels, in the nearest shape that a plug-in takes.
+  /// Returns the stream's own sample type, rate and channels, as the nearest format that a plug-in
+  /// accepts.
   virtual const StreamFormat& format() const = 0;
 
   virtual const Coding& coding() const = 0;
 
-  /// Frames that the file says it has; none if it does not say.
+  /// Returns the frames that the file declares; nullopt if it declares none.
   virtual std::optional<std::uint64_t> length() const = 0;
 
-  /// "Artist - Title" as far as the file says, or empty.
+  /// Returns "Artist - Title" or "Title" as the file has them, or an empty string.
   virtual std::string title() const = 0;
 
-  /// Goes to a frame at or before `target`, as near as is quick, and answers how many are to be
-  /// left out from there. Before the first decode().
+  /// Seeks to a frame at or before `target`, as near as is fast, and returns how many frames to
+  /// skip from there. Call before the first decode().
   virtual std::uint64_t seek(std::uint64_t target) = 0;
 
-  /// Appends the next decoded piece as bytes of `target`, the same for all of the file; false at
-  /// the end. What need not be changed is not: the same sample type, rate and channels come out bit
-  /// for bit. Throws InputError.
+  /// Appends the next decoded piece as bytes of `target`, the same for all of the file; returns
+  /// false at the end. Sample type, rate and channels that need no conversion are kept bit for bit.
+  /// Throws InputError.
   virtual bool decode(const StreamFormat& target, std::vector<std::uint8_t>& out) = 0;
 
-  /// What was wrong with the stream as far as it was read; empty: nothing. After the end.
+  /// Returns what was wrong with the stream as far as it was read, or an empty string. Call at the
+  /// end.
   virtual std::string damage() const = 0;
 };
 
-/// Joins what a file says; null: nothing.
+/// Joins an artist and a title; null if the file has none.
 inline std::string titleOf(const char* artist, const char* title) {
   if (title == nullptr) {
     return "";

@@ -13,23 +13,23 @@
 
 namespace Player {
 
-/// Which part of a file, in frames of it.
+/// A part of a file, in frames.
 struct Cut {
   std::uint64_t start = 0;
   std::optional<std::uint64_t> length;  // none: to its end
-  bool mayBeEmpty = false;              // without being a fault of the file
+  bool mayBeEmpty = false;              // which is then no fault of the file
 
-  /// Why nothing was played of a file of this rate and length, in frames.
+  /// Returns why nothing was played of a file of this rate and length, in frames.
   std::string reasonForNothing(std::uint32_t rate, std::optional<std::uint64_t> whole) const {
     const auto seconds = [rate](std::uint64_t frames) {
       return static_cast<double>(frames) / rate;
     };
-    return start == 0 || !whole ? "contains no sound"
+    return start == 0 || !whole ? "contains no audio"
                                 : fmt::format("--start {:.6g}: the file ends at {:.6g} s",
                                               seconds(start), seconds(*whole));
   }
 
-  /// What is left of it behind its first `frames`.
+  /// Returns the cut without its first `frames`.
   Cut behind(std::uint64_t frames) const {
     Cut rest{start + frames, std::nullopt, mayBeEmpty || frames > 0};
     if (length) {
@@ -46,7 +46,7 @@ struct Track {
   Cut cut;
   std::size_t position = 0;  // in the playlist
 
-  /// Of the cut, in frames, as far as the file says.
+  /// Returns the frames of the cut, as far as the file declares its length.
   std::optional<std::uint64_t> length() const {
     const std::optional<std::uint64_t> all = file->length();
     if (!all) {

@@ -11,17 +11,17 @@
 
 namespace Player {
 
-/// One file as the bytes of a stream, cut to the sample. One thread at a time.
+/// Reads a file as the bytes of a stream, cut to the sample. One thread at a time.
 class TrackReader {
  public:
   TrackReader(Track track, const StreamFormat& format);
 
-  /// Fills up to `frames`; fewer only at the end of the track.
+  /// Reads up to `frames` and returns their count; fewer only at the end of the track.
   std::size_t read(std::uint8_t* to, std::size_t frames);
 
   const std::string& path() const { return m_path; }
 
-  /// At the end: why the track was not played as it was asked for; empty if it was.
+  /// Returns, at the end, why the track was not played as requested; empty if it was.
   std::string problem() const;
 
  private:

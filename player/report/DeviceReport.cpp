@@ -113,19 +113,20 @@ Json deviceJson(const DeviceDescription& device) {
           {"latency_frames", device.latencyFrames}};
 }
 
-/// What a stream's format is at the moment, in the form of what it could be.
+/// Returns a stream's current format as a ranged description.
 AudioStreamRangedDescription currentOf(const StreamDescription& stream) {
   const Float64 rate = stream.currentFormat.mSampleRate;
   return {stream.currentFormat, {rate, rate}};
 }
 
-/// A file is described by another one like it, so that one that is there stays as it is.
+/// Names a temporary file like the given one, so that describing a file leaves an existing one
+/// unchanged.
 class LikeFile {
  public:
   explicit LikeFile(const std::string& identifier) {
     std::string name = (fs::temp_directory_path() / "tavro-play-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
-      throw PlayerError(ExitStatus::DeviceFailed, "no temporary folder can be made");
+      throw PlayerError(ExitStatus::DeviceFailed, "cannot create a temporary folder");
     }
     m_folder = name;
     m_identifier = "file:" + (m_folder / fs::path(identifier).filename()).string();
@@ -155,7 +156,7 @@ DeviceDescription describeFile(DeviceChoice choice) {
   return description;
 }
 
-/// The devices that are there, and the file that was named.
+/// Returns the available devices, and the file if one is named.
 std::vector<DeviceDescription> devicesOf(const Options& options, AudioDevices::Failure& noServer) {
   std::vector<DeviceDescription> devices = AudioDevices::list(&noServer);
   if (options.device != "auto") {
@@ -172,14 +173,14 @@ DeviceDescription deviceOf(const Options& options) {
     SoundingDevice sounding = soundingDevice();
     if (sounding.identifier.empty()) {
       throw PlayerError(ExitStatus::DeviceFailed,
-                        "there is only --device file:PATH to play on: " + sounding.reason);
+                        "no audio device; use --device file:PATH: " + sounding.reason);
     }
     return sounding;
   });
   return choice.isFile ? describeFile(choice) : Device(choice).describe();
 }
 
-/// Of the input, if there is one.
+/// Returns the coding of the first input, if there is one.
 std::optional<Coding> codingOf(const std::vector<std::string>& files) {
   if (files.empty()) {
     return std::nullopt;
@@ -191,7 +192,7 @@ std::optional<Coding> codingOf(const std::vector<std::string>& files) {
   }
 }
 
-/// Why a format does not take the input, or any AC-3 if there is none.
+/// Returns why a format does not accept the input, or AC-3 of any rate if there is no input.
 std::string reasonFor(const AudioStreamBasicDescription& format,
                       const std::optional<Coding>& coding) {
   if (!coding) {
@@ -210,7 +211,7 @@ Json inputJson(const std::string& path, const Coding& coding, const std::string&
           {"reason", reason}};
 }
 
-/// The text, or nothing once the JSON is where it is wanted.
+/// Returns the text, or an empty string after writing the JSON to its path.
 std::string deliver(const std::string& text, const Json& json, const Options& options) {
   if (options.jsonPath.empty()) {
     return text;
@@ -243,7 +244,7 @@ std::string reportDevices(const Options& options) {
     json["devices"].push_back(entry);
   }
   if (noServer) {
-    text += noServer.message + "; file:PATH writes a file\n";
+    text += noServer.message + "; use file:PATH to write a file\n";
   }
   AudioDevices::Failure noAlsa;
   for (const AudioDevices::AttachableDevice& device : AudioDevices::listAlsa(&noAlsa)) {

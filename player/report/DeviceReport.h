@@ -6,13 +6,13 @@
 
 namespace Player {
 
-/// What there is to play on, without playing. Answers text; with a path for JSON the report goes
-/// there and the text is empty. Both throw PlayerError.
+/// Reports on devices, without playing. Both return the report as text, or write it as JSON if a
+/// path is given and return an empty string. Both throw PlayerError.
 
-/// The devices, and the file that is named as one.
+/// Lists the devices, and the file named as one.
 std::string reportDevices(const Options& options);
 
-/// What of the chosen device takes AC-3 as it is: the input's, if there is one.
+/// Lists which formats of the chosen device accept AC-3 passthrough, of the input if there is one.
 std::string reportPassthrough(const Options& options);
 
 }  // namespace Player

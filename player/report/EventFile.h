@@ -9,7 +9,7 @@
 
 namespace Player {
 
-/// What the player is at, for state events and the status line.
+/// State of the player, for state events and the status line.
 enum class PlayerState : std::uint32_t {
   Filling,
   Playing,
@@ -23,11 +23,11 @@ enum class PlayerState : std::uint32_t {
 
 const char* nameOf(PlayerState state);
 
-/// The events of a session as a file of JSON lines; "-" is standard output. Nothing happens without
-/// a path.
+/// Writes the events of a session to a file of JSON lines; "-" is standard output. Does nothing
+/// without a path.
 class EventFile {
  public:
-  /// Throws PlayerError (usage) when the file cannot be made.
+  /// Throws PlayerError (usage) if the file cannot be created.
   EventFile(Tavro::EventLog& events, const std::string& path);
   ~EventFile() { close(); }
   EventFile(const EventFile&) = delete;
@@ -35,7 +35,8 @@ class EventFile {
 
   void record(PlayerState state);  // [host-thread]
 
-  /// False: not everything could be written. Nothing may be recorded any more. [host-thread]
+  /// Returns false if not everything could be written. Nothing may be recorded afterwards.
+  /// [host-thread]
   bool close();
 
  private:
@@ -45,7 +46,7 @@ class EventFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
   };
   Tavro::EventLog& m_events;
-  std::unique_ptr<std::FILE, Close> m_file;  // the event log's writer's, until it is closed
+  std::unique_ptr<std::FILE, Close> m_file;  // used by the event log's writer until it is closed
 };
 
 }  // namespace Player

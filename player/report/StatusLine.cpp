@@ -60,7 +60,7 @@ void StatusLine::show(const Status& status) {
                                  status.queued, nameOf(status.state));
   const unsigned columns = m_onTerminal ? Terminal::columns(STDERR_FILENO) : 0;
   if (columns > 0) {
-    text.resize(std::min<std::size_t>(text.size(), columns - 1));  // the last one may wrap
+    text.resize(std::min<std::size_t>(text.size(), columns - 1));  // the last column may wrap
   }
   put(m_onTerminal ? kClearLine + text : "tavro-play: " + text + "\n");
 }

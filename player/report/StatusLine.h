@@ -8,9 +8,10 @@
 
 namespace Player {
 
-/// Shows the progress: on a terminal one line that is written over, cut to the terminal's width and
-/// left out in the background; elsewhere a line every ten seconds. Both go by real time, in
-/// simulated time too. While it lives, log lines come through it. One at a time.
+/// Shows the progress: on a terminal in one line that is overwritten, cut to the terminal's width
+/// and hidden in the background; elsewhere in a line every ten seconds. Both use real time, even if
+/// time is simulated. On a terminal, log lines pass through it while it exists. One instance at a
+/// time.
 class StatusLine {
  public:
   explicit StatusLine(bool shown);
@@ -20,12 +21,12 @@ class StatusLine {
 
   struct Status {
     double elapsedSeconds = 0;
-    double totalSeconds = 0;   // 0: not known
+    double totalSeconds = 0;   // 0: unknown
     std::uint64_t queued = 0;  // buffers
     PlayerState state = PlayerState::Filling;
   };
 
-  /// As often as convenient. [host-thread]
+  /// May be called at any rate; limits itself. [host-thread]
   void show(const Status& status);
 
  private:

@@ -33,7 +33,7 @@ void BurstSource::read() {
   }
 }
 
-/// What was made is the next one, unless another is wanted by now.
+/// Counts the burst just made, unless a seek is pending.
 void BurstSource::keep() {
   const std::lock_guard guard(m_lock);
   if (!isSought()) {
@@ -46,7 +46,7 @@ std::uint64_t BurstSource::frameMadeUpTo() {
   return frameOf(buffers());
 }
 
-/// The next burst, across the seams of tracks; false at the end of the stream.
+/// Writes the next burst, across track boundaries; returns false at the end of the stream.
 bool BurstSource::make(std::uint8_t* to) {
   for (;;) {
     if (!m_track) {

@@ -11,14 +11,14 @@
 
 namespace Player {
 
-/// AC-3 frames as they are, in bursts of one buffer each.
+/// Unmodified AC-3 frames, one burst per buffer.
 ///
-/// A burst is kept until the device has consumed it, so that those which a flush clears out of a
-/// component can be handed out again.
+/// Keeps a burst until the device has consumed it, so that bursts flushed from a component can be
+/// handed out again.
 class BurstSource final : public Source {
  public:
-  /// Reads at once. Buffers handed to the device without a report in the session's ledger are its
-  /// own from here on.
+  /// Starts to read. From here on, buffers that the session's ledger counts as handed over without
+  /// a report must be its own.
   BurstSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
               const Beginning& beginning, Tavro::HostTime::Signal& wake);
   ~BurstSource() override;
@@ -40,7 +40,7 @@ class BurstSource final : public Source {
   Tavro::BufferPool m_pool;
   std::unique_ptr<BurstReader> m_track;  // reading thread only
 
-  // The last bursts made, a ring. Those not consumed are never written to.
+  // Ring of the last bursts made. Bursts not consumed are never overwritten.
   std::vector<std::uint8_t> m_bursts;
 
   std::atomic<bool> m_stops{false};

@@ -38,7 +38,7 @@ void PcmSource::decode() {
     } else if (Tavro::PooledBuffer* buffer = m_pool.acquire()) {
       make(*buffer);
     } else {
-      // Somebody keeps more than a queue's worth.
+      // More buffers than a queue's worth are held elsewhere.
       Tavro::HostTime::waitUntil(Tavro::HostTime::now() + kRetryNs, m_wanted, "a buffer to fill");
     }
   }
@@ -94,7 +94,7 @@ void PcmSource::make(Tavro::PooledBuffer& buffer) {
   put(&buffer);
 }
 
-/// One buffer's frames, across the seams of tracks; fewer only at the end of the stream.
+/// Fills one buffer, across track boundaries; returns fewer frames only at the end of the stream.
 std::size_t PcmSource::fill(std::uint8_t* to) {
   std::size_t frames = 0;
   while (frames < m_framesPerBuffer) {

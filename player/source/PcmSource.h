@@ -11,10 +11,10 @@
 
 namespace Player {
 
-/// Decoded sound, in buffers of one length.
+/// Decoded audio, in buffers of equal length.
 class PcmSource final : public Source {
  public:
-  /// Decodes at once.
+  /// Starts to decode.
   PcmSource(Tavro::Session& session, Playlist& playlist, const StreamFormat& format,
             std::uint32_t bufferMs, const Beginning& beginning, Tavro::HostTime::Signal& wake);
   ~PcmSource() override;
@@ -37,7 +37,7 @@ class PcmSource final : public Source {
   std::unique_ptr<TrackReader> m_track;
   std::uint64_t m_framesMade = 0;
 
-  // What is ready, a ring. With the lock held.
+  // Ring of the ready buffers. Guarded by m_lock.
   std::array<Tavro::PooledBuffer*, kPrefetch> m_ready{};
   std::uint32_t m_first = 0;
   std::uint32_t m_count = 0;

@@ -87,7 +87,7 @@ AudioDevices::StreamName Playlist::nameOf(std::size_t position) const {
 }
 
 void Playlist::report(const std::string& path, const std::string& problem) {
-  if (Interrupt::requested() ||  // then reading has been cut short
+  if (Interrupt::requested() ||  // reading was cut short then
       std::find(m_reported.begin(), m_reported.end(), path) != m_reported.end()) {
     return;
   }

@@ -15,57 +15,57 @@
 
 namespace Player {
 
-/// What the output takes of an input.
+/// Channels that the output accepts.
 struct ChannelLimits {
   std::uint32_t most = 8;
   bool spreadsMono = false;  // mono goes to two channels
 };
 
-/// The inputs in their order, as often as asked for. All of them are opened once at first, so that
-/// what cannot be read is told at once, and their formats are known before anything plays.
+/// The inputs in order, repeated as often as requested. The constructor opens each of them once, so
+/// that unreadable ones are reported at once, and all formats are known before anything plays.
 ///
-/// Used by one thread at a time: the host's between streams, the decode thread's within one.
+/// Used by one thread at a time: the host thread between streams, the decode thread within one.
 class Playlist {
  public:
   explicit Playlist(const Options& options);
 
   bool isEmpty() const { return m_entries.empty(); }
 
-  /// Decides which inputs are passed through as they are: those for which `decide` says so. Before
-  /// anything plays, all are decoded.
+  /// Passes through the inputs for which `decide` returns true. Until the first call, all are
+  /// decoded.
   using Decision = std::function<bool(const std::string& path, const Coding& coding)>;
   void passThrough(const Decision& decide);
 
-  /// Whether it would be another decision than the last one.
+  /// Returns whether `decide` differs from the last decision for any input.
   bool wouldDiffer(const Decision& decide) const;
 
-  /// The formats of all inputs that can be read and are decoded, in their order.
+  /// Returns the formats of all readable inputs that are decoded, in order.
   std::vector<StreamFormat> decodedFormats() const;
 
   bool hasPassthrough() const;
 
-  /// Seconds of everything, as far as the inputs say.
+  /// Returns the total duration in seconds, as far as the inputs declare it.
   double seconds() const;
 
   void limit(const ChannelLimits& limits) { m_limits = limits; }
 
-  /// What the next input would be played as; none at the end.
+  /// Returns the format in which the next input is played; nullopt at the end.
   std::optional<StreamFormat> nextFormat() const;
 
-  /// The next input, if it goes on in `format` without a change.
+  /// Returns the next input, if it continues in `format`.
   std::optional<Track> next(const StreamFormat& format);
 
-  /// Where next() is, to come back to when what it gave was not played, or is to be played again.
+  /// Position of next(), to return to if an input was not played, or must be played again.
   std::size_t position() const { return m_next; }
   void goTo(std::size_t position) { m_next = position; }
 
-  /// Returns how a mixer should call the input at a position. [any-thread]
+  /// Returns the name that a mixer should show for the input at a position. [any-thread]
   AudioDevices::StreamName nameOf(std::size_t position) const;
 
-  /// Tells why an input was not (wholly) played, once for each.
+  /// Logs why an input was not (fully) played, once per input.
   void report(const std::string& path, const std::string& problem);
 
-  /// Some input was not (wholly) played.
+  /// Returns whether some input was not (fully) played.
   bool hadProblems() const { return !m_reported.empty(); }
 
  private:
@@ -85,7 +85,7 @@ class Playlist {
   const Options& m_options;
   std::vector<Entry> m_entries;
   ChannelLimits m_limits;
-  std::size_t m_next = 0;  // counts through all the loops
+  std::size_t m_next = 0;  // counts across all loops
   std::size_t m_end = 0;
   std::unique_ptr<MediaFile> m_first;   // opened already, for a quick start
   std::vector<std::string> m_reported;  // paths

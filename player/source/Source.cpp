@@ -10,7 +10,7 @@ namespace Player {
 
 namespace {
 
-// More than a component and a device together keep.
+// More than a component and a device hold together.
 constexpr std::uint64_t kHeardWithinSeconds = 10;
 
 std::uint64_t settledCount(Tavro::Session& session) {
@@ -79,7 +79,7 @@ void Source::countMade() {
   }
 }
 
-/// They come back in their order, so their count says which.
+/// Buffers return in order, so that their count identifies them.
 std::uint64_t Source::consumed() const { return settledCount(m_session) - m_consumedBefore; }
 
 std::uint64_t Source::rewind() {
@@ -108,7 +108,7 @@ void Source::seek(const Seek& to) {
   m_wanted.notify();
 }
 
-/// Bursts are entered at a whole one.
+/// Rounds down to a whole burst.
 std::uint64_t Source::wholeFrame(std::uint64_t frame) const {
   return m_format.bursts ? frame - frame % kFramesPerBurst : frame;
 }
@@ -159,7 +159,7 @@ std::optional<std::uint64_t> Source::goWhereSought() {
   return m_next->frame;
 }
 
-/// The next track of the stream, which begins at its frame `begin`.
+/// Returns the next track of the stream, which begins at the stream's frame `begin`.
 std::optional<Track> Source::nextTrack(std::uint64_t begin) {
   std::optional<Track> track = m_playlist.next(m_format);
   const std::optional<Place> place = std::exchange(m_next, std::nullopt);

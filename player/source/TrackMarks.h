@@ -9,25 +9,25 @@
 
 namespace Player {
 
-/// Where the tracks of a stream begin, from the one that is being played to the last one opened.
+/// Where the tracks of a stream begin, from the one that is playing to the last one opened.
 class TrackMarks {
  public:
   struct Mark {
     std::uint64_t begin = 0;                // frame of the stream
     std::size_t position = 0;               // in the playlist
-    std::optional<std::uint64_t> length{};  // frames, as far as the file says
+    std::optional<std::uint64_t> length{};  // frames, as far as the file declares it
   };
 
-  /// Those that ended `heardWithin` frames ago and more are forgotten.
+  /// Forgets tracks that ended more than `heardWithin` frames before the newest one begins.
   explicit TrackMarks(std::uint64_t heardWithin) : m_heardWithin(heardWithin) {}
 
-  /// A track begins, behind all the others.
+  /// Adds a track after all others.
   void add(std::uint64_t begin, const Track& track);
 
-  /// Whose the frame is; none before the first track.
+  /// Returns the track of a frame; null before the first track.
   const Mark* at(std::uint64_t frame) const;
 
-  /// The tracks behind the frame's are not opened yet.
+  /// Forgets the tracks after the frame's.
   void forgetBehind(std::uint64_t frame);
 
  private:

@@ -35,7 +35,7 @@ void install() {
   sigaction(SIGTERM, &action, nullptr);
   struct sigaction hangUp {};
   sigaction(SIGHUP, nullptr, &hangUp);
-  if (hangUp.sa_handler != SIG_IGN) {  // as under nohup
+  if (hangUp.sa_handler != SIG_IGN) {  // ignored under nohup
     sigaction(SIGHUP, &action, nullptr);
   }
   signal(SIGPIPE, SIG_IGN);  // writing fails instead

@@ -8,22 +8,22 @@
 
 #include "player/terminal/Terminal.h"
 
-// The signal handlers call only what may be called in one.
+// The signal handlers call async-signal-safe functions only.
 
 namespace Player {
 
 namespace {
 
-// SIGINT and SIGTERM end playback by themselves; the second of them ends the process like these.
+// Interrupt handles SIGINT, SIGTERM and SIGHUP, and restores the terminal if it ends the process.
 constexpr int kEndings[] = {SIGQUIT, SIGABRT, SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
 termios s_former;                  // written before s_taken
-std::atomic<bool> s_taken{false};  // the terminal is not as it was
+std::atomic<bool> s_taken{false};  // the terminal's settings are changed
 
-/// Only then may the terminal be read or changed: anything else would stop the process.
+/// Reading or changing the terminal in the background would stop the process.
 bool isInForeground() { return Terminal::isOurs(STDIN_FILENO); }
 
-/// Keeps what was there before, unless that is still what an earlier call has set.
+/// Saves the former settings, unless they are still those of an earlier call.
 void takeTerminal() {
   termios single{};
   if (tcgetattr(STDIN_FILENO, &single) != 0) {
@@ -33,7 +33,7 @@ void takeTerminal() {
     s_former = single;
   }
   single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-  single.c_cc[VMIN] = 0;  // a read does not wait
+  single.c_cc[VMIN] = 0;  // a read does not block
   single.c_cc[VTIME] = 0;
   s_taken.store(true);
   tcsetattr(STDIN_FILENO, TCSADRAIN, &single);
@@ -41,7 +41,7 @@ void takeTerminal() {
 
 void onEnding(int signal) {
   Keyboard::giveBack();
-  raise(signal);  // by now with its default action
+  raise(signal);  // now with its default action
 }
 
 void onStop(int) {
@@ -49,13 +49,13 @@ void onStop(int) {
   raise(SIGSTOP);
 }
 
-/// The shell has set the terminal meanwhile, also after a SIGSTOP, which no handler sees.
+/// The shell has set the terminal meanwhile, also after a SIGSTOP, which has no handler.
 void onContinue(int) { s_taken.store(false); }
 
 void handle(int signal, void (*handler)(int), int flags) {
   struct sigaction former {};
   if (sigaction(signal, nullptr, &former) != 0 || former.sa_handler != SIG_DFL) {
-    return;  // somebody else's, or ignored on purpose
+    return;  // another handler, or ignored on purpose
   }
   struct sigaction action {};
   action.sa_handler = handler;
@@ -92,7 +92,8 @@ bool canBeUsed() {
 
 }  // namespace
 
-/// ESC [ or ESC O, parameters perhaps, and a last byte: which arrow it is, without parameters.
+/// Parses ESC [ or ESC O, optional parameters, and a last byte, which names the arrow if there are
+/// no parameters.
 std::optional<Key> KeyReader::take(char byte) {
   const Within within = std::exchange(m_within, Within::Nothing);
   if (byte == '\033') {

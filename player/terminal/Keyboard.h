@@ -7,10 +7,10 @@ namespace Player {
 
 enum class Key : std::uint8_t { Pause, Back, Forward, Quit };
 
-/// Keys out of the bytes that a terminal sends for them.
+/// Converts the bytes that a terminal sends to keys.
 class KeyReader {
  public:
-  /// The key that ends with this byte; others than those named are no key.
+  /// Returns the key that ends with this byte; ignores keys other than those of Key.
   std::optional<Key> take(char byte);
 
  private:
@@ -18,21 +18,21 @@ class KeyReader {
   Within m_within = Within::Nothing;
 };
 
-/// The terminal's keys one by one, without a line's end and without an echo. The terminal is given
-/// back when it ends, and when a signal ends or stops the process. One at a time. [host-thread]
+/// Reads the terminal's keys one by one, without line buffering and echo. Restores the terminal at
+/// its end, and when a signal ends or stops the process. One instance at a time. [host-thread]
 class Keyboard {
  public:
-  /// Nothing happens unless wanted, nor without a terminal on standard input and standard error.
+  /// Does nothing unless `wanted` and standard input and standard error are terminals.
   explicit Keyboard(bool wanted);
   ~Keyboard();
   Keyboard(const Keyboard&) = delete;
   Keyboard& operator=(const Keyboard&) = delete;
 
-  /// The terminal is as it was when it returns; for those who end the process elsewhere. In signal
-  /// handlers, too. [any-thread]
+  /// Restores the terminal; for code elsewhere that ends the process. Async-signal-safe.
+  /// [any-thread]
   static void giveBack();
 
-  /// What was pressed since; does not wait. Nothing while the process is in the background.
+  /// Returns the next key pressed, without waiting; none while the process is in the background.
   std::optional<Key> next();
 
  private:

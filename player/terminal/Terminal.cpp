@@ -5,7 +5,7 @@
 
 namespace Player::Terminal {
 
-/// A terminal that is not the controlling one has no foreground, and so no background.
+/// A terminal other than the controlling one has no foreground, and so no background.
 bool isOurs(int file) {
   const pid_t foreground = tcgetpgrp(file);
   return foreground == -1 || foreground == getpgrp();

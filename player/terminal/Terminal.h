@@ -2,12 +2,12 @@
 
 namespace Player::Terminal {
 
-/// Returns true while this process may read the terminal and write over its lines. Returns false
-/// only for a background job, which must leave the terminal to the shell. In signal handlers, too.
+/// Returns true while this process may read the terminal and overwrite its lines. Returns false
+/// only for a background job, which must leave the terminal to the shell. Async-signal-safe.
 /// [any-thread]
 bool isOurs(int file);
 
-/// Returns the terminal's columns at the moment, or 0 if they are not known.
+/// Returns the terminal's current number of columns, or 0 if unknown.
 unsigned columns(int file);
 
 }  // namespace Player::Terminal

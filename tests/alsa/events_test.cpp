@@ -57,7 +57,7 @@ TEST_F(EventsOnAlsa, aDeviceThatIsPulledOutIsWaitedFor) {
   EXPECT_NE(result.err.find("'alsa:bench' is lost: No such device; paused until there is a device"),
             std::string::npos)
       << result.err;
-  EXPECT_NE(result.err.find("alsa:bench is back, now on it"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("switched back to alsa:bench"), std::string::npos) << result.err;
   EXPECT_TRUE(contains(played("bench"), beginning()));
   EXPECT_TRUE(contains(played("bench"), framesOf(m_in, kSecond, kSecond / 2)));
   EXPECT_EQ(totals()["buffers"]["played"], totals()["buffers"]["pulled"]);

@@ -139,14 +139,14 @@ TEST_F(EventsOnAServer, aChosenSinkThatGoesIsStoodInForUntilItIsBack) {
   record(kTwo);
   const pid_t player = beginOn(kOne, {"--device", "pulse:one", "in.wav"});
   unload("one");
-  EXPECT_TRUE(eventuallyTold("lost pulse:one, now on pulse:two"));
+  EXPECT_TRUE(eventuallyTold("lost pulse:one, switched to pulse:two"));
   EXPECT_TRUE(eventually([&] { return hasSound(recordedYet(kTwo)); }));
   pactl({"set-default-sink", "off"});
-  EXPECT_TRUE(eventuallyTold("now on pulse:off"));
+  EXPECT_TRUE(eventuallyTold("switched to pulse:off"));
   forgetRecordings();
   load(kOne);
   record(kOne);
-  EXPECT_TRUE(eventuallyTold("pulse:one is back, now on it"));
+  EXPECT_TRUE(eventuallyTold("switched back to pulse:one"));
   pactl({"set-default-sink", "two"});
   EXPECT_TRUE(playedOn(end(player)));
   EXPECT_TRUE(contains(recorded(kOne, 0), ending()));
@@ -213,7 +213,7 @@ TEST_F(EventsOnAServer, aStreamThatTheServerEndsIsTold) {
 TEST_F(EventsOnAServer, aServerThatStandsStillIsWaitedFor) {
   const pid_t player = beginOn(kOne, {"--json", "totals", "in.wav"});
   signalServer(SIGSTOP);
-  EXPECT_TRUE(eventuallyTold("pulse:one stands still; waiting for it"));
+  EXPECT_TRUE(eventuallyTold("pulse:one is not responding; waiting"));
   std::this_thread::sleep_for(std::chrono::seconds(4));  // also through a try to open it anew
   signalServer(SIGCONT);
   expectAllPlayed(end(player));
@@ -223,11 +223,11 @@ TEST_F(EventsOnAServer, aServerThatStandsStillIsWaitedFor) {
 TEST_F(EventsOnAServer, aSuspendedSinkIsWaitedFor) {
   const pid_t player = beginOn(kOne, {"--device", "pulse:one", "--json", "totals", "in.wav"});
   pactl({"suspend-sink", "one", "1"});
-  EXPECT_TRUE(eventuallyTold("pulse:one stands still; waiting for it"));
+  EXPECT_TRUE(eventuallyTold("pulse:one is not responding; waiting"));
   pactl({"set-default-sink", "two"});
   std::this_thread::sleep_for(std::chrono::seconds(1));
   pactl({"suspend-sink", "one", "0"});
-  EXPECT_TRUE(eventuallyTold("pulse:one goes on"));
+  EXPECT_TRUE(eventuallyTold("pulse:one has resumed"));
   expectAllPlayed(end(player));
   EXPECT_TRUE(contains(recorded(kOne, 0), ending()));
 }
@@ -248,7 +248,7 @@ TEST_F(EventsOnAServer, defaultsThatChangeBackAndForthAreFollowed) {
   record(kOff);
   const pid_t player = beginOn(kOne, {"in.wav"});
   pactl({"set-default-sink", "two"});
-  EXPECT_TRUE(eventuallyTold("now on pulse:two"));
+  EXPECT_TRUE(eventuallyTold("switched to pulse:two"));
   const std::size_t before = openFilesOf(player);
   for (int i = 0; i < 100; ++i) {
     pactl({"set-default-sink", i % 2 == 0 ? "one" : "two"});
@@ -283,11 +283,11 @@ TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) 
                                       "4", "--seek-to", "1", "in.ac3"});
   EXPECT_TRUE(eventually([&] { return contains(digitallyPlayed(48000), part(0, 40)); }));
   unload("digital");
-  EXPECT_TRUE(eventuallyTold("lost pulse:digital, now on pulse:analog"));
+  EXPECT_TRUE(eventuallyTold("lost pulse:digital, switched to pulse:analog"));
   EXPECT_TRUE(eventuallyTold("in.ac3: decoded: "));
   EXPECT_TRUE(eventually([&] { return hasSound(recordedYet(analog)); }));
   loadDigitalSink();
-  EXPECT_TRUE(eventuallyTold("pulse:digital is back, now on it"));
+  EXPECT_TRUE(eventuallyTold("switched back to pulse:digital"));
   const Result result = end(player);
   EXPECT_EQ(result.status, 0);
   EXPECT_TRUE(contains(digitallyPlayed(48000), part(bursts.size() / 6144 - 30, 30)))

@@ -36,7 +36,7 @@ TEST_F(DevicesOfAServer, anUnknownNameIsToldWithOrWithoutAServer) {
   const Result with = play({"--device", "pulse:nowhere", "in.wav"});
   EXPECT_EQ(with.status, 4);
   EXPECT_NE(with.err.find("there is no device 'pulse:nowhere'"), std::string::npos) << with.err;
-  EXPECT_NE(with.err.find("there are: pulse:one (--list-devices)"), std::string::npos) << with.err;
+  EXPECT_NE(with.err.find("available: pulse:one (--list-devices)"), std::string::npos) << with.err;
 }
 
 /// As on a machine without the server's library and ALSA's: everything but their modules.
