@@ -5,8 +5,6 @@
 
 namespace Tavro {
 
-namespace {}
-
 std::uint64_t GetTimeMS() { return HostTime::now() / kNanosPerMs; }
 
 void SleepMS(unsigned long long ms) {

@@ -8,8 +8,6 @@
 
 namespace Player {
 
-namespace {}  // namespace
-
 BurstTimeBase::BurstTimeBase(Tavro::Clock& clock, const Device& device, std::uint32_t rate)
     : m_clock(clock), m_device(device.id()), m_rate(rate), m_before(taken()) {
   m_clock.addTimeBase(this);
