@@ -57,7 +57,7 @@ Bundle::~Bundle() { dlclose(m_handle); }
 
 std::unique_ptr<Component> Bundle::makeComponent(PluginContext* context) {
   std::unique_ptr<Component> made(new Component);
-  HostTime::NewcomerWatch newcomer;
+  HostTime::ThreadStartWaiter newcomer;
   const std::uint32_t result = m_getPlugin(context, &made->m_plugin);
   if (result != 0 || made->m_plugin == nullptr) {
     throw BundleError(m_path + ": getPlugin made no component");

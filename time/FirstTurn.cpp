@@ -50,17 +50,17 @@ FirstTurn::~FirstTurn() {
   if (!m_isTaken) {
     return;
   }
-  letGo(0);
+  restore(0);
   for (const pid_t thread : threads()) {
     const bool isNew = !std::binary_search(m_others.begin(), m_others.end(), thread);
     if (isNew &&
         sched_getscheduler(thread) == SCHED_BATCH) {  // other threads may have started some
-      letGo(thread);
+      restore(thread);
     }
   }
 }
 
-void FirstTurn::letGo(pid_t thread) const {
+void FirstTurn::restore(pid_t thread) const {
   setPolicy(thread, SCHED_OTHER);
   sched_setaffinity(thread, sizeof m_allowed, &m_allowed);
 }

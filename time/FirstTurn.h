@@ -20,7 +20,7 @@ class FirstTurn {
   FirstTurn& operator=(const FirstTurn&) = delete;
 
  private:
-  void letGo(pid_t thread) const;
+  void restore(pid_t thread) const;
 
   cpu_set_t m_allowed;
   std::vector<pid_t> m_others;  // earlier threads, sorted

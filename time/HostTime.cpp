@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "time/OneProcessor.h"
+#include "time/CpuAffinity.h"
 #include "time/Scheduler.h"
 
 namespace Tavro::HostTime {
@@ -18,7 +18,7 @@ std::uint64_t now() {
 
 void enlist(Role role, const char* name) { Scheduler::instance().enlist(role, name); }
 
-void useAnyProcessor() { OneProcessor::instance().roam(); }
+void useAnyProcessor() { CpuAffinity::instance().roam(); }
 
 void Signal::notify() {
   if (isSimulated()) {
@@ -42,7 +42,8 @@ bool waitUntil(std::uint64_t deadline, Signal& signal, const char* what) {
 }
 
 Thread::Thread(Role role, std::string name, std::function<void()> body) {
-  Member* member = isSimulated() ? Scheduler::instance().announce(role, std::move(name)) : nullptr;
+  Participant* member =
+      isSimulated() ? Scheduler::instance().announce(role, std::move(name)) : nullptr;
   m_member = member != nullptr ? member->id : 0;
   m_thread = std::thread([member, body = std::move(body)] {
     if (member != nullptr) {
@@ -63,9 +64,9 @@ void Thread::join() {
   m_thread.join();
 }
 
-NewcomerWatch::NewcomerWatch() : m_before(Scheduler::instance().lastJoined()) {}
+ThreadStartWaiter::ThreadStartWaiter() : m_before(Scheduler::instance().lastJoined()) {}
 
-MemberId NewcomerWatch::await(std::uint64_t patienceMs) {
+MemberId ThreadStartWaiter::await(std::uint64_t patienceMs) {
   return isSimulated() ? Scheduler::instance().awaitJoined(m_before, patienceMs) : 0;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <thread>
 
-#include "time/Gate.h"
+#include "time/AutoResetEvent.h"
 
 /// The only source of host time in a process: real (the monotonic clock) or simulated. In simulated
 /// time the same program plays an hour in seconds and behaves the same on every run:
@@ -26,7 +26,7 @@ enum class Role : std::uint8_t { Device, Decode, Feeder, Host };
 
 inline constexpr std::uint64_t kNever = UINT64_MAX;
 
-struct Member;  // a participating thread
+struct Participant;  // a participating thread
 
 /// Switches the process permanently to simulated time, which starts at 0. The calling thread
 /// participates as Role::Host; once it exits, no other participating thread runs. Call it before
@@ -59,8 +59,8 @@ class Signal {
  private:
   friend class Scheduler;
   friend bool waitUntil(std::uint64_t, Signal&, const char*);
-  Gate m_gate;
-  Member* m_waiter = nullptr;  // in simulated time; guarded by the scheduler's lock
+  AutoResetEvent m_gate;
+  Participant* m_waiter = nullptr;  // in simulated time; guarded by the scheduler's lock
 };
 
 /// Blocks the calling thread until `deadline` (a value of now()). `what` describes the wait in
@@ -92,9 +92,9 @@ class Thread {
 /// For code that creates a thread which will wait here by itself (a component's feeder). await()
 /// returns that thread's id once it has reached its first wait; 0 in real time, or if no thread
 /// came within `patienceMs` of real time.
-class NewcomerWatch {
+class ThreadStartWaiter {
  public:
-  NewcomerWatch();
+  ThreadStartWaiter();
   MemberId await(std::uint64_t patienceMs = 2000);
 
  private:

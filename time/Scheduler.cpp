@@ -8,8 +8,8 @@
 #include <tuple>
 #include <utility>
 
+#include "time/CpuAffinity.h"
 #include "time/Nanoseconds.h"
-#include "time/OneProcessor.h"
 
 // The running thread gives up its turn in wait(), beginJoin() or leave(): under the lock it marks
 // itself and calls dispatch(), which picks the next thread and moves the time to its deadline; then
@@ -25,14 +25,14 @@ namespace {
 
 constexpr std::uint64_t kCheckIntervalNs = 1'000'000'000;
 
-void open(Member* next) {
+void open(Participant* next) {
   if (next != nullptr) {
     next->gate.open();
   }
 }
 
 // Trivial types, so that they can be read until the end of a thread.
-thread_local Member* t_member = nullptr;
+thread_local Participant* t_member = nullptr;
 thread_local Role t_role = Role::Feeder;
 thread_local const char* t_name = "feeder";
 
@@ -40,14 +40,14 @@ struct LeaveAtExit {
   ~LeaveAtExit() { Scheduler::instance().leave(std::exchange(t_member, nullptr)); }
 };
 
-void takePart(Member* member) {
+void takePart(Participant* member) {
   static thread_local LeaveAtExit leaveAtExit;
   t_member = member;
   pthread_getcpuclockid(pthread_self(), &member->cpuClock);
-  OneProcessor::instance().stay();
+  CpuAffinity::instance().stay();
 }
 
-std::uint64_t cpuTimeOf(const Member& member) {
+std::uint64_t cpuTimeOf(const Participant& member) {
   timespec used{};
   if (clock_gettime(member.cpuClock, &used) != 0) {
     return 0;
@@ -99,8 +99,8 @@ void Scheduler::enlist(Role role, const char* name) {
   }
 }
 
-Member* Scheduler::addMember(Role role, std::string name) {
-  auto member = std::make_unique<Member>();
+Participant* Scheduler::addMember(Role role, std::string name) {
+  auto member = std::make_unique<Participant>();
   member->id = ++m_lastId;
   member->role = role;
   member->name = std::move(name);
@@ -108,22 +108,22 @@ Member* Scheduler::addMember(Role role, std::string name) {
   return m_members.back().get();
 }
 
-Member* Scheduler::currentMember() {
+Participant* Scheduler::currentMember() {
   if (t_member == nullptr) {
     takePart(addMember(t_role, t_name));
   }
   return t_member;
 }
 
-Member* Scheduler::find(MemberId id) {
+Participant* Scheduler::find(MemberId id) {
   const auto at = std::find_if(m_members.begin(), m_members.end(),
                                [id](const auto& member) { return member->id == id; });
   return at != m_members.end() ? at->get() : nullptr;
 }
 
 bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
-  Member* self = nullptr;
-  Member* next = nullptr;
+  Participant* self = nullptr;
+  Participant* next = nullptr;
   bool joining = false;
   {
     std::lock_guard lock(m_lock);
@@ -154,10 +154,10 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
 }
 
 void Scheduler::notify(Signal& signal) {
-  Member* next = nullptr;
+  Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
-    Member* waiter = std::exchange(signal.m_waiter, nullptr);
+    Participant* waiter = std::exchange(signal.m_waiter, nullptr);
     if (waiter == nullptr) {
       signal.m_gate.open();
       return;
@@ -171,25 +171,25 @@ void Scheduler::notify(Signal& signal) {
 
 /// Returns the thread with the next turn, or null if one is running or none may run. The caller
 /// opens its gate after releasing the lock; otherwise the thread would at once wait for the lock.
-Member* Scheduler::dispatch() {
-  Member* next = m_running == nullptr ? pickNext() : nullptr;
+Participant* Scheduler::dispatch() {
+  Participant* next = m_running == nullptr ? pickNext() : nullptr;
   if (next != nullptr) {
     giveTurn(*next);
   }
   return next;
 }
 
-Member* Scheduler::pickNext() {
+Participant* Scheduler::pickNext() {
   if (!m_joins.empty()) {
-    Member* target = find(m_joins.back().target);
+    Participant* target = find(m_joins.back().target);
     return target != nullptr && target->waiting ? target : nullptr;
   }
   if (m_master == nullptr) {
     return nullptr;
   }
-  Member* next = nullptr;
+  Participant* next = nullptr;
   for (const auto& member : m_members) {
-    const auto order = [](const Member& m) { return std::tuple(m.deadline, m.role, m.id); };
+    const auto order = [](const Participant& m) { return std::tuple(m.deadline, m.role, m.id); };
     if (member->waiting && (next == nullptr || order(*member) < order(*next))) {
       next = member.get();
     }
@@ -201,7 +201,7 @@ Member* Scheduler::pickNext() {
   return next;
 }
 
-void Scheduler::giveTurn(Member& member) {
+void Scheduler::giveTurn(Participant& member) {
   if (m_joins.empty() && member.deadline > now()) {
     m_now.store(member.deadline, std::memory_order_release);
   }
@@ -223,17 +223,17 @@ void Scheduler::watch() {
   }
 }
 
-Member* Scheduler::announce(Role role, std::string name) {
+Participant* Scheduler::announce(Role role, std::string name) {
   std::lock_guard lock(m_lock);
-  Member* member = addMember(role, std::move(name));
+  Participant* member = addMember(role, std::move(name));
   member->waiting = true;
   member->deadline = now();
   member->what = "its start";
   return member;
 }
 
-void Scheduler::adopt(Member* member) {
-  Member* next = nullptr;
+void Scheduler::adopt(Participant* member) {
+  Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
     takePart(member);
@@ -243,8 +243,8 @@ void Scheduler::adopt(Member* member) {
   member->gate.passUntil(kNever);
 }
 
-void Scheduler::leave(Member* member) {
-  Member* next = nullptr;
+void Scheduler::leave(Participant* member) {
+  Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
     if (m_master == member) {
@@ -271,13 +271,13 @@ MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
 }
 
 bool Scheduler::beginJoin(MemberId target) {
-  Member* next = nullptr;
+  Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
     if (find(target) == nullptr) {
       return false;
     }
-    Member* self = t_member;
+    Participant* self = t_member;
     m_joins.push_back({self, target});
     if (m_running == self) {
       m_running = nullptr;
@@ -289,8 +289,8 @@ bool Scheduler::beginJoin(MemberId target) {
 }
 
 void Scheduler::endJoin() {
-  Member* self = t_member;
-  Member* next = nullptr;
+  Participant* self = t_member;
+  Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
     m_joins.pop_back();
@@ -325,7 +325,7 @@ void Scheduler::setStallPatience(std::uint64_t milliseconds) {
 /// Only intervals between checks count, so a suspended process is not a stall.
 void Scheduler::checkProgress() {
   std::lock_guard lock(m_lock);
-  const Member* mover =
+  const Participant* mover =
       m_running != nullptr ? m_running : (m_joins.empty() ? nullptr : m_joins.back().joiner);
   const std::uint64_t cpuTime = mover != nullptr ? cpuTimeOf(*mover) : 0;
   const bool moved = m_switches != m_checkedSwitches || cpuTime != m_checkedCpuTime;

@@ -10,13 +10,13 @@
 #include <time.h>
 #include <vector>
 
-#include "time/Gate.h"
+#include "time/AutoResetEvent.h"
 #include "time/HostTime.h"
 
 namespace Tavro::HostTime {
 
 /// A thread that participates in simulated time. Guarded by the scheduler's lock, except the gate.
-struct Member {
+struct Participant {
   MemberId id = 0;
   Role role = Role::Feeder;
   std::string name;
@@ -26,7 +26,7 @@ struct Member {
   Signal* signal = nullptr;              // the signal it waits on, if any
   bool signalled = false;                // the signal ended the last wait
   clockid_t cpuClock = CLOCK_MONOTONIC;  // of the thread, to tell work from blocking
-  Gate gate;
+  AutoResetEvent gate;
 };
 
 /// The rules of simulated time: which thread runs next and when time jumps. There is one lock; a
@@ -43,9 +43,9 @@ class Scheduler {
   bool wait(std::uint64_t deadline, Signal* signal, const char* what);
   void notify(Signal& signal);
 
-  Member* announce(Role role, std::string name);  // by the creator of a Thread
-  void adopt(Member* member);                     // by the new thread; returns at its first turn
-  void leave(Member* member);                     // by the thread's exit
+  Participant* announce(Role role, std::string name);  // by the creator of a Thread
+  void adopt(Participant* member);  // by the new thread; returns at its first turn
+  void leave(Participant* member);  // by the thread's exit
 
   std::uint64_t lastJoined();
   MemberId awaitJoined(std::uint64_t after, std::uint64_t patienceMs);
@@ -57,16 +57,16 @@ class Scheduler {
 
  private:
   struct Join {
-    Member* joiner;  // null for a thread that does not participate
+    Participant* joiner;  // null for a thread that does not participate
     MemberId target;
   };
 
-  Member* addMember(Role role, std::string name);
-  Member* currentMember();
-  Member* find(MemberId id);
-  Member* dispatch();
-  Member* pickNext();
-  void giveTurn(Member& member);
+  Participant* addMember(Role role, std::string name);
+  Participant* currentMember();
+  Participant* find(MemberId id);
+  Participant* dispatch();
+  Participant* pickNext();
+  void giveTurn(Participant& member);
   void watch();
   void checkProgress();
   std::string report(const std::string& headline);
@@ -76,10 +76,10 @@ class Scheduler {
 
   std::mutex m_lock;  // guards everything below; never held while a thread waits
   std::condition_variable m_joined;
-  std::vector<std::unique_ptr<Member>> m_members;
+  std::vector<std::unique_ptr<Participant>> m_members;
   std::vector<Join> m_joins;  // the innermost last
-  Member* m_running = nullptr;
-  Member* m_master = nullptr;  // its exit ends the simulation
+  Participant* m_running = nullptr;
+  Participant* m_master = nullptr;  // its exit ends the simulation
   MemberId m_lastId = 0;
   std::uint64_t m_switches = 0;
 

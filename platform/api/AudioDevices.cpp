@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 #include "platform/discovery/AlsaDevices.h"
 #include "platform/discovery/ServerDevices.h"
 #include "platform/drivers/file/FileDriver.h"
@@ -15,21 +15,22 @@
 namespace AudioDevices {
 namespace {
 
-using Platform::Registry;
+using Platform::DeviceManager;
 
 constexpr std::string_view kFilePrefix = "file:";
 constexpr int kMostPartsPerMillion = 100'000;
 
 DeviceDescription describeIt(const Platform::Device& device) {
   const Platform::DeviceState state = device.state();
-  DeviceDescription description{.id = device.id(),
-                                .identifier = device.identifier(),
-                                .name = device.name(),
-                                .isDefault = Registry::instance().defaultDevice().get() == &device,
-                                .sampleRate = state.sampleRate(),
-                                .latencyFrames = device.latencyFrames(),
-                                .labels = state.description.labels,
-                                .streams = {}};
+  DeviceDescription description{
+      .id = device.id(),
+      .identifier = device.identifier(),
+      .name = device.name(),
+      .isDefault = DeviceManager::instance().defaultDevice().get() == &device,
+      .sampleRate = state.sampleRate(),
+      .latencyFrames = device.latencyFrames(),
+      .labels = state.description.labels,
+      .streams = {}};
   for (std::size_t i = 0; i < state.description.streams.size(); ++i) {
     const auto& stream = state.description.streams[i];
     description.streams.push_back({.id = device.streamIds()[i],
@@ -52,9 +53,9 @@ std::string fullIdentifier(const std::string& identifier) {
 
 AudioDeviceID attachFile(const std::string& identifier, const AttachOptions& options,
                          Failure& failure) {
-  if (std::abs(options.partsPerMillion) > kMostPartsPerMillion) {
+  if (std::abs(options.clockPpm) > kMostPartsPerMillion) {
     failure = {.status = kAudio_ParamError,
-               .message = "a clock cannot be off by " + std::to_string(options.partsPerMillion) +
+               .message = "a clock cannot be off by " + std::to_string(options.clockPpm) +
                           " parts per million; " + std::to_string(kMostPartsPerMillion) +
                           " at most"};
     return kAudioObjectUnknown;
@@ -65,7 +66,7 @@ AudioDeviceID attachFile(const std::string& identifier, const AttachOptions& opt
   if (failure) {
     return kAudioObjectUnknown;
   }
-  return Registry::instance().add(identifier, path, std::move(driver))->id();
+  return DeviceManager::instance().add(identifier, path, std::move(driver))->id();
 }
 
 }  // namespace
@@ -76,14 +77,14 @@ std::vector<DeviceDescription> list(Failure* noServer) {
     *noServer = std::move(found);
   }
   std::vector<DeviceDescription> descriptions;
-  for (const auto& device : Registry::instance().devices()) {
+  for (const auto& device : DeviceManager::instance().devices()) {
     descriptions.push_back(describeIt(*device));
   }
   return descriptions;
 }
 
 DeviceDescription describe(AudioDeviceID id) {
-  const auto device = Registry::instance().device(id);
+  const auto device = DeviceManager::instance().device(id);
   return device ? describeIt(*device) : DeviceDescription{};
 }
 
@@ -108,7 +109,7 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
   if (full.starts_with(Platform::kServerPrefix)) {
     found = Platform::ServerDevices::instance().update();
   }
-  if (const auto known = Registry::instance().device(full)) {
+  if (const auto known = DeviceManager::instance().device(full)) {
     id = known->id();
     found = {};
   } else if (found) {
@@ -130,7 +131,7 @@ AudioDeviceID attach(const std::string& identifier, Failure* failure,
 }
 
 Failure detach(AudioDeviceID id) {
-  const auto device = Registry::instance().device(id);
+  const auto device = DeviceManager::instance().device(id);
   if (!device) {
     return {.status = kAudioHardwareBadDeviceError, .message = "the device is not there any more"};
   }
@@ -138,28 +139,28 @@ Failure detach(AudioDeviceID id) {
     return {.status = kAudioHardwareIllegalOperationError,
             .message = "a device cannot be detached from inside its own cycle"};
   }
-  Registry::instance().detach(device);
+  DeviceManager::instance().detach(device);
   return device->failure();
 }
 
 void trimEnd(AudioDeviceID id, std::uint32_t frames) {
-  if (const auto device = Registry::instance().device(id)) {
+  if (const auto device = DeviceManager::instance().device(id)) {
     device->trimEnd(frames);
   }
 }
 
 Failure failureOf(AudioDeviceID id) {
-  const auto device = Registry::instance().device(id);
+  const auto device = DeviceManager::instance().device(id);
   return device ? device->failure() : Failure{};
 }
 
 DeviceTotals totalsOf(AudioDeviceID id) {
-  const auto device = Registry::instance().device(id);
+  const auto device = DeviceManager::instance().device(id);
   return device ? device->totals() : DeviceTotals{};
 }
 
 BurstReport burstsOf(AudioDeviceID id) {
-  const auto device = Registry::instance().device(id);
+  const auto device = DeviceManager::instance().device(id);
   return device ? device->burstReport() : BurstReport{};
 }
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <optional>
 
-#include "platform/api/CallScript.h"
+#include "platform/api/CallInterceptor.h"
 #include "platform/device/IoProcedure.h"
 #include "platform/device/ObjectProperties.h"
 #include "platform/device/PropertyListeners.h"

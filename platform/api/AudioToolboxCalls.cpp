@@ -2,7 +2,7 @@
 
 #include <AudioToolbox/AudioToolbox.h>
 
-#include "platform/api/CallScript.h"
+#include "platform/api/CallInterceptor.h"
 #include "platform/unit/Graph.h"
 
 using Platform::exported;

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/api/CallScript.h"
+#include "platform/api/CallInterceptor.h"
 #include "platform/unit/Graph.h"
 #include "platform/unit/UnitProperties.h"
 

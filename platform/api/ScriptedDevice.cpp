@@ -3,7 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 #include "platform/drivers/scripted/ScriptedDriver.h"
 #include "platform/format/PcmFormat.h"
 #include "time/HostTime.h"
@@ -44,15 +44,15 @@ ScriptedDevice::ScriptedDevice(const ScriptedSetup& setup) {
   auto driver = std::make_unique<Platform::ScriptedDriver>(setup);
   m_driver = driver.get();
   const std::string identifier = "scripted:" + setup.name;
-  if (Platform::Registry::instance().device(identifier)) {
+  if (Platform::DeviceManager::instance().device(identifier)) {
     throw std::invalid_argument("a device '" + identifier + "' is there already");
   }
-  m_device = Platform::Registry::instance().add(identifier, setup.name, std::move(driver));
+  m_device = Platform::DeviceManager::instance().add(identifier, setup.name, std::move(driver));
 }
 
 ScriptedDevice::~ScriptedDevice() {
   if (!m_device->inCycle()) {
-    Platform::Registry::instance().remove(m_device);
+    Platform::DeviceManager::instance().remove(m_device);
   }
 }
 
@@ -62,7 +62,7 @@ AudioStreamID ScriptedDevice::stream(std::size_t index) const {
   return m_device->streamIds().at(index);
 }
 
-void ScriptedDevice::makeDefault() { Platform::Registry::instance().choose(id()); }
+void ScriptedDevice::makeDefault() { Platform::DeviceManager::instance().choose(id()); }
 
 ScriptedDevice::Cycle ScriptedDevice::cycle(std::uint32_t frames) {
   const std::lock_guard lock(m_driver->handLock());
@@ -91,7 +91,7 @@ void ScriptedDevice::disappear() {
   if (m_device->inCycle()) {
     throw std::logic_error("a device cannot disappear inside its own cycle");
   }
-  Platform::Registry::instance().remove(m_device);
+  Platform::DeviceManager::instance().remove(m_device);
 }
 
 }  // namespace AudioDevices

@@ -6,7 +6,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/device/DeviceWatch.h"
+#include "platform/device/StallMonitor.h"
 #include "platform/format/Silence.h"
 #include "time/HostTime.h"
 
@@ -133,7 +133,7 @@ OSStatus Device::setLayout(const Labels& labels) {
   return change([&](bool running) { return m_driver->setLayout(labels, running); });
 }
 
-OSStatus Device::offerFormat(const PcmFormat& format) {
+OSStatus Device::negotiateFormat(const PcmFormat& format) {
   if (inCycle()) {
     return noErr;
   }
@@ -142,7 +142,7 @@ OSStatus Device::offerFormat(const PcmFormat& format) {
   if (m_ended.load()) {
     return noErr;
   }
-  const OSStatus status = m_driver->offerFormat(format, hasClients());
+  const OSStatus status = m_driver->negotiateFormat(format, hasClients());
   if (status == noErr && !hasClients()) {
     readDescription();
   }
@@ -265,13 +265,13 @@ void Device::markLost(const AudioDevices::Failure& loss) {
   }
 }
 
-CycleWatchdog::Finding Device::look(std::uint64_t nowNs) {
+StallDetector::Finding Device::poll(std::uint64_t nowNs) {
   const bool plays = isAlive() && hasClients() && m_driver->isSounding() && !isSuspended();
   const DeviceState present = state();
   const auto cycleNs =
       plays ? static_cast<std::uint64_t>(present.cycleFrames() * 1e9 / present.sampleRate()) : 0;
-  const auto finding = m_watchdog.look(nowNs, plays, m_cycles.load(), cycleNs);
-  m_stands = m_watchdog.stands();
+  const auto finding = m_watchdog.poll(nowNs, plays, m_cycles.load(), cycleNs);
+  m_isStalled = m_watchdog.isStalled();
   return finding;
 }
 
@@ -281,9 +281,9 @@ std::optional<bool> Device::changeOfSuspension() {
 }
 
 /// A server that responds again may resume the old stream, so it first gets some time to do so.
-void Device::openAnew() {
+void Device::reopen() {
   const std::uint64_t cyclesBefore = m_cycles.load();
-  if (!m_driver->answers()) {
+  if (!m_driver->isResponsive()) {
     return;
   }
   std::this_thread::sleep_for(kTimeToGoOn);

@@ -23,7 +23,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/device/CycleWatchdog.h"
+#include "platform/device/StallDetector.h"
 #include "platform/driver/Driver.h"
 #include "time/RealTime.h"
 
@@ -73,7 +73,7 @@ class Device final : public CycleSource {
   /// Return platform statuses. [host-thread]
   OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format);
   OSStatus setLayout(const Labels& labels);
-  OSStatus offerFormat(const PcmFormat& format);  // on refusal no unit can play here
+  OSStatus negotiateFormat(const PcmFormat& format);  // on refusal no unit can play here
   /// Changes the driver, between cycles, and reads its new description. Refused inside a cycle of
   /// this device, and after it has ended.
   OSStatus change(const std::function<OSStatus(bool running)>& apply);
@@ -94,15 +94,15 @@ class Device final : public CycleSource {
   bool isAlive() const { return !m_ended.load() && !m_lost.load(); }
 
   /// Returns true if it should play but is stalled, as found by the last poll. [any-thread]
-  bool stands() const { return m_stands.load(); }
+  bool isStalled() const { return m_isStalled.load(); }
   bool isSuspended() const { return hasClients() && m_driver->isSuspended(); }
   /// The new suspended state if it changed since the last call, otherwise nothing. [device watch]
   std::optional<bool> changeOfSuspension();
   /// Polls the watchdog and returns its finding. [device watch]
-  CycleWatchdog::Finding look(std::uint64_t nowNs);
+  StallDetector::Finding poll(std::uint64_t nowNs);
   /// Restarts the driver if that can help. May block while it checks that the server responds;
   /// holds no lock meanwhile. [device watch]
-  void openAnew();
+  void reopen();
 
   void trimEnd(std::uint32_t frames) { m_driver->trimEnd(frames); }  // [host-thread]
 
@@ -156,14 +156,14 @@ class Device final : public CycleSource {
   std::uint64_t m_framesSinceStart = 0;
 
   // Used by the device watch only
-  CycleWatchdog m_watchdog;
+  StallDetector m_watchdog;
   bool m_wasSuspended = false;
 
   // Atomic, independent of each other
   std::atomic<std::size_t> m_clientCount{0};
   std::atomic<bool> m_ended{false};
   std::atomic<bool> m_lost{false};
-  std::atomic<bool> m_stands{false};
+  std::atomic<bool> m_isStalled{false};
   std::atomic<std::thread::id> m_cycleThread{};
   std::atomic<OSStatus> m_startStatus{noErr};
   std::atomic<std::uint64_t> m_cycles{0};

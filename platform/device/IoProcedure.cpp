@@ -5,7 +5,7 @@
 #include <map>
 #include <utility>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 #include "platform/format/Silence.h"
 
 namespace Platform {
@@ -47,7 +47,7 @@ using Table = std::map<AudioDeviceIOProcID, std::shared_ptr<IoProcedure>>;
 
 /// Guarded by modelLock().
 Table& table() {
-  static auto* procedures = new Table;  // see Registry::instance()
+  static auto* procedures = new Table;  // see DeviceManager::instance()
   return *procedures;
 }
 
@@ -59,15 +59,15 @@ std::shared_ptr<IoProcedure> find(AudioObjectID device, AudioDeviceIOProcID id) 
 }
 
 OSStatus notFound(AudioObjectID device) {
-  return Registry::instance().device(device) ? kAudioHardwareIllegalOperationError
-                                             : kAudioHardwareBadDeviceError;
+  return DeviceManager::instance().device(device) ? kAudioHardwareIllegalOperationError
+                                                  : kAudioHardwareBadDeviceError;
 }
 
 }  // namespace
 
 OSStatus createIoProcedure(AudioObjectID device, AudioDeviceIOProc procedure, void* clientData,
                            AudioDeviceIOProcID* id) {
-  auto target = Registry::instance().device(device);
+  auto target = DeviceManager::instance().device(device);
   if (!target) {
     return kAudioHardwareBadDeviceError;
   }

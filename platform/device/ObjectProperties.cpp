@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "platform/device/Device.h"
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 #include "platform/format/ChannelLayout.h"
 
 namespace Platform {
@@ -29,7 +29,7 @@ bool isInScope(const AudioObjectPropertyAddress& address, AudioObjectPropertySco
 }
 
 PropertyValue readSystem(const AudioObjectPropertyAddress& address) {
-  Registry& registry = Registry::instance();
+  DeviceManager& registry = DeviceManager::instance();
   switch (address.mSelector) {
     case kAudioHardwarePropertyDevices: {
       std::vector<AudioDeviceID> ids;
@@ -73,7 +73,7 @@ PropertyValue readDevice(const Device& device, const AudioObjectPropertyAddress&
     case kAudioDevicePropertyDeviceIsAlive:
       return valueOf(UInt32{device.isAlive()});
     case kAudioDevicePropertyIOStoppedAbnormally:
-      return valueOf(UInt32{device.stands() || device.isSuspended()});
+      return valueOf(UInt32{device.isStalled() || device.isSuspended()});
     case kAudioDevicePropertyStreams:
       if (address.mScope == kAudioDevicePropertyScopeInput) {
         return arrayOf(std::vector<AudioStreamID>());
@@ -117,8 +117,8 @@ OSStatus writeSystem(const AudioObjectPropertyAddress& address, std::span<const 
   if (!id) {
     return kAudioHardwareBadPropertySizeError;
   }
-  return Registry::instance().choose(*id) ? OSStatus{noErr}
-                                          : OSStatus{kAudioHardwareBadDeviceError};
+  return DeviceManager::instance().choose(*id) ? OSStatus{noErr}
+                                               : OSStatus{kAudioHardwareBadDeviceError};
 }
 
 OSStatus writeDevice(Device& device, const AudioObjectPropertyAddress& address,
@@ -147,8 +147,8 @@ PropertyValue readObjectProperty(AudioObjectID object, const AudioObjectProperty
                ? readSystem(address)
                : failed(kAudioHardwareUnknownPropertyError);
   }
-  const auto device = Registry::instance().device(object);
-  const auto [owner, index] = Registry::instance().stream(object);
+  const auto device = DeviceManager::instance().device(object);
+  const auto [owner, index] = DeviceManager::instance().stream(object);
   if (!device && !owner) {
     return failed(kAudioHardwareBadObjectError);
   }
@@ -169,10 +169,10 @@ OSStatus writeObjectProperty(AudioObjectID object, const AudioObjectPropertyAddr
   if (object == kAudioObjectSystemObject) {
     return writeSystem(address, value);
   }
-  if (const auto device = Registry::instance().device(object)) {
+  if (const auto device = DeviceManager::instance().device(object)) {
     return writeDevice(*device, address, value);
   }
-  const auto [owner, index] = Registry::instance().stream(object);
+  const auto [owner, index] = DeviceManager::instance().stream(object);
   return owner ? writeStream(*owner, index, address, value)
                : OSStatus{kAudioHardwareBadObjectError};
 }

@@ -8,9 +8,9 @@
 #include <thread>
 #include <utility>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 #include "platform/driver/Alsa.h"
-#include "platform/system/Module.h"
+#include "platform/system/BackendLibrary.h"
 #include "time/HostTime.h"
 
 namespace Platform {
@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kLongestBackOff{4000};
 
 template <class Function>
 Function* entryOf(const char* name, AudioDevices::Failure& failure) {
-  const auto found = loadEntry<Function>(kAlsaModule, name, "libasound2");
+  const auto found = loadFunction<Function>(kAlsaModule, name, "libasound2");
   if (!found) {
     failure = {.status = kAudioHardwareUnspecifiedError, .message = "no ALSA: " + found.reason};
   }
@@ -33,7 +33,7 @@ Function* entryOf(const char* name, AudioDevices::Failure& failure) {
 void awaitReturn(const Device& lost) {
   std::chrono::milliseconds backOff = kFirstBackOff;
   AudioDevices::Failure notYet;
-  Registry& registry = Registry::instance();
+  DeviceManager& registry = DeviceManager::instance();
   while (registry.device(lost.id()) && !registry.device(lost.identifier())) {
     std::this_thread::sleep_for(backOff);
     attachAlsa(lost.identifier(), notYet);
@@ -44,8 +44,8 @@ void awaitReturn(const Device& lost) {
 /// Runs on a thread of its own: ending a device waits for the driver's thread, which calls this.
 void loseLater(AudioDeviceID id, const AudioDevices::Failure& loss) {
   std::thread([id, loss] {
-    if (const auto device = Registry::instance().device(id)) {
-      Registry::instance().lose({{device, loss}}, Change::DeviceGone);
+    if (const auto device = DeviceManager::instance().device(id)) {
+      DeviceManager::instance().lose({{device, loss}}, DeviceEvent::DeviceGone);
       awaitReturn(*device);
     }
   }).detach();
@@ -71,7 +71,7 @@ std::shared_ptr<Device> attachAlsa(const std::string& identifier, AudioDevices::
   if (!driver) {
     return nullptr;
   }
-  auto device = Registry::instance().add(identifier, name, std::move(driver));
+  auto device = DeviceManager::instance().add(identifier, name, std::move(driver));
   id->store(device->id());
   return device;
 }

@@ -4,8 +4,8 @@
 #include <thread>
 #include <utility>
 
-#include "platform/device/Registry.h"
-#include "platform/system/Module.h"
+#include "platform/device/DeviceManager.h"
+#include "platform/system/BackendLibrary.h"
 #include "time/HostTime.h"
 
 namespace Platform {
@@ -57,7 +57,7 @@ void ServerDevices::setStreamName(const AudioDevices::StreamName& name) {
 AudioDevices::Failure ServerDevices::connect() {
   AudioDevices::Failure failure;
   const auto connectTo =
-      loadEntry<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry, "libpulse0");
+      loadFunction<ConnectSoundServer>(kSoundServerModule, kSoundServerEntry, "libpulse0");
   if (!connectTo) {
     return {.status = kAudioHardwareUnspecifiedError,
             .message = "no sound server: " + connectTo.reason};
@@ -122,7 +122,7 @@ AudioDevices::Failure ServerDevices::reconnect() {
   m_backOff = kFirstBackOff;
   synchronise(Lost::GetANewDevice);
   if (hadOne) {
-    Registry::instance().serverBack();
+    DeviceManager::instance().serverBack();
   }
   return failure;
 }
@@ -137,11 +137,11 @@ void ServerDevices::synchronise(Lost lost) {
   const auto chosen = m_entries.find(state.defaultSink);
   const bool isThere = chosen != m_entries.end() && chosen->second.device->isAlive();
   if (isThere) {
-    Registry::instance().setServerDefault(chosen->second.device->id());
+    DeviceManager::instance().setServerDefault(chosen->second.device->id());
   }
   loseDevices(state);
   if (!isThere) {
-    Registry::instance().setServerDefault(kAudioObjectUnknown);
+    DeviceManager::instance().setServerDefault(kAudioObjectUnknown);
   }
 }
 
@@ -161,32 +161,32 @@ void ServerDevices::takeOver(const Sink& sink, Lost lost) {
       return noErr;
     });
     if (sink.rate != former.rate) {
-      Registry::instance().changed(Change::RateChanged, *entry.device,
-                                   kAudioDevicePropertyNominalSampleRate);
+      DeviceManager::instance().changed(DeviceEvent::RateChanged, *entry.device,
+                                        kAudioDevicePropertyNominalSampleRate);
     }
   }
 }
 
 /// Its clients move to the new one at once, if they can.
 void ServerDevices::replace(Entry& entry, const Sink& sink) {
-  const Registry::Loss loss{entry.device, lossOf(*entry.device, "it was replaced")};
+  const DeviceManager::Loss loss{entry.device, lossOf(*entry.device, "it was replaced")};
   entry.device->markLost(loss.reason);
   entry = makeDevice(sink);
-  Registry::instance().lose({loss}, Change::DeviceGone);
+  DeviceManager::instance().lose({loss}, DeviceEvent::DeviceGone);
 }
 
 ServerDevices::Entry ServerDevices::makeDevice(const Sink& sink) {
   auto driver = m_server->makeDriver(sink);
   SinkDriver* const observed = driver.get();
   return {.sink = sink,
-          .device = Registry::instance().add(kServerPrefix + sink.name, sink.description,
-                                             std::move(driver), Origin::Server),
+          .device = DeviceManager::instance().add(kServerPrefix + sink.name, sink.description,
+                                                  std::move(driver), Origin::Server),
           .driver = observed};
 }
 
 void ServerDevices::loseDevices(const ServerState& state) {
-  std::vector<Registry::Loss> gone;
-  std::vector<Registry::Loss> ended;
+  std::vector<DeviceManager::Loss> gone;
+  std::vector<DeviceManager::Loss> ended;
   for (const auto& [name, entry] : m_entries) {
     if (!entry.device->isAlive()) {
       continue;
@@ -200,8 +200,9 @@ void ServerDevices::loseDevices(const ServerState& state) {
                                             kAudioHardwareNotRunningError)});
     }
   }
-  Registry::instance().lose(gone, state.connected ? Change::DeviceGone : Change::ServerGone);
-  Registry::instance().lose(ended, Change::StreamEnded);
+  DeviceManager::instance().lose(
+      gone, state.connected ? DeviceEvent::DeviceGone : DeviceEvent::ServerGone);
+  DeviceManager::instance().lose(ended, DeviceEvent::StreamEnded);
   std::erase_if(m_entries, [&](const auto& each) { return find(state, each.first) == nullptr; });
 }
 

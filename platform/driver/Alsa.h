@@ -5,7 +5,7 @@
 /// what both need is compiled into both.
 ///
 /// libasound's plug-ins may block (on a server, say), so each call that may do so is made on a
-/// thread of its own and waited for until kAlsaPatience has passed. A thread that does not return
+/// thread of its own and waited for until kAlsaTimeout has passed. A thread that does not return
 /// by then is abandoned.
 
 #include <AudioDevices/AudioDevices.h>
@@ -19,7 +19,7 @@
 
 namespace Platform {
 
-inline constexpr std::chrono::seconds kAlsaPatience{3};
+inline constexpr std::chrono::seconds kAlsaTimeout{3};
 
 /// Returns the playback PCMs that ALSA's configuration has hints for, without opening any. Empty,
 /// with `failure` filled, if it cannot be read. [host-thread]

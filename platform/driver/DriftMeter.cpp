@@ -10,8 +10,8 @@ constexpr std::uint64_t kLongestGapNs = 500'000'000;  // else the device was sta
 
 }  // namespace
 
-void DriftMeter::look(std::uint64_t hostNs, std::int64_t frames, double framesPerSecond) {
-  Stretch& stretch = m_stretch;
+void DriftMeter::addSample(std::uint64_t hostNs, std::int64_t frames, double framesPerSecond) {
+  Segment& stretch = m_stretch;
   if (hostNs - stretch.lastNs > kLongestGapNs) {
     interrupt();
   }
@@ -38,7 +38,7 @@ void DriftMeter::look(std::uint64_t hostNs, std::int64_t frames, double framesPe
   }
 }
 
-std::optional<double> DriftMeter::partsPerMillion() const {
+std::optional<double> DriftMeter::driftPpm() const {
   return m_isLongEnough.load(std::memory_order_acquire)
              ? std::optional(m_slope.load(std::memory_order_relaxed) * 1'000'000)
              : std::nullopt;

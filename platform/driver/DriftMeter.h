@@ -18,15 +18,15 @@ namespace Platform {
 class DriftMeter {
  public:
   /// Adds a measurement: `frames`, from any origin, have been played at `hostNs`. [io-thread]
-  void look(std::uint64_t hostNs, std::int64_t frames, double framesPerSecond);
-  /// Starts a new segment. Must not run concurrently with look().
+  void addSample(std::uint64_t hostNs, std::int64_t frames, double framesPerSecond);
+  /// Starts a new segment. Must not run concurrently with addSample().
   void interrupt() { m_stretch = {}; }
 
   /// Returns nothing until 5 s have been measured. [any-thread]
-  std::optional<double> partsPerMillion() const;
+  std::optional<double> driftPpm() const;
 
  private:
-  struct Stretch {
+  struct Segment {
     std::uint64_t firstNs = 0;  // 0: not begun
     std::uint64_t lastNs = 0;
     std::int64_t firstFrame = 0;
@@ -36,7 +36,7 @@ class DriftMeter {
     double meanLead = 0;  // of sound over time, seconds
   };
 
-  Stretch m_stretch;
+  Segment m_stretch;
   double m_seconds = 0;   // of all segments
   double m_squares = 0;   // of the times about their segment's mean
   double m_products = 0;  // with the leads about theirs

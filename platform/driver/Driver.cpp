@@ -15,7 +15,7 @@ OSStatus Driver::setLayout(const Labels& /*labels*/, bool /*running*/) {
   return kAudioHardwareUnsupportedOperationError;
 }
 
-OSStatus Driver::offerFormat(const PcmFormat& /*format*/, bool /*running*/) { return noErr; }
+OSStatus Driver::negotiateFormat(const PcmFormat& /*format*/, bool /*running*/) { return noErr; }
 
 void Driver::restart(CycleSource& source) {
   stop();
@@ -26,7 +26,7 @@ bool Driver::isSounding() const { return false; }
 
 bool Driver::isSuspended() const { return false; }
 
-bool Driver::answers() { return true; }
+bool Driver::isResponsive() { return true; }
 
 void Driver::finish() {}
 

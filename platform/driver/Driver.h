@@ -67,7 +67,7 @@ class Driver {
 
   /// Announces the format that a unit will play; a driver without a settled format may adopt it
   /// unless it runs. Any status but noErr refuses all units. Called between cycles. [host-thread]
-  virtual OSStatus offerFormat(const PcmFormat& format, bool running);
+  virtual OSStatus negotiateFormat(const PcmFormat& format, bool running);
 
   /// start() runs cycles at least until stop(); none is running or will run after stop() returns.
   /// stop() may come without start(), and after the driver's thread has ended by itself. Never
@@ -83,7 +83,7 @@ class Driver {
   virtual bool isSuspended() const;
   /// Returns true if restart() could help a stalled driver. May block for up to 2 s on a server;
   /// called with no lock held.
-  virtual bool answers();
+  virtual bool isResponsive();
 
   /// Receives the cycle's buffers, one per stream, valid only during the call. `silent`: no client
   /// had anything to play. May copy, must not block. [io-thread]

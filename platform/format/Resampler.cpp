@@ -2,13 +2,13 @@
 
 #include <stdexcept>
 
-#include "platform/system/Module.h"
+#include "platform/system/BackendLibrary.h"
 
 namespace Platform {
 
 std::unique_ptr<Resampler> makeResampler(std::uint32_t inputRate, std::uint32_t outputRate,
                                          std::uint32_t channels, std::uint32_t maxOutputFrames) {
-  const auto make = loadEntry<NewResampler>(kResamplerModule, kResamplerEntry, "libswresample4");
+  const auto make = loadFunction<NewResampler>(kResamplerModule, kResamplerEntry, "libswresample4");
   if (!make) {
     throw std::runtime_error("no resampler: " + make.reason);
   }

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 
 namespace Platform {
 namespace {
@@ -50,7 +50,7 @@ struct Handles {
 };
 
 Handles& handles() {
-  static auto* tables = new Handles;  // see Registry::instance()
+  static auto* tables = new Handles;  // see DeviceManager::instance()
   return *tables;
 }
 
@@ -63,7 +63,7 @@ bool isDefaultOutput(const AudioComponentDescription& description) {
 /// Moves the units that follow the default output device to the present one. They stay where they
 /// are if there is none, or if this is called inside a cycle of theirs. [host-thread]
 void followDefaultDevice() {
-  const auto target = Registry::instance().defaultDevice();
+  const auto target = DeviceManager::instance().defaultDevice();
   if (!target) {
     return;
   }
@@ -83,7 +83,7 @@ void followDefaultDevice() {
 }  // namespace
 
 AUGraph newGraph() {
-  Registry::instance().setDefaultFollower(followDefaultDevice);
+  DeviceManager::instance().setDefaultFollower(followDefaultDevice);
   auto graph = std::make_shared<Graph>();
   const std::lock_guard model(modelLock());
   return handles().graphs.add(std::move(graph));
@@ -130,7 +130,7 @@ OSStatus Graph::addNode(const AudioComponentDescription& description, AUNode& no
 }
 
 OSStatus Graph::open() {
-  auto made = std::make_shared<OutputUnit>(Registry::instance().defaultDevice());
+  auto made = std::make_shared<OutputUnit>(DeviceManager::instance().defaultDevice());
   {
     const std::lock_guard model(modelLock());
     if (m_node == 0) {
@@ -211,7 +211,7 @@ bool Graph::isRunning() const {
 OSStatus Graph::close() {
   const auto opened = unit();
   if (opened) {
-    opened->retire();
+    opened->shutDown();
   }
   const std::lock_guard model(modelLock());
   handles().units.remove(m_unitHandle);  // `opened` releases it after the lock

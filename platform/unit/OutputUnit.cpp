@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 
 namespace Platform {
 namespace {
@@ -59,7 +59,7 @@ OSStatus OutputUnit::change(Change apply) {
     return status;
   }
   if (isRunning()) {
-    if (const OSStatus refused = renew(changed); refused != noErr) {
+    if (const OSStatus refused = rebuildRenderer(changed); refused != noErr) {
       return refused;
     }
   }
@@ -71,7 +71,7 @@ OSStatus OutputUnit::change(Change apply) {
 /// Offers the format to the device, which may refuse it, before the unit plays it.
 OSStatus OutputUnit::offered(const Configuration& configuration) {
   const bool taken =
-      !configuration.device || configuration.device->offerFormat(configuration.format) == noErr;
+      !configuration.device || configuration.device->negotiateFormat(configuration.format) == noErr;
   return taken ? OSStatus{noErr} : OSStatus{kAudioUnitErr_FormatNotSupported};
 }
 
@@ -113,9 +113,9 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
 /// Uses the current default, not the one at call time: calls can race.
 void OutputUnit::followDefault() {
   const std::lock_guard lock(m_change);
-  auto target = Registry::instance().defaultDevice();
+  auto target = DeviceManager::instance().defaultDevice();
   Configuration changed = configuration();
-  if (target && target != changed.device && changed.followsDefault && !isRetired()) {
+  if (target && target != changed.device && changed.followsDefault && !isShutDown()) {
     changed.device = std::move(target);
     moveTo(std::move(changed), isStarted());
   }
@@ -166,13 +166,13 @@ std::vector<SInt32> OutputUnit::channelMap() const {
 
 OutputUnit::Prepared OutputUnit::prepare(const Configuration& configuration) const {
   const DeviceState state = configuration.device->state();
-  RenderPlan plan{.source = configuration.format,
-                  .callback = configuration.callback,
-                  .channelMap = effectiveChannelMap(configuration.channelMap, state.channels()),
-                  .streams = {},
-                  .deviceRate = static_cast<std::uint32_t>(state.sampleRate()),
-                  .maxFrames = Device::kMaxCycleFrames,
-                  .device = configuration.device->id()};
+  RenderConfig plan{.source = configuration.format,
+                    .callback = configuration.callback,
+                    .channelMap = effectiveChannelMap(configuration.channelMap, state.channels()),
+                    .streams = {},
+                    .deviceRate = static_cast<std::uint32_t>(state.sampleRate()),
+                    .maxFrames = Device::kMaxCycleFrames,
+                    .device = configuration.device->id()};
   for (const DriverStream& stream : state.description.streams) {
     plan.streams.push_back(parsePcm(stream.format));
   }
@@ -182,7 +182,7 @@ OutputUnit::Prepared OutputUnit::prepare(const Configuration& configuration) con
 
 /// Replaces the renderer by one for this configuration. It is made outside the I/O lock, and made
 /// again under it in the rare case that the device has changed meanwhile.
-OSStatus OutputUnit::renew(const Configuration& configuration) try {
+OSStatus OutputUnit::rebuildRenderer(const Configuration& configuration) try {
   Prepared prepared = prepare(configuration);
   {
     const std::lock_guard io(configuration.device->ioLock());
@@ -231,16 +231,16 @@ OSStatus OutputUnit::start() {
   if (const OSStatus refused = offered(current); refused != noErr) {
     return refused;
   }
-  if (const OSStatus status = renew(current); status != noErr) {
+  if (const OSStatus status = rebuildRenderer(current); status != noErr) {
     return status;
   }
   // Before the first cycle, because its callback may stop the unit again.
   markStarted(true);
   OSStatus status = current.device->add(shared_from_this());
   if (status == noErr) {
-    catchUpWith(*current.device);
+    refreshRendererFor(*current.device);
   }
-  if (isRetired()) {
+  if (isShutDown()) {
     current.device->remove(*this);
     status = kAudioUnitErr_Uninitialized;
   }
@@ -251,7 +251,7 @@ OSStatus OutputUnit::start() {
 }
 
 /// Replaces the renderer if the device has changed since it was made.
-void OutputUnit::catchUpWith(Device& device) {
+void OutputUnit::refreshRendererFor(Device& device) {
   const std::lock_guard io(device.ioLock());
   if (m_renderedGeneration != device.state().generation) {
     deviceChanged();
@@ -268,15 +268,15 @@ bool OutputUnit::isStarted() const {
   return m_started;
 }
 
-bool OutputUnit::isRetired() const {
+bool OutputUnit::isShutDown() const {
   const std::lock_guard model(modelLock());
-  return m_retired;
+  return m_isShutDown;
 }
 
-void OutputUnit::retire() {
+void OutputUnit::shutDown() {
   {
     const std::lock_guard model(modelLock());
-    m_retired = true;
+    m_isShutDown = true;
   }
   stop();
 }

@@ -45,7 +45,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
 
   OSStatus start();
   void stop();
-  void retire();  // stops permanently
+  void shutDown();  // stops permanently
   bool isRunning() const;
 
   bool play(const Cycle& cycle) override;
@@ -68,17 +68,17 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   OSStatus change(Change apply);
   static OSStatus offered(const Configuration& configuration);
   Prepared prepare(const Configuration& configuration) const;
-  OSStatus renew(const Configuration& configuration);
+  OSStatus rebuildRenderer(const Configuration& configuration);
   OSStatus moveTo(Configuration changed, bool plays);
-  void catchUpWith(Device& device);
+  void refreshRendererFor(Device& device);
   void markStarted(bool started);
   bool isStarted() const;  // also if the device has ended meanwhile
-  bool isRetired() const;
+  bool isShutDown() const;
 
   std::recursive_mutex m_change;
   Configuration m_configuration;
-  bool m_started = false;  // guarded by modelLock()
-  bool m_retired = false;  // guarded by modelLock()
+  bool m_started = false;     // guarded by modelLock()
+  bool m_isShutDown = false;  // guarded by modelLock()
   // Guarded by the device's I/O lock
   std::unique_ptr<UnitRenderer> m_renderer;
   std::uint64_t m_renderedGeneration = 0;  // of the device, when it was made

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 
 namespace Platform {
 namespace {
@@ -90,7 +90,7 @@ OSStatus writeChannelMap(OutputUnit& unit, std::span<const std::byte> value) {
 }
 
 OSStatus writeDevice(OutputUnit& unit, AudioDeviceID id) {
-  const auto device = Registry::instance().device(id);
+  const auto device = DeviceManager::instance().device(id);
   return device ? unit.setDevice(device) : OSStatus{kAudioUnitErr_InvalidPropertyValue};
 }
 

@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "platform/format/CopySamples.h"
-#include "platform/format/SampleCodec.h"
+#include "platform/format/SampleConversion.h"
 #include "platform/unit/RenderObservation.h"
 
 namespace Platform {
 
-UnitRenderer::UnitRenderer(RenderPlan plan, float gain)
+UnitRenderer::UnitRenderer(RenderConfig plan, float gain)
     : m_plan(std::move(plan)), m_silentFrames(UINT64_MAX / 2), m_gain(gain) {
   auto mapped = m_plan.channelMap.begin();
   std::uint32_t widest = 0;

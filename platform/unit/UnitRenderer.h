@@ -20,7 +20,7 @@
 
 namespace Platform {
 
-struct RenderPlan {
+struct RenderConfig {
   PcmFormat source;
   AURenderCallbackStruct callback{};
   std::vector<SInt32> channelMap;                 // device channel to stream channel
@@ -33,7 +33,7 @@ struct RenderPlan {
 class UnitRenderer {
  public:
   /// Throws like makeResampler().
-  UnitRenderer(RenderPlan plan, float gain);
+  UnitRenderer(RenderConfig plan, float gain);
 
   /// Writes `frames` frames into the zeroed buffers or, with `mix`, adds them to what these hold.
   /// Returns true if all of it is silence and the buffers are unchanged. [io-thread]
@@ -55,7 +55,7 @@ class UnitRenderer {
               bool mix);
   bool isQuiet(bool silentInput, std::uint32_t sourceFrames);
 
-  const RenderPlan m_plan;
+  const RenderConfig m_plan;
   std::vector<Target> m_targets;
   std::unique_ptr<Resampler> m_resampler;  // null at equal rates
   std::uint64_t m_silentFrames;            // of input, since the last sound

@@ -133,7 +133,7 @@ void declareDevices(CLI::App& app, Options& options) {
   auto* list =
       app.add_flag("--list-devices", options.listDevices, "List the devices")->group(kGroup);
   app.add_flag("--explain-passthrough", options.explainPassthrough,
-               "List the device formats that accept AC-3 [of FILE], and why others do not")
+               "List device formats that accept AC-3 [of FILE], and why others do not")
       ->group(kGroup)
       ->excludes(list);
 }

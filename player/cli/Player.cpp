@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "player/device/Passthrough.h"
-#include "player/terminal/Interrupt.h"
+#include "player/terminal/SignalHandler.h"
 #include "tavro_core/Log.h"
 #include "time/Nanoseconds.h"
 #include "time/RealTime.h"
@@ -85,7 +85,7 @@ ExitStatus Player::playAll() {
   return m_playlist.hadProblems() ? ExitStatus::InputUnreadable : ExitStatus::Played;
 }
 
-std::string Player::reasonToDecode(const Coding& coding,
+std::string Player::reasonToDecode(const CodecInfo& coding,
                                    const AudioDevices::DeviceDescription& device) const {
   if (m_options.passthrough == PassthroughMode::Off) {
     return "passthrough is off";
@@ -98,7 +98,7 @@ void Player::planPassthrough() {
   const AudioDevices::DeviceDescription device = m_device.describe();
   m_plannedDevice = device.id;
   m_plannedChannels = device.labels.size();
-  m_playlist.passThrough([&](const std::string& path, const Coding& coding) {
+  m_playlist.passThrough([&](const std::string& path, const CodecInfo& coding) {
     const std::string reason = reasonToDecode(coding, device);
     if (!reason.empty()) {
       decodeInstead(path, coding, reason);
@@ -111,7 +111,7 @@ void Player::planPassthrough() {
 }
 
 /// Logs the reason if passthrough was expected; throws if bursts are required.
-void Player::decodeInstead(const std::string& path, const Coding& coding,
+void Player::decodeInstead(const std::string& path, const CodecInfo& coding,
                            const std::string& reason) const {
   if (m_options.passthrough == PassthroughMode::On || m_choice.isBurstFile) {
     throw PlayerError(ExitStatus::PlaybackFailed, path + " cannot be passed through: " + reason);
@@ -182,20 +182,20 @@ ExitStatus Player::finish(ExitStatus status) {
     }
   });
   if (!m_options.jsonPath.empty()) {
-    const Totals totals{m_choice.identifier,
-                        m_choice.simulated,
-                        static_cast<int>(status),
-                        m_session.ledger().totals(),
-                        bursts,
-                        m_watch.callbacks(),
-                        m_watch.silent(),
-                        m_watch.silentBetween(),
-                        m_counts.seeks,
-                        cycles,
-                        m_session.events().lost(),
-                        m_session.clock().currentTime(),
-                        (Tavro::HostTime::now() - m_startNs) / Tavro::kNanosPerMs};
-    attempt([&] { writeTotals(totals, m_options.jsonPath); });
+    const RunReport totals{m_choice.identifier,
+                           m_choice.simulated,
+                           static_cast<int>(status),
+                           m_session.ledger().totals(),
+                           bursts,
+                           m_watch.callbacks(),
+                           m_watch.silent(),
+                           m_watch.silentBetween(),
+                           m_counts.seeks,
+                           cycles,
+                           m_session.events().lost(),
+                           m_session.clock().currentTime(),
+                           (Tavro::HostTime::now() - m_startNs) / Tavro::kNanosPerMs};
+    attempt([&] { writeRunReport(totals, m_options.jsonPath); });
   }
   return status;
 }
@@ -236,7 +236,7 @@ void Player::playStream(const StreamFormat& format) {
     inform(line + "; decoded instead");
     m_refusesBursts = m_device.id();
     m_playlist.goTo(position);
-    m_playlist.passThrough([](const std::string&, const Coding&) { return false; });
+    m_playlist.passThrough([](const std::string&, const CodecInfo&) { return false; });
   } catch (const DeviceChanged& changed) {
     m_spot = changed.goesOnAt ? changed.goesOnAt : m_spot;
     goOnAt(m_spot ? m_spot->position : position);
@@ -263,7 +263,7 @@ bool Player::wantsAnotherPlan() const {
     return false;
   }
   const AudioDevices::DeviceDescription device = m_device.describe();
-  const bool passesOther = m_playlist.wouldDiffer([&](const std::string&, const Coding& coding) {
+  const bool passesOther = m_playlist.wouldDiffer([&](const std::string&, const CodecInfo& coding) {
     return reasonToDecode(coding, device).empty();
   });
   const std::size_t channels = device.labels.size();
@@ -317,7 +317,7 @@ void Player::learnLimits() {
 /// Waits for `ns` or until woken; then checks for signals and device changes.
 void Player::wait(std::uint64_t ns) {
   Tavro::HostTime::waitUntil(Tavro::HostTime::now() + ns, m_wake, "playback");
-  if (const std::optional<ExitStatus> status = Interrupt::requested()) {
+  if (const std::optional<ExitStatus> status = SignalHandler::requested()) {
     throw PlayerError(*status, "interrupted");
   }
   const std::string news = m_device.news();

@@ -10,10 +10,10 @@
 #include "player/device/Device.h"
 #include "player/engine/Output.h"
 #include "player/engine/Playback.h"
-#include "player/engine/RenderWatch.h"
+#include "player/engine/RenderStats.h"
 #include "player/report/EventFile.h"
+#include "player/report/RunReport.h"
 #include "player/report/StatusLine.h"
-#include "player/report/Totals.h"
 #include "player/source/Playlist.h"
 #include "tavro_core/Bundle.h"
 #include "tavro_core/Session.h"
@@ -35,11 +35,11 @@ class Player {
   ExitStatus playAll();
   ExitStatus finish(ExitStatus status);
   void planPassthrough();
-  void decodeInstead(const std::string& path, const Coding& coding,
+  void decodeInstead(const std::string& path, const CodecInfo& coding,
                      const std::string& reason) const;
   void learnLimits();
   bool wantsAnotherPlan() const;
-  std::string reasonToDecode(const Coding& coding,
+  std::string reasonToDecode(const CodecInfo& coding,
                              const AudioDevices::DeviceDescription& device) const;
   void playStream(const StreamFormat& format);
   void goOnAt(std::size_t position);
@@ -61,14 +61,14 @@ class Player {
   Tavro::Session m_session;
   Device m_device;
   EventFile m_events;
-  RenderWatch m_watch;
+  RenderStats m_watch;
   const std::string m_bundlePath;
   std::optional<Tavro::Bundle> m_bundle;  // loaded with the first stream
   std::unique_ptr<Output> m_output;
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;
   const std::uint64_t m_startNs = Tavro::HostTime::now();
-  std::optional<Spot> m_spot;  // where the next stream resumes, if it was interrupted
+  std::optional<TrackPosition> m_spot;  // where the next stream resumes, if it was interrupted
   bool m_toldOfRealTime = false;
   std::optional<std::size_t> m_track;                   // entered last
   AudioDeviceID m_refusesBursts = kAudioObjectUnknown;  // despite offering them
@@ -77,7 +77,7 @@ class Player {
   std::size_t m_streamChannels = 0;   // of the current stream; 0 for bursts
   bool m_isMixedDown = false;         // an input has more channels than the device
   StreamCounts m_counts;
-  const Stage m_stage;
+  const PlaybackContext m_stage;
   Controls m_controls;
 };
 

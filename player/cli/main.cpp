@@ -11,7 +11,7 @@
 #include "player/cli/Player.h"
 #include "player/device/Device.h"
 #include "player/report/DeviceReport.h"
-#include "player/terminal/Interrupt.h"
+#include "player/terminal/SignalHandler.h"
 #include "tavro_core/Log.h"
 #include "time/HostTime.h"
 
@@ -64,7 +64,7 @@ ExitStatus play(const Player::Options& options) {
   if (choice.simulated) {
     Tavro::HostTime::simulate();
   }
-  Player::Interrupt::endCleanly();
+  Player::SignalHandler::endCleanly();
   return Player::Player(options, choice, playlist, bundlePath(options)).run();
 }
 
@@ -76,7 +76,7 @@ int main(int argc, char** argv) {
     return *done;
   }
   Tavro::setLogLevel(levelOf(options));
-  Player::Interrupt::install();
+  Player::SignalHandler::install();
   ExitStatus status = ExitStatus::PlaybackFailed;
   try {
     if (const std::optional<std::string> report = reportFor(options)) {

@@ -145,11 +145,11 @@ std::string Device::news() {
   if (now != m_id || !m_isThere) {
     return moveTo(now);
   }
-  const bool stands = isSet(now, kAudioDevicePropertyIOStoppedAbnormally);
-  if (std::exchange(m_stands, stands) == stands) {
+  const bool isStalled = isSet(now, kAudioDevicePropertyIOStoppedAbnormally);
+  if (std::exchange(m_isStalled, isStalled) == isStalled) {
     return "";
   }
-  return m_identifier + (stands ? " is not responding; waiting" : " has resumed");
+  return m_identifier + (isStalled ? " is not responding; waiting" : " has resumed");
 }
 
 std::string Device::moveTo(AudioDeviceID id) {
@@ -158,7 +158,7 @@ std::string Device::moveTo(AudioDeviceID id) {
   m_onOthers = totals();
   settleOn(id);
   m_isThere = true;
-  m_stands = false;
+  m_isStalled = false;
   const bool isTheChosen = !m_choice.followsDefault && m_identifier == m_choice.identifier;
   if (m_identifier == former || isTheChosen) {
     return "switched back to " + m_identifier;

@@ -43,7 +43,7 @@ class Device {
   std::string news();
 
   /// State as of the last news(): a device is there and not stalled.
-  bool plays() const { return m_isThere && !m_stands; }
+  bool plays() const { return m_isThere && !m_isStalled; }
   bool isThere() const { return m_isThere; }
   AudioDeviceID id() const { return m_id; }  // of the last device if there is none
 
@@ -82,7 +82,7 @@ class Device {
   AudioDeviceID m_id = kAudioObjectUnknown;
   std::string m_identifier;  // of m_id
   bool m_isThere = true;
-  bool m_stands = false;
+  bool m_isStalled = false;
   std::vector<AudioDevices::StreamDescription> m_streams;  // as they were when m_id was selected
   AudioDevices::DeviceTotals m_atFirst;                    // of m_id, when it was selected
   AudioDevices::DeviceTotals m_onOthers;                   // of the devices used before

@@ -151,7 +151,7 @@ DeviceChoice chooseDevice(const Options& options, const std::function<SoundingDe
     throw PlayerError(ExitStatus::Usage, "--simulate needs a file device (--device file:PATH)");
   }
   choice.attach = {.offersBursts = options.passthrough == PassthroughMode::On,
-                   .partsPerMillion = options.fileDriftPpm};
+                   .clockPpm = options.fileDriftPpm};
   choice.simulated = options.simulated.value_or(choice.isFile);
   return choice;
 }

@@ -45,11 +45,11 @@ std::string refusalOf(const AudioStreamBasicDescription& format,
   return "";
 }
 
-std::string refusalOf(const Coding& coding) {
+std::string refusalOf(const CodecInfo& coding) {
   return coding.codec == "ac3" ? "" : "the input is " + nameOf(coding.codec) + ", not AC-3";
 }
 
-std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescription& device) {
+std::string refusalOf(const CodecInfo& coding, const AudioDevices::DeviceDescription& device) {
   if (std::string reason = refusalOf(coding); !reason.empty()) {
     return reason;
   }
@@ -67,7 +67,7 @@ std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescriptio
                    : device.name + " offers no AC-3 format";
 }
 
-bool isForReceivers(const Coding& coding) {
+bool isForReceivers(const CodecInfo& coding) {
   constexpr std::array<std::string_view, 4> kForReceivers = {"ac3", "eac3", "dts", "truehd"};
   return std::find(kForReceivers.begin(), kForReceivers.end(), coding.codec) != kForReceivers.end();
 }

@@ -20,12 +20,12 @@ bool isAc3(const AudioStreamBasicDescription& format);
 std::string refusalOf(const AudioStreamBasicDescription& format, std::optional<std::uint32_t> rate);
 
 /// For an input; for example "the input is E-AC-3, not AC-3".
-std::string refusalOf(const Coding& coding);
+std::string refusalOf(const CodecInfo& coding);
 
 /// For an input on a device.
-std::string refusalOf(const Coding& coding, const AudioDevices::DeviceDescription& device);
+std::string refusalOf(const CodecInfo& coding, const AudioDevices::DeviceDescription& device);
 
 /// Returns whether users expect passthrough, and thus a reason if the input is decoded.
-bool isForReceivers(const Coding& coding);
+bool isForReceivers(const CodecInfo& coding);
 
 }  // namespace Player

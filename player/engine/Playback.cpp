@@ -32,7 +32,7 @@ std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealN
 
 }  // namespace
 
-bool CycleFlow::goOn(const Device& device) {
+bool CycleFlow::areRunning(const Device& device) {
   const std::uint64_t cycles = device.cycles();
   if (std::exchange(m_cycles, cycles) != cycles) {
     m_since.restart();
@@ -40,8 +40,8 @@ bool CycleFlow::goOn(const Device& device) {
   return isSimulated() || m_since.elapsed() < kCyclesAwayNs;
 }
 
-Playback::Playback(const Stage& stage, const GetOutput& output, const StreamFormat& format,
-                   const std::optional<Spot>& spot)
+Playback::Playback(const PlaybackContext& stage, const GetOutput& output,
+                   const StreamFormat& format, const std::optional<TrackPosition>& spot)
     : m_stage(stage),
       m_returnedBefore(stage.session.ledger().pulledCount()),
       m_bursts(format.bursts ? std::make_unique<BurstSource>(stage.session, stage.playlist, format,
@@ -56,7 +56,7 @@ Playback::Playback(const Stage& stage, const GetOutput& output, const StreamForm
       m_device(stage.device.id()),
       m_connection(whenMade(output), *m_source, format) {}
 
-Beginning Playback::beginning(const std::optional<Spot>& spot) const {
+Beginning Playback::beginning(const std::optional<TrackPosition>& spot) const {
   return {m_stage.session.clock().currentTime(), spot};
 }
 
@@ -164,7 +164,7 @@ bool Playback::goWithDevice() {
     giveUp();
   }
   if (!m_isPaused && !m_bursts) {
-    keepClock(device.plays() && m_cycles.goOn(device));
+    keepClock(device.plays() && m_cycles.areRunning(device));
   }
   return !device.plays();
 }
@@ -218,7 +218,7 @@ void Playback::resume() {
   m_isHeld = false;
   m_cycles = {};
   m_sentAgain += std::exchange(m_toSendAgain, 0);
-  m_source->letGo();
+  m_source->release();
   start();
 }
 

@@ -9,7 +9,7 @@
 #include "player/device/Device.h"
 #include "player/engine/Output.h"
 #include "player/engine/Progress.h"
-#include "player/engine/RenderWatch.h"
+#include "player/engine/RenderStats.h"
 #include "player/report/EventFile.h"
 #include "player/source/BurstSource.h"
 #include "player/source/Playlist.h"
@@ -30,13 +30,13 @@ struct StreamCounts {
 /// Thrown to end a stream that must continue on another device or with another plan, for example
 /// because the device that bursts go to is lost.
 struct DeviceChanged {
-  std::optional<Spot> goesOnAt;  // none: nothing was played yet
+  std::optional<TrackPosition> goesOnAt;  // none: nothing was played yet
 };
 
 /// Detects whether the device runs cycles; poll it several times a second.
 class CycleFlow {
  public:
-  bool goOn(const Device& device);
+  bool areRunning(const Device& device);
 
  private:
   std::uint64_t m_cycles = 0;
@@ -44,11 +44,11 @@ class CycleFlow {
 };
 
 /// What all streams of a run share.
-struct Stage {
+struct PlaybackContext {
   Tavro::Session& session;
   Playlist& playlist;
   const Device& device;
-  RenderWatch& watch;
+  RenderStats& watch;
   Tavro::HostTime::Signal& wake;  // end of a stream, return of its buffers
   StreamCounts& counts;
   std::uint32_t bufferMs;                      // decoded audio per buffer
@@ -77,8 +77,8 @@ class Playback {
   /// Waits some milliseconds at most for the first buffers, connects and configures. Throws
   /// PlayerError (such as FormatRefused) and BundleError. The first track begins at `spot`, if
   /// given.
-  Playback(const Stage& stage, const GetOutput& output, const StreamFormat& format,
-           const std::optional<Spot>& spot);
+  Playback(const PlaybackContext& stage, const GetOutput& output, const StreamFormat& format,
+           const std::optional<TrackPosition>& spot);
   ~Playback();  // adds to the counts
   Playback(const Playback&) = delete;
   Playback& operator=(const Playback&) = delete;
@@ -98,7 +98,7 @@ class Playback {
   bool isPaused() const { return m_isPaused; }
 
  private:
-  Beginning beginning(const std::optional<Spot>& spot) const;
+  Beginning beginning(const std::optional<TrackPosition>& spot) const;
   Output& whenMade(const GetOutput& output);
   bool start();
   bool fillQueue();
@@ -110,7 +110,7 @@ class Playback {
   void awaitQuiet();
   std::uint64_t toReturn(std::uint64_t ofThisStream) const;
 
-  const Stage& m_stage;
+  const PlaybackContext& m_stage;
   const std::uint64_t m_returnedBefore;
   std::unique_ptr<BurstSource> m_bursts;  // one of the two
   std::unique_ptr<Source> m_pcm;

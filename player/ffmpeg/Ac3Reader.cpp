@@ -16,7 +16,7 @@ Ac3Reader::Ac3Reader(Track track, std::uint32_t rate)
       m_rate(rate) {}
 
 bool Ac3Reader::read(std::uint8_t* to) {
-  const Cut& cut = m_track.cut;
+  const TrackRange& cut = m_track.cut;
   try {
     while (const auto frame = nextFrame()) {
       const std::uint64_t begin = std::exchange(m_position, m_position + kFramesPerBurst);

@@ -20,7 +20,7 @@ class FfmpegFile final : public MediaFile {
   FfmpegFile(const std::string& path, ShouldStop shouldStop);
 
   const StreamFormat& format() const override { return m_format; }
-  const Coding& coding() const override { return m_coding; }
+  const CodecInfo& coding() const override { return m_coding; }
   std::optional<std::uint64_t> length() const override;
   std::string title() const override;
   std::uint64_t seek(std::uint64_t target) override;
@@ -47,7 +47,7 @@ class FfmpegFile final : public MediaFile {
   Owned<AVFrame> m_frame;
   AVStream* m_stream = nullptr;  // the container's
   StreamFormat m_format;
-  Coding m_coding;
+  CodecInfo m_coding;
   std::optional<FrameConverter> m_converter;  // once something was decoded
   bool m_isPacketNext = false;                // m_packet was read ahead
   std::uint64_t m_position = 0;               // frames, at the decoder's output

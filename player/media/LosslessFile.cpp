@@ -11,7 +11,7 @@
 
 #include "player/base/PackedSamples.h"
 #include "player/media/Decoders.h"
-#include "player/terminal/Interrupt.h"
+#include "player/terminal/SignalHandler.h"
 
 namespace Player {
 
@@ -53,7 +53,7 @@ bool isWaveOrFlac(const std::string& path) {
          kKinds.end();
 }
 
-bool isInterrupted() { return Interrupt::requested().has_value(); }
+bool isInterrupted() { return SignalHandler::requested().has_value(); }
 
 /// Checks the first samples and rewinds.
 bool holdsOtherThanPcm(SNDFILE* file) {
@@ -94,14 +94,15 @@ std::unique_ptr<LosslessFile> LosslessFile::open(const std::string& path) {
       (!isFlac && samples->type == SampleType::Int16 && holdsOtherThanPcm(file.get()))) {
     return nullptr;
   }
-  const Coding coding{isFlac ? "flac" : samples->codec, static_cast<std::uint32_t>(info.samplerate),
-                      static_cast<std::uint32_t>(info.channels)};
+  const CodecInfo coding{isFlac ? "flac" : samples->codec,
+                         static_cast<std::uint32_t>(info.samplerate),
+                         static_cast<std::uint32_t>(info.channels)};
   return std::unique_ptr<LosslessFile>(
       new LosslessFile(path, std::move(file), info, coding, samples->type));
 }
 
-LosslessFile::LosslessFile(std::string path, File file, const SF_INFO& info, const Coding& coding,
-                           SampleType type)
+LosslessFile::LosslessFile(std::string path, File file, const SF_INFO& info,
+                           const CodecInfo& coding, SampleType type)
     : m_path(std::move(path)),
       m_file(std::move(file)),
       m_coding(coding),

@@ -21,7 +21,7 @@ class LosslessFile final : public MediaFile {
   static std::unique_ptr<LosslessFile> open(const std::string& path);
 
   const StreamFormat& format() const override { return m_format; }
-  const Coding& coding() const override { return m_coding; }
+  const CodecInfo& coding() const override { return m_coding; }
   std::optional<std::uint64_t> length() const override { return m_length; }
   std::string title() const override;
   std::uint64_t seek(std::uint64_t target) override;
@@ -34,7 +34,7 @@ class LosslessFile final : public MediaFile {
   };
   using File = std::unique_ptr<SNDFILE, Close>;
 
-  LosslessFile(std::string path, File file, const SF_INFO& info, const Coding& coding,
+  LosslessFile(std::string path, File file, const SF_INFO& info, const CodecInfo& coding,
                SampleType type);
   bool canGive(const StreamFormat& target) const;
   std::size_t read();
@@ -42,7 +42,7 @@ class LosslessFile final : public MediaFile {
 
   const std::string m_path;
   const File m_file;
-  const Coding m_coding;
+  const CodecInfo m_coding;
   const StreamFormat m_format;
   const std::uint64_t m_length;           // frames
   std::uint64_t m_position = 0;           // frames

@@ -18,7 +18,7 @@ class InputError : public std::runtime_error {
 };
 
 /// How a file's audio is coded.
-struct Coding {
+struct CodecInfo {
   std::string codec;  // FFmpeg's name: "flac", "pcm_s16le", "ac3"
   std::uint32_t rate = 0;
   std::uint32_t channels = 0;
@@ -33,7 +33,7 @@ class MediaFile {
   /// accepts.
   virtual const StreamFormat& format() const = 0;
 
-  virtual const Coding& coding() const = 0;
+  virtual const CodecInfo& coding() const = 0;
 
   /// Returns the frames that the file declares; nullopt if it declares none.
   virtual std::optional<std::uint64_t> length() const = 0;

@@ -14,7 +14,7 @@
 namespace Player {
 
 /// A part of a file, in frames.
-struct Cut {
+struct TrackRange {
   std::uint64_t start = 0;
   std::optional<std::uint64_t> length;  // none: to its end
   bool mayBeEmpty = false;              // which is then no fault of the file
@@ -30,8 +30,8 @@ struct Cut {
   }
 
   /// Returns the cut without its first `frames`.
-  Cut behind(std::uint64_t frames) const {
-    Cut rest{start + frames, std::nullopt, mayBeEmpty || frames > 0};
+  TrackRange behind(std::uint64_t frames) const {
+    TrackRange rest{start + frames, std::nullopt, mayBeEmpty || frames > 0};
     if (length) {
       rest.length = *length - std::min(*length, frames);
     }
@@ -43,7 +43,7 @@ struct Cut {
 struct Track {
   std::string path;
   std::unique_ptr<MediaFile> file;
-  Cut cut;
+  TrackRange cut;
   std::size_t position = 0;  // in the playlist
 
   /// Returns the frames of the cut, as far as the file declares its length.

@@ -34,7 +34,7 @@ class TrackReader {
   const std::uint32_t m_bytesPerFrame;
   std::uint64_t m_toSkip;                 // frames
   std::optional<std::uint64_t> m_toRead;  // frames
-  const Cut m_cut;
+  const TrackRange m_cut;
   std::uint64_t m_framesRead = 0;
   std::vector<std::uint8_t> m_decoded;
   std::size_t m_position = 0;  // bytes of m_decoded already read

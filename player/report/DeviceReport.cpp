@@ -181,7 +181,7 @@ DeviceDescription deviceOf(const Options& options) {
 }
 
 /// Returns the coding of the first input, if there is one.
-std::optional<Coding> codingOf(const std::vector<std::string>& files) {
+std::optional<CodecInfo> codingOf(const std::vector<std::string>& files) {
   if (files.empty()) {
     return std::nullopt;
   }
@@ -194,7 +194,7 @@ std::optional<Coding> codingOf(const std::vector<std::string>& files) {
 
 /// Returns why a format does not accept the input, or AC-3 of any rate if there is no input.
 std::string reasonFor(const AudioStreamBasicDescription& format,
-                      const std::optional<Coding>& coding) {
+                      const std::optional<CodecInfo>& coding) {
   if (!coding) {
     return refusalOf(format, std::nullopt);
   }
@@ -202,7 +202,7 @@ std::string reasonFor(const AudioStreamBasicDescription& format,
   return reason.empty() ? refusalOf(format, coding->rate) : reason;
 }
 
-Json inputJson(const std::string& path, const Coding& coding, const std::string& reason) {
+Json inputJson(const std::string& path, const CodecInfo& coding, const std::string& reason) {
   return {{"path", path},
           {"codec", coding.codec},
           {"rate", coding.rate},
@@ -262,7 +262,7 @@ std::string reportDevices(const Options& options) {
 
 std::string reportPassthrough(const Options& options) {
   const DeviceDescription device = deviceOf(options);
-  const std::optional<Coding> coding = codingOf(options.files);
+  const std::optional<CodecInfo> coding = codingOf(options.files);
   Json json = {{"version", PLAYER_VERSION}, {"device", deviceJson(device)}, {"input", nullptr}};
   std::string text = headline(device);
   json["streams"] = Json::array();

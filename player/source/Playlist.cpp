@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "player/media/InputKind.h"
-#include "player/terminal/Interrupt.h"
+#include "player/terminal/SignalHandler.h"
 #include "tavro_core/Log.h"
 
 namespace Player {
@@ -52,7 +52,7 @@ bool Playlist::hasPassthrough() const {
 double Playlist::seconds() const {
   double seconds = 0;
   for (const Entry& entry : m_entries) {
-    const Cut cut = cutFor(entry.format.rate);
+    const TrackRange cut = cutFor(entry.format.rate);
     const std::uint64_t frames = entry.frames.value_or(0);
     const std::uint64_t left = frames > cut.start ? frames - cut.start : 0;
     seconds += static_cast<double>(std::min(left, cut.length.value_or(left))) / entry.format.rate;
@@ -87,7 +87,7 @@ AudioDevices::StreamName Playlist::nameOf(std::size_t position) const {
 }
 
 void Playlist::report(const std::string& path, const std::string& problem) {
-  if (Interrupt::requested() ||  // reading was cut short then
+  if (SignalHandler::requested() ||  // reading was cut short then
       std::find(m_reported.begin(), m_reported.end(), path) != m_reported.end()) {
     return;
   }
@@ -117,8 +117,8 @@ StreamFormat Playlist::played(const Entry& entry) const {
   return played;
 }
 
-Cut Playlist::cutFor(std::uint32_t rate) const {
-  Cut cut{framesOf(m_options.startNs, rate), std::nullopt};
+TrackRange Playlist::cutFor(std::uint32_t rate) const {
+  TrackRange cut{framesOf(m_options.startNs, rate), std::nullopt};
   if (m_options.lengthNs) {
     cut.length = framesOf(*m_options.lengthNs, rate);
   }

@@ -33,7 +33,7 @@ class Playlist {
 
   /// Passes through the inputs for which `decide` returns true. Until the first call, all are
   /// decoded.
-  using Decision = std::function<bool(const std::string& path, const Coding& coding)>;
+  using Decision = std::function<bool(const std::string& path, const CodecInfo& coding)>;
   void passThrough(const Decision& decide);
 
   /// Returns whether `decide` differs from the last decision for any input.
@@ -72,7 +72,7 @@ class Playlist {
   struct Entry {
     std::string path;
     StreamFormat format;
-    Coding coding;
+    CodecInfo coding;
     std::optional<std::uint64_t> frames;
     std::string title;
     bool passedThrough = false;
@@ -80,7 +80,7 @@ class Playlist {
 
   std::unique_ptr<MediaFile> open(const std::string& path);
   StreamFormat played(const Entry& entry) const;
-  Cut cutFor(std::uint32_t rate) const;
+  TrackRange cutFor(std::uint32_t rate) const;
 
   const Options& m_options;
   std::vector<Entry> m_entries;

@@ -67,7 +67,7 @@ void Source::hold() {
   m_quiet.store(false, std::memory_order_release);
 }
 
-void Source::letGo() {
+void Source::release() {
   const std::lock_guard guard(m_lock);
   m_held = false;
   m_asked = 0;
@@ -123,14 +123,14 @@ std::uint64_t Source::targetIn(const TrackMarks::Mark& track, std::uint64_t from
   return wholeFrame(std::min(target, track.length.value_or(target)));
 }
 
-std::optional<Spot> Source::spot() {
+std::optional<TrackPosition> Source::spot() {
   const std::lock_guard guard(m_lock);
   const std::uint64_t frame = frameOf(taken());
   const TrackMarks::Mark* track = m_tracks.at(frame);
   if (track == nullptr) {
     return std::nullopt;
   }
-  return Spot{track->position, nanosecondsOf(frame - track->begin, m_format.rate)};
+  return TrackPosition{track->position, nanosecondsOf(frame - track->begin, m_format.rate)};
 }
 
 std::uint32_t Source::presentStampMs() {

@@ -19,7 +19,7 @@ namespace Player {
 inline constexpr std::uint32_t kBuffersElsewhere = 16;
 
 /// A position in the played part of a track.
-struct Spot {
+struct TrackPosition {
   std::size_t position = 0;  // in the playlist
   std::uint64_t ns = 0;
 };
@@ -33,7 +33,7 @@ struct Seek {
 /// Where a stream begins: in the middle of its first track, if that was partly played before.
 struct Beginning {
   std::uint32_t stampMs = 0;
-  std::optional<Spot> spot;
+  std::optional<TrackPosition> spot;
 };
 
 /// The upstream port of one stream: gapless inputs of one format. Makes buffers ahead on its own
@@ -44,7 +44,7 @@ struct Beginning {
 /// that count to the frame's position in its track, so that time and position agree.
 ///
 /// To take back what the component has: hold() → isQuiet(), if the device keeps running → flush →
-/// rewind() → seek(), if wanted → letGo().
+/// rewind() → seek(), if wanted → release().
 class Source : public Tavro::PortInterface {
  public:
   bool readQuery(unsigned id, Tavro::_Variant* value) final;  // [feeder-thread]
@@ -73,7 +73,7 @@ class Source : public Tavro::PortInterface {
 
   /// Stops and resumes handing out buffers. [host-thread]
   void hold();
-  void letGo();
+  void release();
 
   /// Returns whether the component has asked since hold(), so that no buffer it took before is
   /// still in transit to its queue. [host-thread]
@@ -88,7 +88,7 @@ class Source : public Tavro::PortInterface {
   void seek(const Seek& to);
 
   /// Returns the position of the next buffer. [host-thread], while held
-  std::optional<Spot> spot();
+  std::optional<TrackPosition> spot();
 
   /// Returns when the first buffer not consumed is due, in graph time. [host-thread]
   std::uint32_t presentStampMs();
@@ -164,7 +164,7 @@ class Source : public Tavro::PortInterface {
 
   // Guarded by m_lock.
   bool m_held = false;
-  std::uint64_t m_asked = 0;  // queries since the start or letGo()
+  std::uint64_t m_asked = 0;  // queries since the start or release()
   std::uint64_t m_shift = 0;  // frames, modulo 2^64, by which seeks have moved the buffers
   TrackMarks m_tracks;
   std::optional<Place> m_sought;

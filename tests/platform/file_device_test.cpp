@@ -135,9 +135,9 @@ TEST_F(FileDevice, aPathThatCannotBeWrittenIsKnownAtOnce) {
     EXPECT_NE(failure.status, noErr);
     EXPECT_NE(failure.message.find(path), std::string::npos);
   }
-  EXPECT_EQ(AudioDevices::attach("file:" + (folder / "a.wav").string(), nullptr,
-                                 {.partsPerMillion = -100'001}),
-            kAudioObjectUnknown);
+  EXPECT_EQ(
+      AudioDevices::attach("file:" + (folder / "a.wav").string(), nullptr, {.clockPpm = -100'001}),
+      kAudioObjectUnknown);
 }
 
 TEST_F(FileDevice, aFullDiskIsToldAndSticks) {

@@ -84,7 +84,7 @@ TEST_F(SimulatedTime, aSignalBeforeTheWaitIsNotLost) {
 class Component {
  public:
   Component() {
-    NewcomerWatch watch;
+    ThreadStartWaiter watch;
     m_thread = std::thread([this] {
       while (!m_stop) {
         waitUntil(now() + 10 * kMs, "work");
@@ -149,7 +149,7 @@ TEST_F(SimulatedTime, aThreadOutsideTheSetMayJoinOneOfItsThreads) {
 
 TEST_F(SimulatedTime, threadsThatComeAndGoLeaveNobodyBehind) {
   for (int round = 0; round < 200; ++round) {
-    NewcomerWatch watch;
+    ThreadStartWaiter watch;
     std::thread passing([&] { sleepMs(2); });
     const MemberId member = watch.await();
     sleepMs(1);

@@ -10,14 +10,14 @@ constexpr PcmFormat kUsual{.sample = {.type = SampleType::S16}, .channels = 8, .
 
 }  // namespace
 
-AlsaDriver::AlsaDriver(std::string name, Abilities abilities, std::vector<Positions> maps,
+AlsaDriver::AlsaDriver(std::string name, PcmCapabilities abilities, std::vector<Positions> maps,
                        AlsaLoss onLoss)
     : m_name(std::move(name)),
       m_abilities(std::move(abilities)),
       m_maps(std::move(maps)),
       m_onLoss(std::move(onLoss)),
       m_pcm(nearest(m_abilities, kUsual)),
-      m_figures(std::make_shared<AlsaFigures>()) {
+      m_figures(std::make_shared<AlsaStats>()) {
   m_figures->latencyFrames.store(AlsaStream::bufferFrames(plan()));
 }
 
@@ -73,7 +73,7 @@ OSStatus AlsaDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDes
   return noErr;
 }
 
-OSStatus AlsaDriver::offerFormat(const PcmFormat& format, bool running) {
+OSStatus AlsaDriver::negotiateFormat(const PcmFormat& format, bool running) {
   if (m_burstRate) {
     return kAudioDeviceUnsupportedFormatError;
   }
@@ -83,7 +83,7 @@ OSStatus AlsaDriver::offerFormat(const PcmFormat& format, bool running) {
   return noErr;
 }
 
-AlsaPlan AlsaDriver::plan() const {
+AlsaConfig AlsaDriver::plan() const {
   if (m_burstRate) {
     return {.name = withBurstStatus(m_name, *m_burstRate),
             .setup = {.format = carrierOf(*m_burstRate), .cycleFrames = kBurstFrames},

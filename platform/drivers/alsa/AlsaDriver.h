@@ -11,25 +11,26 @@
 #include <string>
 
 #include "platform/driver/Driver.h"
-#include "platform/drivers/alsa/Abilities.h"
 #include "platform/drivers/alsa/AlsaStream.h"
+#include "platform/drivers/alsa/PcmCapabilities.h"
 
 namespace Platform {
 
 class AlsaDriver final : public Driver {
  public:
   /// `abilities` must not be empty.
-  AlsaDriver(std::string name, Abilities abilities, std::vector<Positions> maps, AlsaLoss onLoss);
+  AlsaDriver(std::string name, PcmCapabilities abilities, std::vector<Positions> maps,
+             AlsaLoss onLoss);
 
   DriverDescription describe() const override;
   OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format,
                      bool running) override;
-  OSStatus offerFormat(const PcmFormat& format, bool running) override;
+  OSStatus negotiateFormat(const PcmFormat& format, bool running) override;
   OSStatus start(CycleSource& source) override;
   void stop() override;
   void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
-  bool answers() override { return m_figures->leftBehind.load() == 0; }
+  bool isResponsive() override { return m_figures->isAbandoned.load() == 0; }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures->latencyFrames.load(); }
   AudioDevices::Failure failure() const override;
@@ -38,10 +39,10 @@ class AlsaDriver final : public Driver {
  private:
   bool offersBursts(std::uint32_t rate) const;
   AudioDevices::Failure open(CycleSource& source);
-  AlsaPlan plan() const;
+  AlsaConfig plan() const;
 
   const std::string m_name;
-  const Abilities m_abilities;
+  const PcmCapabilities m_abilities;
   const std::vector<Positions> m_maps;
   const AlsaLoss m_onLoss;
 
@@ -50,8 +51,8 @@ class AlsaDriver final : public Driver {
   bool m_formatIsSet = false;
   std::optional<std::uint32_t> m_burstRate;
 
-  const std::shared_ptr<AlsaFigures> m_figures;  // an abandoned thread may still use it
-  std::shared_ptr<AlsaStream> m_stream;          // replaced while no cycle can run
+  const std::shared_ptr<AlsaStats> m_figures;  // an abandoned thread may still use it
+  std::shared_ptr<AlsaStream> m_stream;        // replaced while no cycle can run
 
   mutable std::mutex m_failureLock;  // a leaf
   AudioDevices::Failure m_failure;

@@ -6,7 +6,7 @@
 
 #include "platform/drivers/alsa/AlsaDriver.h"
 #include "platform/drivers/alsa/AlsaError.h"
-#include "platform/drivers/alsa/Patience.h"
+#include "platform/drivers/alsa/RunWithTimeout.h"
 
 namespace Platform {
 namespace {
@@ -27,7 +27,7 @@ struct Names {
 };
 
 void readNames(Names& found) {
-  const Chatter chatter;
+  const AlsaErrorCapture chatter;
   void** hints = nullptr;
   if (const int error = snd_device_name_hint(-1, "pcm", &hints); error < 0) {
     found.failure = {.status = kAudioHardwareUnspecifiedError,
@@ -45,13 +45,13 @@ void readNames(Names& found) {
 }
 
 struct Probe {
-  Abilities abilities;
+  PcmCapabilities abilities;
   std::vector<Positions> maps;
   Failure failure;
 };
 
-void look(const std::string& name, Probe& probe) {
-  const Chatter chatter;
+void probePcm(const std::string& name, Probe& probe) {
+  const AlsaErrorCapture chatter;
   Pcm pcm;
   if (const int error = openPcm(name, false, pcm); error < 0) {
     probe.failure = {.status = statusOf(error),
@@ -75,7 +75,7 @@ void look(const std::string& name, Probe& probe) {
 extern "C" void listAlsaNames(std::vector<AudioDevices::AttachableDevice>& names,
                               AudioDevices::Failure& failure) {
   const auto found = std::make_shared<Platform::Names>();
-  if (Platform::comesBack("", [found] { Platform::readNames(*found); })) {
+  if (Platform::runWithTimeout("", [found] { Platform::readNames(*found); })) {
     names = std::move(found->names);
     failure = std::move(found->failure);
   } else {
@@ -86,7 +86,7 @@ extern "C" void listAlsaNames(std::vector<AudioDevices::AttachableDevice>& names
 extern "C" Platform::Driver* makeAlsaDriver(const std::string& name, Platform::AlsaLoss onLoss,
                                             AudioDevices::Failure& failure) {
   const auto probe = std::make_shared<Platform::Probe>();
-  if (!Platform::comesBack(name, [probe, name] { Platform::look(name, *probe); })) {
+  if (!Platform::runWithTimeout(name, [probe, name] { Platform::probePcm(name, *probe); })) {
     failure = {.status = kAudioHardwareBadDeviceError,
                .message = "'alsa:" + name + "' does not answer. Choose another device."};
     return nullptr;

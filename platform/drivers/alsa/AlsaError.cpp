@@ -7,19 +7,19 @@
 namespace Platform {
 namespace {
 
-thread_local std::string* t_first = nullptr;  // of the Chatter on this thread
+thread_local std::string* t_first = nullptr;  // of the AlsaErrorCapture on this thread
 
 }  // namespace
 
-Chatter::Chatter() {
+AlsaErrorCapture::AlsaErrorCapture() {
   snd_lib_error_set_handler(hear);
   t_first = &m_first;
 }
 
-Chatter::~Chatter() { t_first = nullptr; }
+AlsaErrorCapture::~AlsaErrorCapture() { t_first = nullptr; }
 
-void Chatter::hear(const char* /*file*/, int /*line*/, const char* /*function*/, int /*error*/,
-                   const char* format, ...) {
+void AlsaErrorCapture::hear(const char* /*file*/, int /*line*/, const char* /*function*/,
+                            int /*error*/, const char* format, ...) {
   if (t_first == nullptr || !t_first->empty()) {
     return;
   }
@@ -31,7 +31,7 @@ void Chatter::hear(const char* /*file*/, int /*line*/, const char* /*function*/,
   *t_first = line;
 }
 
-std::string Chatter::explain(int error) const {
+std::string AlsaErrorCapture::explain(int error) const {
   const std::string meaning = snd_strerror(error);
   return m_first.empty() ? meaning : meaning + " (" + m_first + ")";
 }

@@ -10,12 +10,12 @@ namespace Platform {
 
 /// Captures libasound's messages on this thread instead of printing them. From the first instance
 /// on, messages on other threads are discarded. Not for a real-time thread.
-class Chatter {
+class AlsaErrorCapture {
  public:
-  Chatter();
-  ~Chatter();
-  Chatter(const Chatter&) = delete;
-  Chatter& operator=(const Chatter&) = delete;
+  AlsaErrorCapture();
+  ~AlsaErrorCapture();
+  AlsaErrorCapture(const AlsaErrorCapture&) = delete;
+  AlsaErrorCapture& operator=(const AlsaErrorCapture&) = delete;
 
   /// Returns "what the error means (the first message, as that is the cause)".
   std::string explain(int error) const;

@@ -21,7 +21,7 @@ constexpr int kMostResumes = 40;
 
 }  // namespace
 
-AlsaStream::AlsaStream(AlsaPlan plan, CycleSource& source, std::shared_ptr<AlsaFigures> figures,
+AlsaStream::AlsaStream(AlsaConfig plan, CycleSource& source, std::shared_ptr<AlsaStats> figures,
                        AlsaLoss onLoss)
     : m_plan(std::move(plan)),
       m_frameBytes(m_plan.setup.format.bytesPerFrame()),
@@ -30,14 +30,14 @@ AlsaStream::AlsaStream(AlsaPlan plan, CycleSource& source, std::shared_ptr<AlsaF
       m_source(source),
       m_frames(m_plan.setup.cycleFrames * m_frameBytes) {}
 
-std::uint32_t AlsaStream::bufferFrames(const AlsaPlan& plan) {
+std::uint32_t AlsaStream::bufferFrames(const AlsaConfig& plan) {
   return plan.setup.format.rate / 1000 * kAlsaBufferMs;
 }
 
 AudioDevices::Failure AlsaStream::open() {
   auto opened = m_opened.get_future();
   std::thread([self = shared_from_this()] { self->run(); }).detach();
-  if (opened.wait_for(kAlsaPatience) == std::future_status::ready) {
+  if (opened.wait_for(kAlsaTimeout) == std::future_status::ready) {
     return opened.get();
   }
   const std::lock_guard gate(m_gate);
@@ -53,7 +53,7 @@ void AlsaStream::close() {
     m_isEnding = true;
   }
   m_wake.notify_one();
-  if (m_ended.get_future().wait_for(kAlsaPatience) != std::future_status::ready) {
+  if (m_ended.get_future().wait_for(kAlsaTimeout) != std::future_status::ready) {
     const std::lock_guard gate(m_gate);
     leaveBehind();
   }
@@ -63,7 +63,7 @@ void AlsaStream::close() {
 void AlsaStream::leaveBehind() {
   if (!m_isOver) {
     m_isLeftBehind = true;
-    ++m_figures->leftBehind;
+    ++m_figures->isAbandoned;
   }
 }
 
@@ -79,12 +79,12 @@ void AlsaStream::run() {
   m_ended.set_value();
   const std::lock_guard gate(m_gate);
   m_isOver = true;
-  m_figures->leftBehind -= m_isLeftBehind ? 1 : 0;
+  m_figures->isAbandoned -= m_isLeftBehind ? 1 : 0;
 }
 
 /// A digital output that accepts no channel status cannot take bursts.
 AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
-  const Chatter chatter;
+  const AlsaErrorCapture chatter;
   if (const int error = openPcm(m_plan.name, m_plan.exactly, pcm); error < 0) {
     const bool lacksStatus = m_plan.exactly && error == -EINVAL;
     return {.status = lacksStatus ? OSStatus{kAudioDeviceUnsupportedFormatError} : statusOf(error),

@@ -22,7 +22,7 @@
 
 namespace Platform {
 
-struct AlsaPlan {
+struct AlsaConfig {
   std::string name;
   PcmSetup setup;
   Positions positions;   // wanted, in the PCM's order; empty for bursts
@@ -30,15 +30,15 @@ struct AlsaPlan {
 };
 
 /// Figures of the present stream, or of the last one; each is independent. [any-thread]
-struct AlsaFigures {
+struct AlsaStats {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
-  std::atomic<int> leftBehind{0};           // threads abandoned in libasound
+  std::atomic<int> isAbandoned{0};          // threads abandoned in libasound
 };
 
 class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
  public:
-  AlsaStream(AlsaPlan plan, CycleSource& source, std::shared_ptr<AlsaFigures> figures,
+  AlsaStream(AlsaConfig plan, CycleSource& source, std::shared_ptr<AlsaStats> figures,
              AlsaLoss onLoss);
 
   /// Waits until cycles run, or the reason is known why none will. Call once. [host-thread]
@@ -49,7 +49,7 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
 
   void write(const std::byte* frames, std::uint32_t frameCount);  // inside a cycle; [io-thread]
 
-  static std::uint32_t bufferFrames(const AlsaPlan& plan);
+  static std::uint32_t bufferFrames(const AlsaConfig& plan);
 
  private:
   void run();
@@ -66,9 +66,9 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   void tellLoss(int error);
   void leaveBehind();
 
-  const AlsaPlan m_plan;
+  const AlsaConfig m_plan;
   const std::size_t m_frameBytes;
-  const std::shared_ptr<AlsaFigures> m_figures;
+  const std::shared_ptr<AlsaStats> m_figures;
   const AlsaLoss m_onLoss;
   CycleSource& m_source;  // not used once m_isEnding is set
 

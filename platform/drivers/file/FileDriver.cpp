@@ -50,7 +50,7 @@ FileDriver::FileDriver(const std::string& path, const AudioDevices::AttachOption
     : m_offersBursts(options.offersBursts || isRawName(path)),
       m_file(path, isRawName(path) ? Container::Raw : Container::Wav),
       m_clock(
-          "file device", [this] { afterCycle(); }, options.partsPerMillion) {}
+          "file device", [this] { afterCycle(); }, options.clockPpm) {}
 
 FileDriver::~FileDriver() { m_clock.stop(); }
 
@@ -135,7 +135,7 @@ OSStatus FileDriver::setLayout(const Labels& labels, bool running) {
   return noErr;
 }
 
-OSStatus FileDriver::offerFormat(const PcmFormat& format, bool running) {
+OSStatus FileDriver::negotiateFormat(const PcmFormat& format, bool running) {
   if (m_burstRate || !canHoldPcm()) {
     return refusePcm();
   }

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/driver/CycleClock.h"
+#include "platform/driver/CycleTimer.h"
 #include "platform/driver/Driver.h"
 #include "platform/drivers/file/SoundFile.h"
 #include "platform/iec61937/BurstValidator.h"
@@ -29,7 +29,7 @@ class FileDriver final : public Driver {
   OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format,
                      bool running) override;
   OSStatus setLayout(const Labels& labels, bool running) override;
-  OSStatus offerFormat(const PcmFormat& format, bool running) override;
+  OSStatus negotiateFormat(const PcmFormat& format, bool running) override;
   OSStatus start(CycleSource& source) override;
   void stop() override { m_clock.stop(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
@@ -80,7 +80,7 @@ class FileDriver final : public Driver {
 
   std::atomic<std::uint64_t> m_framesWritten{0};  // including staged ones; read independently
   std::atomic<bool> m_pcmRefused{false};          // permanently
-  CycleClock m_clock;                             // last: its thread uses all other members
+  CycleTimer m_clock;                             // last: its thread uses all other members
 };
 
 }  // namespace Platform

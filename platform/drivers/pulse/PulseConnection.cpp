@@ -110,7 +110,7 @@ ServerState PulseConnection::state() const {
 bool PulseConnection::waitUntil(const std::function<bool()>& isDone) {
   Deadline deadline{.loop = m_loop};
   pa_time_event* const event =
-      pa_context_rttime_new(m_context, pa_rtclock_now() + kServerPatienceUs, onDeadline, &deadline);
+      pa_context_rttime_new(m_context, pa_rtclock_now() + kServerTimeoutUs, onDeadline, &deadline);
   while (!isDone() && !deadline.passed) {
     pa_threaded_mainloop_wait(m_loop);
   }
@@ -133,12 +133,12 @@ void PulseConnection::subscribe() {
   constexpr auto kEvents =
       static_cast<pa_subscription_mask_t>(PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SERVER);
   letRun(pa_context_subscribe(m_context, kEvents, nullptr, nullptr));
-  look();
+  requestSnapshot();
 }
 
 void PulseConnection::onEvent(pa_context* /*context*/, pa_subscription_event_type_t /*type*/,
                               std::uint32_t /*index*/, void* connection) {
-  static_cast<PulseConnection*>(connection)->look();
+  static_cast<PulseConnection*>(connection)->requestSnapshot();
 }
 
 /// A stream that the server has not confirmed yet keeps the name it was made with.
@@ -193,7 +193,7 @@ void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
 }
 
 /// One snapshot at a time; a change during one causes another.
-std::uint64_t PulseConnection::look() {
+std::uint64_t PulseConnection::requestSnapshot() {
   if (m_isLooking) {
     m_looksAgain = true;
     return m_looks + 1;
@@ -202,9 +202,9 @@ std::uint64_t PulseConnection::look() {
   return m_looks;
 }
 
-bool PulseConnection::answers() {
+bool PulseConnection::isResponsive() {
   const Hold hold(*this);
-  const std::uint64_t wanted = look();
+  const std::uint64_t wanted = requestSnapshot();
   return waitUntil([&] { return state().generation >= wanted; }) && state().connected;
 }
 
@@ -233,7 +233,7 @@ void PulseConnection::onSink(pa_context* /*context*/, const pa_sink_info* info, 
   }
   self.m_isLooking = false;
   const bool cameTooLate = end < 0 && pa_context_errno(self.m_context) == PA_ERR_TIMEOUT;
-  if (cameTooLate || self.m_looksAgain || (!self.fitsTogether() && self.m_doubts++ < kMostDoubts)) {
+  if (cameTooLate || self.m_looksAgain || (!self.isConsistent() && self.m_doubts++ < kMostDoubts)) {
     self.ask();
   } else if (end > 0) {
     self.m_doubts = 0;
@@ -243,7 +243,7 @@ void PulseConnection::onSink(pa_context* /*context*/, const pa_sink_info* info, 
 }
 
 /// Returns false if the default sink was removed between the two replies.
-bool PulseConnection::fitsTogether() const {
+bool PulseConnection::isConsistent() const {
   return m_coming.defaultSink.empty() || std::ranges::find(m_coming.sinks, m_coming.defaultSink,
                                                            &Sink::name) != m_coming.sinks.end();
 }

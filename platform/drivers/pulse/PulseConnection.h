@@ -19,7 +19,7 @@
 
 namespace Platform {
 
-inline constexpr std::uint64_t kServerPatienceUs = 2'000'000;
+inline constexpr std::uint64_t kServerTimeoutUs = 2'000'000;
 
 class PulseConnection {
  public:
@@ -35,7 +35,7 @@ class PulseConnection {
 
   ServerState state() const;  // [any-thread]
 
-  /// Holds libpulse's lock, which the following needs; setStreamName() and answers() take it.
+  /// Holds libpulse's lock, which the following needs; setStreamName() and isResponsive() take it.
   /// [host-thread]
   class Hold {
    public:
@@ -69,9 +69,9 @@ class PulseConnection {
   bool areAllEnded() const { return m_ending == 0; }
 
   /// Refreshes the snapshot and returns the generation that it will have.
-  std::uint64_t look();
+  std::uint64_t requestSnapshot();
   /// Refreshes it and waits for that. Returns false if the server does not respond.
-  bool answers();
+  bool isResponsive();
 
  private:
   static void onContextState(pa_context* context, void* connection);
@@ -82,7 +82,7 @@ class PulseConnection {
   static void onSink(pa_context* context, const pa_sink_info* info, int end, void* connection);
   void subscribe();
   void ask();
-  bool fitsTogether() const;
+  bool isConsistent() const;
   void publish(ServerState state);
   pa_stream* keep(pa_stream* stream);
 

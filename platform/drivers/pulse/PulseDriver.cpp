@@ -86,7 +86,7 @@ OSStatus PulseDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDe
   return noErr;
 }
 
-OSStatus PulseDriver::offerFormat(const PcmFormat& format, bool running) {
+OSStatus PulseDriver::negotiateFormat(const PcmFormat& format, bool running) {
   if (m_burstRate) {
     return kAudioDeviceUnsupportedFormatError;
   }
@@ -97,7 +97,7 @@ OSStatus PulseDriver::offerFormat(const PcmFormat& format, bool running) {
   return noErr;
 }
 
-StreamPlan PulseDriver::plan() const {
+StreamConfig PulseDriver::plan() const {
   if (!m_burstRate) {
     return {.sink = m_sink.name,
             .spec = sampleSpecOf(m_pcm),

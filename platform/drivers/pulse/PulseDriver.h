@@ -23,16 +23,16 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   DriverDescription describe() const override;
   OSStatus setFormat(std::size_t stream, const AudioStreamBasicDescription& format,
                      bool running) override;
-  OSStatus offerFormat(const PcmFormat& format, bool running) override;
+  OSStatus negotiateFormat(const PcmFormat& format, bool running) override;
   OSStatus start(CycleSource& source) override;
   void stop() override;
   void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
   bool isSuspended() const override { return m_figures.suspended.load(); }
-  bool answers() override { return m_connection->answers(); }
+  bool isResponsive() override { return m_connection->isResponsive(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures.latencyFrames.load(); }
-  std::optional<double> driftPpm() const override { return m_figures.drift.partsPerMillion(); }
+  std::optional<double> driftPpm() const override { return m_figures.drift.driftPpm(); }
   AudioDevices::Failure failure() const override;
   std::uint64_t underruns() const override { return m_figures.underruns.load(); }
 
@@ -40,7 +40,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   void begun() override;
   void refused(const AudioDevices::Failure& failure) override;
   void makeStream(CycleSource& source);
-  StreamPlan plan() const;
+  StreamConfig plan() const;
   void adaptToSink();
 
   const std::shared_ptr<PulseConnection> m_connection;
@@ -51,7 +51,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   bool m_formatIsSet = false;
   std::optional<std::uint32_t> m_burstRate;
 
-  StreamFigures m_figures;
+  StreamStats m_figures;
   std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can run
 
   mutable std::mutex m_failureLock;  // a leaf

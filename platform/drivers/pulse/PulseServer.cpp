@@ -14,7 +14,7 @@ class PulseServer final : public SoundServer {
   PulseServer(const PulseServer&) = delete;
   PulseServer& operator=(const PulseServer&) = delete;
 
-  bool refresh() override { return m_connection->answers(); }
+  bool refresh() override { return m_connection->isResponsive(); }
   ServerState state() const override { return m_connection->state(); }
   void setStreamName(const AudioDevices::StreamName& name) override {
     m_connection->setStreamName(name);

@@ -21,7 +21,7 @@ constexpr pa_usec_t kMostTransportUs = 50'000;  // a later reply is too inexact 
 constexpr auto kFlags =
     static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
 
-void letGo(pa_operation*& operation) {
+void cancel(pa_operation*& operation) {
   if (operation != nullptr) {
     pa_operation_cancel(operation);
     pa_operation_unref(std::exchange(operation, nullptr));
@@ -29,7 +29,7 @@ void letGo(pa_operation*& operation) {
 }
 
 /// Returns how many cycles last at least so long.
-std::uint32_t cyclesOf(const StreamPlan& plan, std::uint32_t milliseconds) {
+std::uint32_t cyclesOf(const StreamConfig& plan, std::uint32_t milliseconds) {
   return (plan.spec.rate / 1000 * milliseconds + plan.cycleFrames - 1) / plan.cycleFrames;
 }
 
@@ -50,12 +50,12 @@ OSStatus statusOf(int error) {
 
 }  // namespace
 
-std::uint32_t PulseStream::bufferFrames(const StreamPlan& plan) {
+std::uint32_t PulseStream::bufferFrames(const StreamConfig& plan) {
   return std::max(cyclesOf(plan, kBufferMs), kLeastCycles) * plan.cycleFrames;
 }
 
-PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
-                         CycleSource& source, StreamFigures& figures, StreamListener& listener)
+PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const StreamConfig& plan,
+                         CycleSource& source, StreamStats& figures, StreamListener& listener)
     : m_connection(std::move(connection)),
       m_plan(plan),
       m_source(source),
@@ -73,7 +73,7 @@ void PulseStream::close() {
   if (m_later != nullptr) {
     m_connection->api()->time_free(std::exchange(m_later, nullptr));
   }
-  letGo(m_timing);
+  cancel(m_timing);
   if (m_stream != nullptr) {
     pa_stream_set_state_callback(m_stream, nullptr, nullptr);
     pa_stream_set_suspended_callback(m_stream, nullptr, nullptr);
@@ -166,7 +166,7 @@ void PulseStream::ended() {
     refused(error);
   } else {
     m_refusal = kAudioHardwareBadDeviceError;
-    m_figures.endedAt.store(m_connection->look());
+    m_figures.endedAt.store(m_connection->requestSnapshot());
   }
 }
 
@@ -298,8 +298,8 @@ void PulseStream::measureDrift() {
   const double beyond = static_cast<double>(timing->sink_usec) * m_plan.spec.rate / 1e6;
   const auto heard =
       timing->read_index / static_cast<std::int64_t>(m_frameBytes) - std::llround(beyond);
-  m_figures.drift.look(Tavro::HostTime::now() - timing->transport_usec * 1000, heard,
-                       m_plan.spec.rate);
+  m_figures.drift.addSample(Tavro::HostTime::now() - timing->transport_usec * 1000, heard,
+                            m_plan.spec.rate);
 }
 
 void bringBackRate(PulseConnection& connection, const std::string& sink,

@@ -19,7 +19,7 @@
 
 namespace Platform {
 
-struct StreamPlan {
+struct StreamConfig {
   std::string sink;
   pa_sample_spec spec{};
   pa_channel_map map{};
@@ -28,7 +28,7 @@ struct StreamPlan {
 };
 
 /// Figures of the present stream, or of the last one; each is independent. [any-thread]
-struct StreamFigures {
+struct StreamStats {
   std::atomic<std::uint32_t> latencyFrames{0};
   std::atomic<std::uint64_t> underruns{0};  // of all streams
   DriftMeter drift;                         // of all streams; updated under libpulse's lock
@@ -48,8 +48,8 @@ class StreamListener {
 
 class PulseStream {
  public:
-  PulseStream(std::shared_ptr<PulseConnection> connection, const StreamPlan& plan,
-              CycleSource& source, StreamFigures& figures, StreamListener& listener);
+  PulseStream(std::shared_ptr<PulseConnection> connection, const StreamConfig& plan,
+              CycleSource& source, StreamStats& figures, StreamListener& listener);
   ~PulseStream() { close(); }
   PulseStream(const PulseStream&) = delete;
   PulseStream& operator=(const PulseStream&) = delete;
@@ -62,7 +62,7 @@ class PulseStream {
 
   void write(const void* bytes, std::size_t byteCount);  // inside a cycle; [io-thread]
 
-  static std::uint32_t bufferFrames(const StreamPlan& plan);
+  static std::uint32_t bufferFrames(const StreamConfig& plan);
 
  private:
   static void onState(pa_stream* stream, void* self);
@@ -85,10 +85,10 @@ class PulseStream {
   void measureDrift();
 
   const std::shared_ptr<PulseConnection> m_connection;
-  const StreamPlan m_plan;
+  const StreamConfig m_plan;
   CycleSource& m_source;
   const std::size_t m_frameBytes;
-  StreamFigures& m_figures;
+  StreamStats& m_figures;
   StreamListener& m_listener;
 
   // Under libpulse's lock

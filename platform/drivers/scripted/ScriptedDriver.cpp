@@ -19,7 +19,7 @@ ScriptedDriver::ScriptedDriver(const AudioDevices::ScriptedSetup& setup)
       m_labels(setup.labels),
       m_captured(setup.streams.size()),
       m_clock(
-          "scripted device", [] {}, setup.partsPerMillion) {
+          "scripted device", [] {}, setup.clockPpm) {
   for (const AudioDevices::ScriptedStream& scripted : setup.streams) {
     DriverStream stream{.format = scripted.format, .available = {}};
     stream.available.push_back(ranged(scripted.format));

@@ -7,7 +7,7 @@
 #include <mutex>
 #include <vector>
 
-#include "platform/driver/CycleClock.h"
+#include "platform/driver/CycleTimer.h"
 #include "platform/driver/Driver.h"
 
 namespace Platform {
@@ -51,7 +51,7 @@ class ScriptedDriver final : public Driver {
   AudioDevices::ScriptedDevice::Cycle m_last;         // guarded by m_playedLock
   std::vector<std::vector<std::uint8_t>> m_captured;  // guarded by m_playedLock
 
-  CycleClock m_clock;  // last: its thread uses all other members
+  CycleTimer m_clock;  // last: its thread uses all other members
 };
 
 }  // namespace Platform

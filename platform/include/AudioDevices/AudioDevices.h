@@ -96,7 +96,7 @@ struct AttachOptions {
   /// 16-bit stereo, as receivers play them. A .spdif file always offers them, and nothing else.
   bool offersBursts = false;
   /// How much faster than nominal the device's clock runs, in ppm: -100000 to 100000.
-  int partsPerMillion = 0;
+  int clockPpm = 0;
 };
 
 /// Adds the device named by `identifier` and returns its object; the same identifier returns the

@@ -53,7 +53,7 @@ struct ScriptedSetup {
   std::uint32_t latencyFrames = 0;
   /// If true, cycles run by host time while something plays; otherwise only cycle() runs them.
   bool clocked = false;
-  int partsPerMillion = 0;       // how much faster than nominal its clock runs
+  int clockPpm = 0;              // how much faster than nominal its clock runs
   std::size_t captureBytes = 0;  // kept of each stream of a clocked device
 };
 

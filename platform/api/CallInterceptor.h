@@ -17,10 +17,10 @@
 namespace Platform {
 
 /// Begins the record of one call; destroyed when the call is over.
-class ScriptedCall {
+class InterceptedCall {
  public:
-  ScriptedCall(const char* name, std::initializer_list<std::int64_t> arguments, const void* data,
-               std::size_t dataBytes);
+  InterceptedCall(const char* name, std::initializer_list<std::int64_t> arguments, const void* data,
+                  std::size_t dataBytes);
   std::optional<OSStatus> failure() const { return m_failure; }
   OSStatus finish(OSStatus status) const;
 
@@ -63,7 +63,7 @@ OSStatus exported(const char* name, OnFailure onFailure, CallData data, const Wo
     if (!isScripted()) {
       return work();
     }
-    const ScriptedCall call(name, {asArgument(arguments)...}, data.bytes, data.count);
+    const InterceptedCall call(name, {asArgument(arguments)...}, data.bytes, data.count);
     if (!call.failure()) {
       return call.finish(work());
     }

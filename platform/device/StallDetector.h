@@ -8,20 +8,20 @@
 
 namespace Platform {
 
-class CycleWatchdog {
+class StallDetector {
  public:
   enum class Finding : std::uint8_t {
     Fine,
-    BeganToStand,  // no cycle for 1 s and for four cycle lengths
+    Stalled,  // no cycle for 1 s and for four cycle lengths
     Stands,
-    OpenAnew,  // stalled, and due to be reopened
-    GoesOn,    // was stalled, and runs again
+    Reopen,   // stalled, and due to be reopened
+    Resumed,  // was stalled, and runs again
   };
 
   /// `cycles` is the count so far, `cycleNs` the length of one. Call it a few times a second.
-  Finding look(std::uint64_t nowNs, bool plays, std::uint64_t cycles, std::uint64_t cycleNs);
+  Finding poll(std::uint64_t nowNs, bool plays, std::uint64_t cycles, std::uint64_t cycleNs);
 
-  bool stands() const { return m_stands; }
+  bool isStalled() const { return m_isStalled; }
 
  private:
   std::uint64_t m_cycles = 0;
@@ -29,7 +29,7 @@ class CycleWatchdog {
   std::uint64_t m_wentOnNs = 0;  // when it last resumed
   std::uint64_t m_nextTryNs = 0;
   std::uint64_t m_backOffNs = 0;
-  bool m_stands = false;
+  bool m_isStalled = false;
 };
 
 }  // namespace Platform

@@ -21,15 +21,15 @@ struct Ability {
   /// Returns the rate itself, else the next higher one, else the highest.
   std::uint32_t nearest(std::uint32_t rate) const;
 };
-using Abilities = std::vector<Ability>;
+using PcmCapabilities = std::vector<Ability>;
 
 /// Queries up to eight channels, more only if the PCM has no fewer. Empty: nothing playable here.
-Abilities abilitiesOf(snd_pcm_t* pcm);
+PcmCapabilities abilitiesOf(snd_pcm_t* pcm);
 
-bool canTake(const Abilities& abilities, const PcmFormat& format);
+bool canTake(const PcmCapabilities& abilities, const PcmFormat& format);
 
 /// Returns `wanted` if supported; else as many channels, or more, or the most; of these the most
 /// lossless type that supports the rate, else the most lossless. `abilities` must not be empty.
-PcmFormat nearest(const Abilities& abilities, const PcmFormat& wanted);
+PcmFormat nearest(const PcmCapabilities& abilities, const PcmFormat& wanted);
 
 }  // namespace Platform

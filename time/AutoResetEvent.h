@@ -13,7 +13,7 @@ void monotonicSleepUntil(std::uint64_t deadline);
 
 /// Binary event for one waiter on a futex. It implements Signal in real time, and parks a thread in
 /// simulated time. Opening it is one atomic operation, and a system call only if a thread waits.
-class Gate {
+class AutoResetEvent {
  public:
   void open();  // [any-thread], real-time safe
 

@@ -5,9 +5,9 @@
 
 namespace Platform {
 
-/// Runs `step` on a thread of its own. Returns false if it does not end within kAlsaPatience; it is
+/// Runs `step` on a thread of its own. Returns false if it does not end within kAlsaTimeout; it is
 /// then abandoned, so it must own all that it uses. While it runs, a further step of that name
 /// returns false without starting.
-bool comesBack(const std::string& name, std::function<void()> step);
+bool runWithTimeout(const std::string& name, std::function<void()> step);
 
 }  // namespace Platform

@@ -13,12 +13,12 @@ namespace Player {
 
 /// Counts the render callbacks of the process and the silent ones, and derives from the ledger
 /// where audio ends in the last one that had any. One instance at a time.
-class RenderWatch {
+class RenderStats {
  public:
-  RenderWatch(Tavro::EventLog& events, const Tavro::Ledger& ledger);
-  ~RenderWatch();
-  RenderWatch(const RenderWatch&) = delete;
-  RenderWatch& operator=(const RenderWatch&) = delete;
+  RenderStats(Tavro::EventLog& events, const Tavro::Ledger& ledger);
+  ~RenderStats();
+  RenderStats(const RenderStats&) = delete;
+  RenderStats& operator=(const RenderStats&) = delete;
 
   /// Begins a stream: silence before its first sample does not count as silentBetween(). Call while
   /// nothing plays.

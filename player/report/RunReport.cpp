@@ -1,4 +1,4 @@
-#include "player/report/Totals.h"
+#include "player/report/RunReport.h"
 
 #include <nlohmann/json.hpp>
 
@@ -8,7 +8,7 @@ namespace Player {
 
 namespace {
 
-nlohmann::ordered_json json(const Totals& totals) {
+nlohmann::ordered_json json(const RunReport& totals) {
   const Tavro::LedgerTotals& buffers = totals.buffers;
   const PassthroughTotals& bursts = totals.passthrough;
   return {{"version", PLAYER_VERSION},
@@ -53,6 +53,8 @@ nlohmann::ordered_json json(const Totals& totals) {
 
 }  // namespace
 
-void writeTotals(const Totals& totals, const std::string& path) { writeJson(json(totals), path); }
+void writeRunReport(const RunReport& totals, const std::string& path) {
+  writeJson(json(totals), path);
+}
 
 }  // namespace Player

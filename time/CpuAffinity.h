@@ -6,15 +6,15 @@ namespace Tavro::HostTime {
 
 /// The processor shared by threads that take turns. Another process that simulates may use another
 /// one. [any-thread]
-class OneProcessor {
+class CpuAffinity {
  public:
-  static OneProcessor& instance();
+  static CpuAffinity& instance();
 
   void stay();  // the calling thread runs only there
   void roam();  // the calling thread may use the processors that the process initially had
 
  private:
-  OneProcessor();
+  CpuAffinity();
 
   cpu_set_t m_allowed;
   cpu_set_t m_one;

@@ -20,7 +20,7 @@ struct PassthroughTotals {
 };
 
 /// The totals reported at the end.
-struct Totals {
+struct RunReport {
   std::string device;
   bool simulated = false;
   int exitStatus = 0;
@@ -37,6 +37,6 @@ struct Totals {
 };
 
 /// Writes JSON to `path`; "-" is standard output. Throws PlayerError if writing fails.
-void writeTotals(const Totals& totals, const std::string& path);
+void writeRunReport(const RunReport& totals, const std::string& path);
 
 }  // namespace Player

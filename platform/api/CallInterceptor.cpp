@@ -1,4 +1,4 @@
-#include "platform/api/CallScript.h"
+#include "platform/api/CallInterceptor.h"
 
 #include <algorithm>
 #include <map>
@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/device/DeviceManager.h"
 #include "platform/device/IoProcedure.h"
-#include "platform/device/Registry.h"
 #include "platform/unit/Graph.h"
 
 namespace Platform {
@@ -72,8 +72,8 @@ std::optional<Answer> lookUp(const std::map<Key, Answer> State::*answers, const 
 
 bool isScripted() { return active.load(std::memory_order_relaxed); }
 
-ScriptedCall::ScriptedCall(const char* name, std::initializer_list<std::int64_t> arguments,
-                           const void* data, std::size_t dataBytes) {
+InterceptedCall::InterceptedCall(const char* name, std::initializer_list<std::int64_t> arguments,
+                                 const void* data, std::size_t dataBytes) {
   State& script = state();
   const std::lock_guard lock(script.mutex);
   m_failure = takeFailure(script, name);
@@ -89,7 +89,7 @@ ScriptedCall::ScriptedCall(const char* name, std::initializer_list<std::int64_t>
   }
 }
 
-OSStatus ScriptedCall::finish(OSStatus status) const {
+OSStatus InterceptedCall::finish(OSStatus status) const {
   State& script = state();
   const std::lock_guard lock(script.mutex);
   if (script.recording && script.epoch == m_epoch && m_index < script.calls.size()) {
@@ -167,7 +167,7 @@ Leftovers leftovers() {
                  .units = handles.units,
                  .ioProcedures = Platform::ioProcedureCount(),
                  .runningDevices = 0};
-  for (const auto& device : Platform::Registry::instance().devices()) {
+  for (const auto& device : Platform::DeviceManager::instance().devices()) {
     left.runningDevices += device->hasClients() ? 1 : 0;
   }
   return left;

@@ -1,15 +1,15 @@
-#include "time/OneProcessor.h"
+#include "time/CpuAffinity.h"
 
 #include <unistd.h>
 
 namespace Tavro::HostTime {
 
-OneProcessor& OneProcessor::instance() {
-  static OneProcessor processor;
+CpuAffinity& CpuAffinity::instance() {
+  static CpuAffinity processor;
   return processor;
 }
 
-OneProcessor::OneProcessor() {
+CpuAffinity::CpuAffinity() {
   CPU_ZERO(&m_allowed);
   CPU_ZERO(&m_one);
   sched_getaffinity(0, sizeof m_allowed, &m_allowed);
@@ -22,8 +22,8 @@ OneProcessor::OneProcessor() {
 }
 
 // A refusal only costs speed.
-void OneProcessor::stay() { sched_setaffinity(0, sizeof m_one, &m_one); }
+void CpuAffinity::stay() { sched_setaffinity(0, sizeof m_one, &m_one); }
 
-void OneProcessor::roam() { sched_setaffinity(0, sizeof m_allowed, &m_allowed); }
+void CpuAffinity::roam() { sched_setaffinity(0, sizeof m_allowed, &m_allowed); }
 
 }  // namespace Tavro::HostTime

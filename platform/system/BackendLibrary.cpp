@@ -1,4 +1,4 @@
-#include "platform/system/Module.h"
+#include "platform/system/BackendLibrary.h"
 
 #include <dlfcn.h>
 #include <filesystem>

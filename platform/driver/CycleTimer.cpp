@@ -1,4 +1,4 @@
-#include "platform/driver/CycleClock.h"
+#include "platform/driver/CycleTimer.h"
 
 #include <cmath>
 #include <utility>
@@ -12,19 +12,17 @@ constexpr std::uint64_t kLongestCatchUpNs = 200'000'000;
 
 }  // namespace
 
-CycleClock::CycleClock(std::string name, std::function<void()> afterCycle, int partsPerMillion)
-    : m_name(std::move(name)),
-      m_afterCycle(std::move(afterCycle)),
-      m_partsPerMillion(partsPerMillion) {}
+CycleTimer::CycleTimer(std::string name, std::function<void()> afterCycle, int clockPpm)
+    : m_name(std::move(name)), m_afterCycle(std::move(afterCycle)), m_clockPpm(clockPpm) {}
 
-void CycleClock::start(CycleSource& source) {
+void CycleTimer::start(CycleSource& source) {
   stop();
   m_stopping.store(false);
   m_thread = std::make_unique<Tavro::HostTime::Thread>(Tavro::HostTime::Role::Device, m_name,
                                                        [this, &source] { run(source); });
 }
 
-void CycleClock::stop() {
+void CycleTimer::stop() {
   if (m_thread) {
     m_stopping.store(true);
     m_wake.notify();
@@ -33,7 +31,7 @@ void CycleClock::stop() {
   }
 }
 
-void CycleClock::run(CycleSource& source) {
+void CycleTimer::run(CycleSource& source) {
   std::uint64_t origin = Tavro::HostTime::now();
   double rate = source.sampleRate();
   std::uint64_t frames = 0;
@@ -61,9 +59,9 @@ void CycleClock::run(CycleSource& source) {
 }
 
 /// Computed from the frame count, so that errors do not accumulate. Rates are whole numbers.
-std::uint64_t CycleClock::offsetNs(std::uint64_t frames, double rate) const {
+std::uint64_t CycleTimer::offsetNs(std::uint64_t frames, double rate) const {
   const auto nominal = static_cast<std::uint64_t>(std::llround(rate));
-  const auto million = static_cast<std::uint64_t>(1'000'000 + m_partsPerMillion);
+  const auto million = static_cast<std::uint64_t>(1'000'000 + m_clockPpm);
   __extension__ using Wide = unsigned __int128;
   return static_cast<std::uint64_t>(Wide{frames} * 1'000'000'000 * 1'000'000 /
                                     (Wide{nominal} * million));

@@ -1,4 +1,4 @@
-#include "platform/drivers/alsa/Abilities.h"
+#include "platform/drivers/alsa/PcmCapabilities.h"
 
 #include <algorithm>
 #include <array>
@@ -54,7 +54,7 @@ void readRates(snd_pcm_t* pcm, const HwParams& params, Ability& ability) {
   }
 }
 
-std::vector<std::uint32_t> channelCounts(const Abilities& abilities) {
+std::vector<std::uint32_t> channelCounts(const PcmCapabilities& abilities) {
   std::vector<std::uint32_t> counts;
   for (const Ability& each : abilities) {
     counts.push_back(each.channels);
@@ -74,8 +74,8 @@ std::uint32_t Ability::nearest(std::uint32_t rate) const {
   return takes(rate) ? rate : higher != rates.end() ? *higher : rates.back();
 }
 
-Abilities abilitiesOf(snd_pcm_t* pcm) {
-  Abilities abilities;
+PcmCapabilities abilitiesOf(snd_pcm_t* pcm) {
+  PcmCapabilities abilities;
   HwParams all;
   unsigned fewest = 0;
   if (readParams(pcm, all) < 0 || snd_pcm_hw_params_get_channels_min(all.get(), &fewest) < 0) {
@@ -101,14 +101,14 @@ Abilities abilitiesOf(snd_pcm_t* pcm) {
   return abilities;
 }
 
-bool canTake(const Abilities& abilities, const PcmFormat& format) {
+bool canTake(const PcmCapabilities& abilities, const PcmFormat& format) {
   return !format.sample.bigEndian && std::ranges::any_of(abilities, [&](const Ability& each) {
     return each.type == format.sample.type && each.channels == format.channels &&
            each.takes(format.rate);
   });
 }
 
-PcmFormat nearest(const Abilities& abilities, const PcmFormat& wanted) {
+PcmFormat nearest(const PcmCapabilities& abilities, const PcmFormat& wanted) {
   const std::vector<std::uint32_t> counts = channelCounts(abilities);  // ascending
   const auto enough = std::ranges::lower_bound(counts, wanted.channels);
   const std::uint32_t channels = enough != counts.end() ? *enough : counts.back();

@@ -1,17 +1,17 @@
-#include "player/engine/RenderWatch.h"
+#include "player/engine/RenderStats.h"
 
 #include <algorithm>
 
 namespace Player {
 
-RenderWatch::RenderWatch(Tavro::EventLog& events, const Tavro::Ledger& ledger)
+RenderStats::RenderStats(Tavro::EventLog& events, const Tavro::Ledger& ledger)
     : m_events(events), m_ledger(ledger) {
   AudioDevices::setRenderObserver(onRender, this);
 }
 
-RenderWatch::~RenderWatch() { AudioDevices::setRenderObserver(nullptr, nullptr); }
+RenderStats::~RenderStats() { AudioDevices::setRenderObserver(nullptr, nullptr); }
 
-void RenderWatch::beginStream(const StreamFormat& format) {
+void RenderStats::beginStream(const StreamFormat& format) {
   if (format.rate != m_rate) {
     m_padding.store(0);
   }
@@ -23,11 +23,11 @@ void RenderWatch::beginStream(const StreamFormat& format) {
   m_sinceHeard.store(0);
 }
 
-void RenderWatch::onRender(void* watch, const AudioDevices::RenderRecord& record) {
-  static_cast<RenderWatch*>(watch)->count(record);
+void RenderStats::onRender(void* watch, const AudioDevices::RenderRecord& record) {
+  static_cast<RenderStats*>(watch)->count(record);
 }
 
-void RenderWatch::count(const AudioDevices::RenderRecord& record) {
+void RenderStats::count(const AudioDevices::RenderRecord& record) {
   m_callbacks.fetch_add(1, std::memory_order_relaxed);
   if (record.silent) {
     m_silent.fetch_add(1, std::memory_order_relaxed);
@@ -45,7 +45,7 @@ void RenderWatch::count(const AudioDevices::RenderRecord& record) {
 
 /// The component pads a callback with zeros only if its last buffer ended in it. A late buffer,
 /// which is entered in the middle, makes the result too small.
-void RenderWatch::measurePadding(std::uint32_t frames) {
+void RenderStats::measurePadding(std::uint32_t frames) {
   const std::uint64_t wanted = std::uint64_t{frames} * m_frameBytes;
   const std::uint64_t begun = m_ledger.begunBytes();
   const std::uint64_t given = m_rest + begun - m_begunBytes;

@@ -1,4 +1,4 @@
-#include "platform/format/SampleCodec.h"
+#include "platform/format/SampleConversion.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,13 +1,13 @@
 #pragma once
 
-/// Decision table: which action a device event triggers for the default output. Registry carries
-/// out the routing actions, DeviceWatch the reopening.
+/// Decision table: which action a device event triggers for the default output. DeviceManager
+/// carries out the routing actions, StallMonitor the reopening.
 
 #include <cstdint>
 
 namespace Platform {
 
-enum class Change : std::uint8_t {
+enum class DeviceEvent : std::uint8_t {
   DefaultChanged,  // the server's default is another one
   DeviceGone,
   DeviceBack,   // or new
@@ -34,11 +34,11 @@ enum class Action : std::uint8_t {
   PlayOnChosen,   // switch to it, or back to it
   PlayOnDefault,  // switch to it
   Hold,           // play on no device: pause in place
-  OpenAnew,       // reopen the same device repeatedly, with back-off
+  Reopen,         // reopen the same device repeatedly, with back-off
 };
 
 struct Situation {
-  Change change;
+  DeviceEvent change;
   Subject subject;  // never Any, like the other two
   Choice choice;
   Fallback fallback;

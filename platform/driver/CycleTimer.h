@@ -13,14 +13,14 @@
 
 namespace Platform {
 
-class CycleClock {
+class CycleTimer {
  public:
   /// `afterCycle` runs on the thread after each cycle, including the last, which plays nothing,
-  /// with no lock held. `partsPerMillion`: how much faster than nominal the device runs.
-  CycleClock(std::string name, std::function<void()> afterCycle, int partsPerMillion = 0);
-  ~CycleClock() { stop(); }
-  CycleClock(const CycleClock&) = delete;
-  CycleClock& operator=(const CycleClock&) = delete;
+  /// with no lock held. `clockPpm`: how much faster than nominal the device runs.
+  CycleTimer(std::string name, std::function<void()> afterCycle, int clockPpm = 0);
+  ~CycleTimer() { stop(); }
+  CycleTimer(const CycleTimer&) = delete;
+  CycleTimer& operator=(const CycleTimer&) = delete;
 
   void start(CycleSource& source);
   void stop();
@@ -31,7 +31,7 @@ class CycleClock {
 
   const std::string m_name;
   const std::function<void()> m_afterCycle;
-  const int m_partsPerMillion;
+  const int m_clockPpm;
   std::atomic<bool> m_stopping{false};
   Tavro::HostTime::Signal m_wake;
   std::unique_ptr<Tavro::HostTime::Thread> m_thread;

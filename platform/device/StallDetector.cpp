@@ -1,4 +1,4 @@
-#include "platform/device/CycleWatchdog.h"
+#include "platform/device/StallDetector.h"
 
 #include <algorithm>
 #include <utility>
@@ -7,7 +7,7 @@ namespace Platform {
 namespace {
 
 constexpr std::uint64_t kSecondNs = 1'000'000'000;
-constexpr std::uint64_t kPatienceCycles = 4;
+constexpr std::uint64_t kStallCycles = 4;
 
 // Reopening loses what is in the buffer, so a short stall is waited out.
 constexpr std::uint64_t kFirstTryNs = 2 * kSecondNs;
@@ -18,33 +18,33 @@ constexpr std::uint64_t kSteadyNs = 5 * kSecondNs;
 
 }  // namespace
 
-CycleWatchdog::Finding CycleWatchdog::look(std::uint64_t nowNs, bool plays, std::uint64_t cycles,
+StallDetector::Finding StallDetector::poll(std::uint64_t nowNs, bool plays, std::uint64_t cycles,
                                            std::uint64_t cycleNs) {
   if (!plays || std::exchange(m_cycles, cycles) != cycles) {
     m_sinceNs = nowNs;
-    if (!std::exchange(m_stands, false)) {
+    if (!std::exchange(m_isStalled, false)) {
       return Finding::Fine;
     }
     m_wentOnNs = nowNs;
-    return Finding::GoesOn;
+    return Finding::Resumed;
   }
-  if (!m_stands) {
-    if (nowNs - m_sinceNs <= std::max(kSecondNs, kPatienceCycles * cycleNs)) {
+  if (!m_isStalled) {
+    if (nowNs - m_sinceNs <= std::max(kSecondNs, kStallCycles * cycleNs)) {
       return Finding::Fine;
     }
-    m_stands = true;
+    m_isStalled = true;
     if (m_backOffNs == 0 || m_sinceNs - m_wentOnNs > kSteadyNs) {
       m_backOffNs = kFirstTryNs;
     }
     m_nextTryNs = nowNs + m_backOffNs;
-    return Finding::BeganToStand;
+    return Finding::Stalled;
   }
   if (nowNs < m_nextTryNs) {
     return Finding::Stands;
   }
   m_backOffNs = std::min(2 * m_backOffNs, kLongestBackOffNs);
   m_nextTryNs = nowNs + m_backOffNs;
-  return Finding::OpenAnew;
+  return Finding::Reopen;
 }
 
 }  // namespace Platform

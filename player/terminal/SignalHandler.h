@@ -8,7 +8,7 @@
 /// process at once, with 128 plus the signal's number: it may be blocked by an input or a server,
 /// and has no output to complete. Afterwards the first signal requests a clean end, and the second
 /// one ends the process at once.
-namespace Player::Interrupt {
+namespace Player::SignalHandler {
 
 void install();
 void endCleanly();  // from now on
@@ -16,4 +16,4 @@ void endCleanly();  // from now on
 /// Returns the exit status of the signal that requested the end, if any. [any-thread]
 std::optional<ExitStatus> requested();
 
-}  // namespace Player::Interrupt
+}  // namespace Player::SignalHandler

@@ -19,7 +19,7 @@ struct ModuleEntry {
 void* findEntry(const char* module, const char* name, const char* packages, std::string& reason);
 
 template <class Function>
-ModuleEntry<Function> loadEntry(const char* module, const char* name, const char* packages) {
+ModuleEntry<Function> loadFunction(const char* module, const char* name, const char* packages) {
   ModuleEntry<Function> found;
   found.entry = reinterpret_cast<Function*>(findEntry(module, name, packages, found.reason));
   return found;

@@ -1,4 +1,4 @@
-#include "player/terminal/Interrupt.h"
+#include "player/terminal/SignalHandler.h"
 
 #include <atomic>
 #include <signal.h>
@@ -6,7 +6,7 @@
 
 #include "player/terminal/Keyboard.h"
 
-namespace Player::Interrupt {
+namespace Player::SignalHandler {
 
 namespace {
 
@@ -49,4 +49,4 @@ std::optional<ExitStatus> requested() {
   return signal == kNone ? std::nullopt : std::optional(static_cast<ExitStatus>(statusOf(signal)));
 }
 
-}  // namespace Player::Interrupt
+}  // namespace Player::SignalHandler

@@ -14,15 +14,15 @@
 #include <vector>
 
 #include "platform/device/Device.h"
-#include "platform/device/OutputPolicy.h"
+#include "platform/device/RoutingPolicy.h"
 
 namespace Platform {
 
 enum class Origin { Attached, Server };
 
-class Registry {
+class DeviceManager {
  public:
-  static Registry& instance();
+  static DeviceManager& instance();
 
   /// If a live device with this identifier exists, returns it instead. Of lost ones with it, keeps
   /// only the last. A server's device becomes the default only if the server says so. [host-thread]
@@ -40,7 +40,7 @@ class Registry {
     std::shared_ptr<Device> device;
     AudioDevices::Failure reason;
   };
-  void lose(const std::vector<Loss>& losses, Change change);
+  void lose(const std::vector<Loss>& losses, DeviceEvent change);
 
   std::vector<std::shared_ptr<Device>> devices() const;  // in order of their ids, without lost ones
   std::shared_ptr<Device> device(AudioObjectID id) const;  // also a lost one
@@ -55,7 +55,7 @@ class Registry {
 
   /// Handles an event that is not in the model itself: notifies listeners of `selector`, and
   /// returns the action to take. [host-thread], not inside a cycle
-  Action changed(Change change, const Device& device, AudioObjectPropertySelector selector);
+  Action changed(DeviceEvent change, const Device& device, AudioObjectPropertySelector selector);
   void serverBack();
 
   /// Sets the function to call, with no lock held, whenever the default output may have changed.
@@ -67,7 +67,7 @@ class Registry {
   void endAtExit();
 
  private:
-  Registry() = default;
+  DeviceManager() = default;
   std::shared_ptr<Device> make(std::string identifier, std::string name,
                                std::unique_ptr<Driver> driver);
 
@@ -80,8 +80,8 @@ class Registry {
   std::shared_ptr<Device> chosen() const;  // null if none or missing
   std::shared_ptr<Device> fallback()
       const;  // without a choice: the longest attached, else the server's
-  Situation situation(Change change, const Device* device) const;
-  Action apply(Change change, const Device* device);
+  Situation situation(DeviceEvent change, const Device* device) const;
+  Action apply(DeviceEvent change, const Device* device);
 
   std::atomic<DefaultFollower*> m_follower = nullptr;
 

@@ -1,4 +1,4 @@
-#include "platform/device/Registry.h"
+#include "platform/device/DeviceManager.h"
 
 #include <algorithm>
 #include <iterator>
@@ -11,20 +11,20 @@ namespace {
 
 // A program that exits without detach() still leaves complete files.
 struct ExitGuard {
-  Registry* registry;
+  DeviceManager* registry;
   ~ExitGuard() { registry->endAtExit(); }
 };
 
 }  // namespace
 
-Registry& Registry::instance() {
-  static auto* registry = new Registry;  // units may outlive every static's destructor
+DeviceManager& DeviceManager::instance() {
+  static auto* registry = new DeviceManager;  // units may outlive every static's destructor
   static const ExitGuard guard{registry};
   return *registry;
 }
 
-std::shared_ptr<Device> Registry::make(std::string identifier, std::string name,
-                                       std::unique_ptr<Driver> driver) {
+std::shared_ptr<Device> DeviceManager::make(std::string identifier, std::string name,
+                                            std::unique_ptr<Driver> driver) {
   std::vector<AudioStreamID> streamIds(driver->describe().streams.size());
   AudioDeviceID id = kAudioObjectUnknown;
   {
@@ -36,8 +36,8 @@ std::shared_ptr<Device> Registry::make(std::string identifier, std::string name,
                                   std::move(driver));
 }
 
-std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
-                                      std::unique_ptr<Driver> driver, Origin origin) {
+std::shared_ptr<Device> DeviceManager::add(std::string identifier, std::string name,
+                                           std::unique_ptr<Driver> driver, Origin origin) {
   auto device = make(std::move(identifier), std::move(name), std::move(driver));
   std::vector<std::shared_ptr<Device>> forgotten;  // released after the lock
   {
@@ -50,7 +50,7 @@ std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
       m_serverDevices.insert(device->id());
     }
     m_devices.push_back(device);
-    apply(Change::DeviceBack, device.get());
+    apply(DeviceEvent::DeviceBack, device.get());
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
   defaultMayHaveChanged();
@@ -58,7 +58,7 @@ std::shared_ptr<Device> Registry::add(std::string identifier, std::string name,
 }
 
 /// Keeps the last one, whose failure and totals may still be read.
-std::vector<std::shared_ptr<Device>> Registry::forgetLost(const std::string& identifier) {
+std::vector<std::shared_ptr<Device>> DeviceManager::forgetLost(const std::string& identifier) {
   const auto isOne = [&](const auto& each) {
     return !each->isAlive() && each->identifier() == identifier;
   };
@@ -72,7 +72,7 @@ std::vector<std::shared_ptr<Device>> Registry::forgetLost(const std::string& ide
   return forgotten;
 }
 
-void Registry::detach(const std::shared_ptr<Device>& device) {
+void DeviceManager::detach(const std::shared_ptr<Device>& device) {
   {
     const std::lock_guard model(modelLock());
     if (m_chosen == device->identifier()) {
@@ -82,19 +82,19 @@ void Registry::detach(const std::shared_ptr<Device>& device) {
   remove(device);
 }
 
-void Registry::remove(const std::shared_ptr<Device>& device) {
+void DeviceManager::remove(const std::shared_ptr<Device>& device) {
   {
     const std::lock_guard model(modelLock());
     std::erase(m_devices, device);
     m_serverDevices.erase(device->id());
-    apply(Change::DeviceGone, device.get());
+    apply(DeviceEvent::DeviceGone, device.get());
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
   defaultMayHaveChanged();
   device->end();
 }
 
-void Registry::lose(const std::vector<Loss>& losses, Change change) {
+void DeviceManager::lose(const std::vector<Loss>& losses, DeviceEvent change) {
   if (losses.empty()) {
     return;
   }
@@ -115,7 +115,7 @@ void Registry::lose(const std::vector<Loss>& losses, Change change) {
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
 }
 
-std::vector<std::shared_ptr<Device>> Registry::devices() const {
+std::vector<std::shared_ptr<Device>> DeviceManager::devices() const {
   const std::lock_guard model(modelLock());
   std::vector<std::shared_ptr<Device>> alive;
   std::ranges::copy_if(m_devices, std::back_inserter(alive), &Device::isAlive,
@@ -123,17 +123,17 @@ std::vector<std::shared_ptr<Device>> Registry::devices() const {
   return alive;
 }
 
-std::shared_ptr<Device> Registry::device(AudioObjectID id) const {
+std::shared_ptr<Device> DeviceManager::device(AudioObjectID id) const {
   const std::lock_guard model(modelLock());
   return find(id);
 }
 
-std::shared_ptr<Device> Registry::device(const std::string& identifier) const {
+std::shared_ptr<Device> DeviceManager::device(const std::string& identifier) const {
   const std::lock_guard model(modelLock());
   return living(identifier);
 }
 
-std::pair<std::shared_ptr<Device>, std::size_t> Registry::stream(AudioObjectID id) const {
+std::pair<std::shared_ptr<Device>, std::size_t> DeviceManager::stream(AudioObjectID id) const {
   const std::lock_guard model(modelLock());
   for (const auto& device : m_devices) {
     const auto& ids = device->streamIds();
@@ -145,13 +145,13 @@ std::pair<std::shared_ptr<Device>, std::size_t> Registry::stream(AudioObjectID i
   return {};
 }
 
-std::shared_ptr<Device> Registry::defaultDevice() const {
+std::shared_ptr<Device> DeviceManager::defaultDevice() const {
   const std::lock_guard model(modelLock());
   const auto output = find(m_output);
   return output && output->isAlive() ? output : nullptr;
 }
 
-bool Registry::choose(AudioObjectID id) {
+bool DeviceManager::choose(AudioObjectID id) {
   {
     const std::lock_guard model(modelLock());
     const auto device = find(id);
@@ -159,54 +159,54 @@ bool Registry::choose(AudioObjectID id) {
       return false;
     }
     m_chosen = device->identifier();
-    apply(Change::DeviceBack, device.get());
+    apply(DeviceEvent::DeviceBack, device.get());
   }
   defaultMayHaveChanged();
   return true;
 }
 
-void Registry::setServerDefault(AudioObjectID id) {
+void DeviceManager::setServerDefault(AudioObjectID id) {
   {
     const std::lock_guard model(modelLock());
     if (std::exchange(m_serverDefault, id) == id) {
       return;
     }
-    apply(Change::DefaultChanged, nullptr);
+    apply(DeviceEvent::DefaultChanged, nullptr);
   }
   defaultMayHaveChanged();
 }
 
-Action Registry::changed(Change change, const Device& device,
-                         AudioObjectPropertySelector selector) {
+Action DeviceManager::changed(DeviceEvent change, const Device& device,
+                              AudioObjectPropertySelector selector) {
   notifyListeners(device.id(), selector);
   const std::lock_guard model(modelLock());
   return apply(change, &device);
 }
 
-void Registry::serverBack() {
+void DeviceManager::serverBack() {
   {
     const std::lock_guard model(modelLock());
-    apply(Change::ServerBack, nullptr);
+    apply(DeviceEvent::ServerBack, nullptr);
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyServiceRestarted);
   defaultMayHaveChanged();
 }
 
-std::shared_ptr<Device> Registry::find(AudioObjectID id) const {
+std::shared_ptr<Device> DeviceManager::find(AudioObjectID id) const {
   const auto found = std::ranges::find(m_devices, id, [](const auto& each) { return each->id(); });
   return found != m_devices.end() ? *found : nullptr;
 }
 
-std::shared_ptr<Device> Registry::living(const std::string& identifier) const {
+std::shared_ptr<Device> DeviceManager::living(const std::string& identifier) const {
   const auto found = std::ranges::find_if(m_devices, [&](const auto& each) {
     return each->isAlive() && each->identifier() == identifier;
   });
   return found != m_devices.end() ? *found : nullptr;
 }
 
-std::shared_ptr<Device> Registry::chosen() const { return living(m_chosen); }
+std::shared_ptr<Device> DeviceManager::chosen() const { return living(m_chosen); }
 
-std::shared_ptr<Device> Registry::fallback() const {
+std::shared_ptr<Device> DeviceManager::fallback() const {
   const auto attached = std::ranges::find_if(m_devices, [this](const auto& each) {
     return each->isAlive() && !m_serverDevices.contains(each->id());
   });
@@ -217,7 +217,7 @@ std::shared_ptr<Device> Registry::fallback() const {
   return ofServer && ofServer->isAlive() ? ofServer : nullptr;
 }
 
-Situation Registry::situation(Change change, const Device* device) const {
+Situation DeviceManager::situation(DeviceEvent change, const Device* device) const {
   Situation now{.change = change,
                 .subject = Subject::Another,
                 .choice = Choice::None,
@@ -235,7 +235,7 @@ Situation Registry::situation(Change change, const Device* device) const {
 }
 
 /// Also returns actions that the caller must carry out.
-Action Registry::apply(Change change, const Device* device) {
+Action DeviceManager::apply(DeviceEvent change, const Device* device) {
   const auto output = [&](const std::shared_ptr<Device>& target) {
     const AudioObjectID id = target ? target->id() : AudioObjectID{kAudioObjectUnknown};
     if (std::exchange(m_output, id) != id) {
@@ -259,13 +259,13 @@ Action Registry::apply(Change change, const Device* device) {
   return action;
 }
 
-void Registry::defaultMayHaveChanged() const {
+void DeviceManager::defaultMayHaveChanged() const {
   if (DefaultFollower* const follow = m_follower.load(std::memory_order_acquire)) {
     follow();
   }
 }
 
-void Registry::endAtExit() {
+void DeviceManager::endAtExit() {
   for (const auto& device : devices()) {
     device->endAtExit();
   }

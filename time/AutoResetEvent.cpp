@@ -1,4 +1,4 @@
-#include "time/Gate.h"
+#include "time/AutoResetEvent.h"
 
 #include <cerrno>
 #include <ctime>
@@ -43,18 +43,18 @@ void monotonicSleepUntil(std::uint64_t deadline) {
   }
 }
 
-void Gate::open() {
+void AutoResetEvent::open() {
   if (m_state.exchange(kOpen, std::memory_order_acq_rel) == kWaited) {
     futexWake(m_state);
   }
 }
 
-bool Gate::tryPass() {
+bool AutoResetEvent::tryPass() {
   std::uint32_t open = kOpen;
   return m_state.compare_exchange_strong(open, kClosed, std::memory_order_acquire);
 }
 
-bool Gate::passUntil(std::uint64_t deadline) {
+bool AutoResetEvent::passUntil(std::uint64_t deadline) {
   for (;;) {
     std::uint32_t state = kOpen;
     if (m_state.compare_exchange_strong(state, kClosed, std::memory_order_acquire)) {

@@ -1,4 +1,4 @@
-#include "platform/drivers/alsa/Patience.h"
+#include "platform/drivers/alsa/RunWithTimeout.h"
 
 #include <future>
 #include <memory>
@@ -37,7 +37,7 @@ Underway& underway() {
 
 }  // namespace
 
-bool comesBack(const std::string& name, std::function<void()> step) {
+bool runWithTimeout(const std::string& name, std::function<void()> step) {
   if (!underway().add(name)) {
     return false;
   }
@@ -48,7 +48,7 @@ bool comesBack(const std::string& name, std::function<void()> step) {
     underway().remove(name);
     done->set_value();
   }).detach();
-  return back.wait_for(kAlsaPatience) == std::future_status::ready;
+  return back.wait_for(kAlsaTimeout) == std::future_status::ready;
 }
 
 }  // namespace Platform

@@ -1,0 +1,56 @@
+#include "platform/device/StallMonitor.h"
+
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+#include "platform/device/DeviceManager.h"
+#include "time/HostTime.h"
+
+namespace Platform {
+namespace {
+
+constexpr std::chrono::milliseconds kPeriod{250};
+
+// If a period takes this long, the process was stopped, and the devices have not run again yet.
+constexpr std::uint64_t kStoppedNs = 500'000'000;
+
+void act(Device& device, StallDetector::Finding finding) {
+  using Finding = StallDetector::Finding;
+  DeviceManager& registry = DeviceManager::instance();
+  if (const auto suspended = device.changeOfSuspension()) {
+    registry.changed(*suspended ? DeviceEvent::Suspended : DeviceEvent::Resumed, device,
+                     kAudioDevicePropertyIOStoppedAbnormally);
+  }
+  if (finding == Finding::Resumed) {
+    registry.changed(DeviceEvent::Resumed, device, kAudioDevicePropertyIOStoppedAbnormally);
+  } else if (finding == Finding::Stalled) {
+    registry.changed(DeviceEvent::Stalled, device, kAudioDevicePropertyIOStoppedAbnormally);
+  } else if (finding == Finding::Reopen &&
+             registry.changed(DeviceEvent::Stalled, device,
+                              kAudioDevicePropertyIOStoppedAbnormally) == Action::Reopen) {
+    device.reopen();
+  }
+}
+
+[[noreturn]] void watch() {
+  for (;;) {
+    const std::uint64_t beganNs = Tavro::HostTime::now();
+    std::this_thread::sleep_for(kPeriod);
+    if (Tavro::HostTime::now() - beganNs > kStoppedNs) {
+      continue;
+    }
+    for (const auto& device : DeviceManager::instance().devices()) {
+      act(*device, device->poll(Tavro::HostTime::now()));
+    }
+  }
+}
+
+}  // namespace
+
+void watchCycles() {
+  static std::once_flag started;
+  std::call_once(started, [] { std::thread(watch).detach(); });
+}
+
+}  // namespace Platform
