@@ -195,7 +195,7 @@ Participant* Scheduler::pickNext() {
     }
   }
   if (next != nullptr && next->deadline == kNever) {
-    m_stallHandler(report("nobody is due"));
+    m_stallHandler(report("no thread is due"));
     return nullptr;
   }
   return next;
@@ -334,13 +334,13 @@ void Scheduler::checkProgress() {
   m_stoodStillMs = moved || mover == nullptr ? 0 : m_stoodStillMs + kCheckIntervalNs / kNanosPerMs;
   if (m_stoodStillMs >= m_patienceMs) {
     m_stoodStillMs = 0;
-    m_stallHandler(report(mover->name + " blocks outside the clock"));
+    m_stallHandler(report(mover->name + " blocks outside simulated time"));
   }
 }
 
 std::string Scheduler::report(const std::string& headline) {
   std::string text =
-      "simulated time stands still at " + secondsText(now()) + ": " + headline + "\n";
+      "simulated time is stalled at " + secondsText(now()) + ": " + headline + "\n";
   for (const auto& member : m_members) {
     text += "  " + member->name + " #" + std::to_string(member->id) + ": ";
     const auto join = std::find_if(m_joins.rbegin(), m_joins.rend(), [&](const Join& candidate) {

@@ -170,7 +170,7 @@ TEST_F(SimulatedTimeDeathTest, aWaitThatNobodyEndsIsReportedWithEveryThread) {
         Thread decode(Role::Decode, "decode", [&] { waitUntil(kNever, never, "room"); });
         waitUntil(kNever, never, "the end of the file");
       },
-      "nobody is due\n  host #[0-9]+: waits for the end of the file, without end\n"
+      "no thread is due\n  host #[0-9]+: waits for the end of the file, without end\n"
       "  decode #[0-9]+: waits for room, without end");
 }
 
@@ -188,7 +188,7 @@ TEST_F(SimulatedTimeDeathTest, aThreadThatBlocksOutsideTheClockIsReported) {
         waitUntil(now() + kMs, "a pause");
         const std::lock_guard blocked(lock);
       },
-      "host blocks outside the clock\n  host #[0-9]+: runs\n"
+      "host blocks outside simulated time\n  host #[0-9]+: runs\n"
       "  holder #[0-9]+: waits for something, with a lock held until");
 }
 
