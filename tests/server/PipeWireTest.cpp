@@ -1,12 +1,9 @@
 #include "tests/server/PipeWireTest.h"
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <map>
-#include <ranges>
-#include <sys/wait.h>
 
 #include "tests/support/Channels.h"
 
@@ -14,50 +11,26 @@ namespace fs = std::filesystem;
 
 void PipeWireTest::SetUp() {
   ServerTest::SetUp();
-  constexpr const char* kFindAll =
-      "for each in dbus-daemon pipewire wireplumber pipewire-pulse; do "
-      "command -v $each >/dev/null || exit 1; done";
-  if (!IsSkipped() && std::system(kFindAll) != 0) {
-    GTEST_SKIP() << "NOTHING WAS TESTED: pipewire, pipewire-pulse, wireplumber or dbus is missing";
-  }
+  need("dbus-daemon pipewire wireplumber pipewire-pulse");
 }
 
-void PipeWireTest::TearDown() {
-  forgetRecordings();
-  for (const pid_t daemon : m_daemons | std::views::reverse) {
-    kill(daemon, SIGKILL);
-    waitpid(daemon, nullptr, 0);
-  }
-  for (const char* name : {"DBUS_SESSION_BUS_ADDRESS", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) {
-    unsetenv(name);
-  }
-  ServerTest::TearDown();
-}
-
-/// Each daemon needs the one before it.
+/// Each program needs the one before it.
 void PipeWireTest::startPipeWire(const std::vector<NullSink>& sinks) {
   writeSinks(sinks);
   writeSessionManagersSettings();
   setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path("run/bus")).c_str(), 1);
-  setenv("XDG_CONFIG_HOME", path("config").c_str(), 1);
-  setenv("XDG_STATE_HOME", path("state").c_str(), 1);
   setenv("PULSE_SERVER", ("unix:" + path("run/pulse/native")).c_str(), 1);
-  const auto start = [this](const Words& command, const std::function<bool()>& isUp) {
-    m_daemons.push_back(spawn(command, "server.log"));
-    ASSERT_TRUE(eventually(isUp)) << command[0] << run("cat", {"server.log"}).out;
-  };
-  start({"dbus-daemon", "--session", "--nofork", "--nopidfile",
-         "--address=unix:path=" + path("run/bus")},
-        [this] { return fs::exists(path("run/bus")); });
-  start({"pipewire"}, [this] { return fs::exists(path("run/pipewire-0")); });
-  start({"wireplumber"}, [] { return true; });
-  start({"pipewire-pulse"}, [&] {
-    const std::string there = run("pactl", {"list", "short", "sinks"}).out;
-    const bool areAll = std::ranges::all_of(sinks, [&](const NullSink& sink) {
-      return there.find("\t" + sink.name + "\t") != std::string::npos;
-    });
+  startProgram({"dbus-daemon", "--session", "--nofork", "--nopidfile",
+                "--address=unix:path=" + path("run/bus")},
+               [this] { return fs::exists(path("run/bus")); });
+  startProgram({"pipewire"}, [this] { return fs::exists(path("run/pipewire-0")); });
+  startProgram({"wireplumber"}, [] { return true; });
+  startProgram({"pipewire-pulse"}, [&] {
+    const std::string there = run("pactl", {"list", "short", "sinks"}, "pactl").out;
+    const bool areAll = std::ranges::all_of(
+        sinks, [&](const NullSink& sink) { return says(there, "\t" + sink.name + "\t"); });
     // Refused until the session manager is up.
-    return areAll && run("pactl", {"set-default-sink", sinks.front().name}).status == 0;
+    return areAll && run("pactl", {"set-default-sink", sinks.front().name}, "pactl").status == 0;
   });
 }
 

@@ -9,7 +9,6 @@
 class PipeWireTest : public ServerTest {
  protected:
   void SetUp() override;
-  void TearDown() override;
 
   /// Sinks of two or of eight channels.
   void startPipeWire(const std::vector<NullSink>& sinks);
@@ -17,6 +16,4 @@ class PipeWireTest : public ServerTest {
  private:
   void writeSinks(const std::vector<NullSink>& sinks) const;
   void writeSessionManagersSettings() const;
-
-  std::vector<pid_t> m_daemons;
 };
