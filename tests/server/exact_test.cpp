@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "tests/server/ServerTest.h"
 #include "tests/support/Channels.h"
 
@@ -26,6 +28,23 @@ std::vector<WaveShape> shapes() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shapes, ExactOnAServer, testing::ValuesIn(shapes()), nameOfShape);
+
+class AlsaOnAServer : public ServerTest {};
+
+/// As programs play that know only ALSA.
+TEST_F(AlsaOnAServer, everySampleArrivesThroughThePlugIn) {
+  std::ofstream(path("asound.conf"))
+      << "pcm.server { type pulse server \"unix:" << path("native") << "\" device \"sink\" }\n";
+  setenv("ALSA_CONFIG_PATH", path("asound.conf").c_str(), 1);
+  for (const unsigned channels : {2U, 8U}) {
+    SCOPED_TRACE(channels);
+    const NullSink sink{
+        "sink", {16, false, channels, 48000}, positionsOf(channelsOfFile(channels))};
+    startServer({sink});
+    expectExact(sink, "alsa:server");
+    killServer();
+  }
+}
 
 class PositionsOnAServer : public ServerTest {
  protected:
