@@ -339,8 +339,7 @@ void Scheduler::checkProgress() {
 }
 
 std::string Scheduler::report(const std::string& headline) {
-  std::string text =
-      "simulated time is stalled at " + secondsText(now()) + ": " + headline + "\n";
+  std::string text = "simulated time is stalled at " + secondsText(now()) + ": " + headline + "\n";
   for (const auto& member : m_members) {
     text += "  " + member->name + " #" + std::to_string(member->id) + ": ";
     const auto join = std::find_if(m_joins.rbegin(), m_joins.rend(), [&](const Join& candidate) {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "Play.h"
-#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 #include "time/HostTime.h"
 
 inline constexpr std::uint64_t kSecond = 1'000'000'000;

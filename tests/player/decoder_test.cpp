@@ -6,36 +6,40 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 
-#include "tests/support/Wave.h"
 #include "tests/support/Workbench.h"
 
 namespace {
 
-struct Encoding {
-  const char* file;
-  Words encoder;
-  const char* raw;  // the decoded samples' type
-};
-
 class Decoder : public Workbench {
  protected:
-  void expectAsDecoded(const Encoding& encoding) {
-    Words encode{"-i", "in.wav"};
-    encode.insert(encode.end(), encoding.encoder.begin(), encoding.encoder.end());
-    encode.push_back(encoding.file);
-    ffmpeg(encode);
-    ffmpeg({"-i", encoding.file, "-f", encoding.raw, "reference"});
-    const Result result = play({"--device", "file:out.wav", encoding.file});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_TRUE(isExactly(readWave(path("out.wav")), readFile(path("reference")))) << encoding.file;
+  /// Encodes in.wav.
+  void encodeAs(const std::string& file, Words encoder) const {
+    encoder.insert(encoder.begin(), {"-i", "in.wav"});
+    encoder.push_back(file);
+    ffmpeg(encoder);
+  }
+
+  /// Expects that it plays, with that status, as the ffmpeg program decodes it to that type.
+  Result expectAsDecoded(const std::string& file, int status, const char* type) const {
+    ffmpeg({"-i", file, "-f", type, "reference"});
+    const Result result = play({"--device", "file:out.wav", file});
+    EXPECT_EQ(result.status, status) << file << ": " << result.err;
+    EXPECT_TRUE(isExactly(readWave(path("out.wav")), readFile(path("reference")))) << file;
+    return result;
   }
 };
 
 TEST_F(Decoder, everyKindOfInputPlaysAsItsDecoderGivesIt) {
   writeWave(path("in.wav"), noise({24, false, 2, 48000}, 24000));
-  for (const Encoding& encoding : {
-           Encoding{"flac16.flac", {"-sample_fmt", "s16"}, "s16le"},
+  struct Case {
+    const char* file;
+    Words encoder;
+    const char* type;
+  };
+  for (const Case& each : {
+           Case{"flac16.flac", {"-sample_fmt", "s16"}, "s16le"},
            {"flac24.flac", {"-sample_fmt", "s32", "-bits_per_raw_sample", "24"}, "s24le"},
            {"big.aiff", {"-c:a", "pcm_s16be"}, "s16le"},
            {"big24.aiff", {"-c:a", "pcm_s24be"}, "s24le"},
@@ -47,7 +51,8 @@ TEST_F(Decoder, everyKindOfInputPlaysAsItsDecoderGivesIt) {
            {"lossy.m4a", {"-c:a", "aac"}, "f32le"},
            {"lossy.ac3", {"-c:a", "ac3"}, "f32le"},
        }) {
-    expectAsDecoded(encoding);
+    encodeAs(each.file, each.encoder);
+    expectAsDecoded(each.file, 0, each.type);
   }
 }
 
@@ -76,10 +81,7 @@ TEST_F(Decoder, aTruncatedFileIsReportedAndAWholeOneIsNot) {
            {"few-frames.mp3", {"-write_xing", "0", "-t", "0.1"}, nullptr},
            {"vbr-no-header.mp3", {"-write_xing", "0", "-q:a", "4"}, nullptr},
        }) {
-    Words encode{"-i", "in.wav"};
-    encode.insert(encode.end(), each.encoder.begin(), each.encoder.end());
-    encode.push_back(each.file);
-    ffmpeg(encode);
+    encodeAs(each.file, each.encoder);
     Result result = play({"-q", "--device", "file:out.wav", each.file});
     EXPECT_TRUE(result.status == 0 && result.err.empty()) << each.file << result.err;
 
@@ -88,22 +90,12 @@ TEST_F(Decoder, aTruncatedFileIsReportedAndAWholeOneIsNot) {
     writeFile(path(each.file), bytes);
     result = play({"--device", "file:out.wav", each.file});
     EXPECT_EQ(result.status, each.says == nullptr ? 0 : 3) << each.file << result.err;
-    EXPECT_NE(result.err.find(each.says == nullptr ? "" : each.says), std::string::npos)
-        << each.file << ": " << result.err;
+    EXPECT_TRUE(says(result.err, each.says == nullptr ? "" : each.says)) << each.file;
   }
 }
 
-class Handover : public Decoder {
- protected:
-  void SetUp() override { writeWave(path("in.wav"), noise({16, false, 2, 48000}, 96000)); }
-
-  Bytes decoded(const std::string& file) const {
-    ffmpeg({"-i", file, "-f", "s16le", "reference"});
-    return readFile(path("reference"));
-  }
-};
-
-TEST_F(Handover, aDamagedFileGoesOnBehindTheDamageAndIsTold) {
+TEST_F(Decoder, aDamagedFileGoesOnBehindTheDamageAndIsTold) {
+  writeWave(path("in.wav"), noise({16, false, 2, 48000}, 96000));
   ffmpeg({"-i", "in.wav", "good.flac"});
   Bytes bytes = readFile(path("good.flac"));
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), 8, 'x');
@@ -111,20 +103,15 @@ TEST_F(Handover, aDamagedFileGoesOnBehindTheDamageAndIsTold) {
   bytes.resize(bytes.size() * 3 / 4);
   writeFile(path("cut.flac"), bytes);
 
-  Result result = play({"--device", "file:out.wav", "damaged.flac"});
-  EXPECT_EQ(result.status, 3);
-  EXPECT_NE(result.err.find("damaged.flac: damaged"), std::string::npos) << result.err;
-  EXPECT_TRUE(isExactly(readWave(path("out.wav")), decoded("damaged.flac")));
-
-  result = play({"--device", "file:out.wav", "cut.flac"});
-  EXPECT_EQ(result.status, 3);
-  EXPECT_NE(result.err.find(" of 96000 frames"), std::string::npos) << result.err;
-  EXPECT_TRUE(isExactly(readWave(path("out.wav")), decoded("cut.flac")));
+  for (const auto& [file, words] :
+       {std::pair{"damaged.flac", "damaged.flac: damaged"}, {"cut.flac", " of 96000 frames"}}) {
+    EXPECT_TRUE(says(expectAsDecoded(file, 3, "s16le").err, words));
+  }
 }
 
-TEST_F(Handover, burstsInAWaveFileAreNoNoise) {
-  ffmpeg({"-i", "in.wav", "-c:a", "ac3", "-f", "spdif", "bursts"});
-  writeWave(path("bursts.wav"), {{16, false, 2, 48000}, readFile(path("bursts"))});
+TEST_F(Decoder, burstsInAWaveFileAreNoNoise) {
+  encode("in.ac3", {});
+  writeWave(path("bursts.wav"), {{16, false, 2, 48000}, burstsOf("in.ac3")});
   // Behind a chunk that fills what is looked at first, of a file that says its size truly.
   Bytes late = readFile(path("bursts.wav"));
   Bytes junk(70'008);
@@ -135,7 +122,7 @@ TEST_F(Handover, burstsInAWaveFileAreNoNoise) {
   writeFile(path("late.wav"), late);
   for (const std::string file : {"bursts.wav", "late.wav"}) {
     const Result result = play({"--explain-passthrough", "--device", "file:out.spdif", file});
-    EXPECT_NE(result.out.find(file + ": passed through"), std::string::npos) << result.out;
+    EXPECT_TRUE(says(result.out, file + ": passed through"));
   }
 }
 

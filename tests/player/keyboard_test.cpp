@@ -7,9 +7,8 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
+#include <fcntl.h>
 #include <functional>
-#include <mutex>
 #include <pty.h>
 #include <signal.h>
 #include <string>
@@ -20,19 +19,16 @@
 #include <unistd.h>
 #include <utmp.h>
 
-#include "tests/support/Wave.h"
 #include "tests/support/Workbench.h"
 
 namespace {
-
-using nlohmann::json;
 
 class OnTerminal : public Workbench {
  protected:
   void SetUp() override {
     writeWave(path("in.wav"), noise({16, false, 2, 48000}, 48000 * 60));
     ASSERT_EQ(openpty(&m_screen, &m_terminal, nullptr, nullptr, nullptr), 0);
-    m_reader = std::thread([this] { readScreen(); });
+    fcntl(m_screen, F_SETFL, O_NONBLOCK);
   }
 
   void TearDown() override {
@@ -40,24 +36,17 @@ class OnTerminal : public Workbench {
       kill(m_process, SIGKILL);
       end();
     }
-    close(m_terminal);  // the last one, which ends the reader
-    m_reader.join();
+    close(m_terminal);
     close(m_screen);
   }
 
   void playOnTerminal(const std::string& input = "in.wav", Words words = {}) {
     words.insert(words.end(), {PLAYER, "--real-time", "--device", "file:" + path("out.wav"),
                                "--json", path("totals"), "--events", path("events"), path(input)});
-    std::vector<char*> arguments;
-    for (std::string& word : words) {
-      arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
     m_process = fork();
     if (m_process == 0) {
       login_tty(m_terminal);
-      execvp(arguments[0], arguments.data());
-      _exit(127);
+      execute(words);
     }
   }
 
@@ -66,10 +55,7 @@ class OnTerminal : public Workbench {
   }
 
   void await(const std::function<bool()>& isSo) {
-    for (int looks = 0; looks < 6000 && !isSo(); ++looks) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    EXPECT_TRUE(isSo()) << "the last status line: " << statusLine();
+    EXPECT_TRUE(eventually(isSo)) << "the last status line: " << statusLine();
   }
   /// Until the last status line is like that: the elapsed seconds and the state.
   using Condition = std::function<bool(double elapsedSeconds, const std::string& state)>;
@@ -91,10 +77,13 @@ class OnTerminal : public Workbench {
     await([this] { return !readsLines(); });
   }
 
-  /// The exit status, or the signal's number, negative.
+  /// The exit status, or the signal's number, negative. A full screen does not hold the player up.
   int end() {
     int status = 0;
-    waitpid(m_process, &status, 0);
+    await([&] {
+      screen();
+      return waitpid(m_process, &status, WNOHANG) == m_process;
+    });
     m_process = 0;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
@@ -110,20 +99,22 @@ class OnTerminal : public Workbench {
     ASSERT_EQ(ioctl(m_screen, TIOCSWINSZ, &size), 0);
   }
 
-  std::string screen() {
-    const std::lock_guard guard(m_lock);
+  /// Reads what the player has written meanwhile, and returns all of it.
+  const std::string& screen() {
+    std::array<char, 4096> text;
+    for (ssize_t count = 0; (count = read(m_screen, text.data(), text.size())) > 0;) {
+      m_text.append(text.data(), static_cast<std::size_t>(count));
+    }
     return m_text;
   }
   void forgetScreen() {
-    const std::lock_guard guard(m_lock);
+    screen();
     m_text.clear();
   }
 
-  json totals() const { return json::parse(std::ifstream(path("totals")), nullptr, false); }
-
   /// The last one, without what clears the line before it.
   std::string statusLine() {
-    const std::string text = screen();
+    const std::string& text = screen();
     const std::size_t start = text.rfind("\033[K");
     return start != std::string::npos ? text.substr(start + 3) : "";
   }
@@ -131,18 +122,8 @@ class OnTerminal : public Workbench {
   pid_t m_process = 0;
 
  private:
-  void readScreen() {
-    std::array<char, 4096> text;
-    for (ssize_t count = 0; (count = read(m_screen, text.data(), text.size())) > 0;) {
-      const std::lock_guard guard(m_lock);
-      m_text.append(text.data(), static_cast<std::size_t>(count));
-    }
-  }
-
   int m_screen = -1;
   int m_terminal = -1;
-  std::thread m_reader;
-  std::mutex m_lock;
   std::string m_text;
 };
 

@@ -16,12 +16,8 @@ namespace {
 using Help = Workbench;
 
 std::optional<int> parse(Words words) {
-  std::vector<char*> arguments;
-  for (std::string& word : words) {
-    arguments.push_back(word.data());
-  }
   Player::Options options;
-  return Player::parseOptions(static_cast<int>(words.size()), arguments.data(), options);
+  return Player::parseOptions(static_cast<int>(words.size()), argumentsOf(words).data(), options);
 }
 
 TEST_F(Help, isPlainAndItsExamplesParse) {

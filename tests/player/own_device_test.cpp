@@ -9,8 +9,7 @@
 #include <optional>
 
 #include "player/cli/Player.h"
-#include "tests/support/Ac3.h"
-#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 #include "time/HostTime.h"
 
 namespace {
@@ -18,7 +17,7 @@ namespace {
 using AudioDevices::ScriptedDevice;
 namespace Script = AudioDevices::Script;
 
-class OwnDevice : public Ac3Workbench {
+class OwnDevice : public Workbench {
  protected:
   static constexpr std::size_t kFrames = 48000;
 
@@ -70,10 +69,6 @@ class OwnDevice : public Ac3Workbench {
     return last;
   }
 
-  static bool holds(const Bytes& all, const Bytes& part) {
-    return std::search(all.begin(), all.end(), part.begin(), part.end()) != all.end();
-  }
-
   Player::Options options;
   std::vector<Bytes> captured;
 };
@@ -97,12 +92,12 @@ TEST_F(OwnDevice, monoGoesToBothSides) {
   writeWave(path("in.wav"), mono);
   Bytes both;
   for (std::size_t i = 0; i < mono.frames(); ++i) {
-    const Bytes sample = ::framesOf(mono, i, 1);
+    const Bytes sample = framesOf(mono, i, 1);
     both.insert(both.end(), sample.begin(), sample.end());
     both.insert(both.end(), sample.begin(), sample.end());
   }
   ASSERT_EQ(playOn(receiver(), {"in.wav"}), Player::ExitStatus::Played);
-  EXPECT_TRUE(holds(captured[0], both));
+  EXPECT_TRUE(contains(captured[0], both));
 }
 
 TEST_F(OwnDevice, aDeviceThatDoesNotTakeTheBurstsAfterAllGetsTheSound) {
@@ -112,7 +107,7 @@ TEST_F(OwnDevice, aDeviceThatDoesNotTakeTheBurstsAfterAllGetsTheSound) {
   setup.streams[0].format = AudioDevices::pcmFloat(48000, 2);
   Script::failCall("AudioDeviceStart", 1, kAudioDevicePermissionsError);
   ASSERT_EQ(playOn(setup, {"in.ac3"}), Player::ExitStatus::Played);
-  EXPECT_TRUE(holds(captured[0], readFile(path("reference"))));
+  EXPECT_TRUE(contains(captured[0], readFile(path("reference"))));
 }
 
 TEST_F(OwnDevice, aDeviceThatDoesNotTakeTheBurstsAfterAllIsAnErrorWhenTheyAreAskedFor) {

@@ -3,22 +3,19 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <fstream>
-
-#include "tests/support/Ac3.h"
-#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 
 using nlohmann::json;
 
-class Passthrough : public Ac3Workbench {
+class Passthrough : public Workbench {
  protected:
   /// Plays with the totals as JSON, into out.spdif unless told otherwise.
   Result playBursts(Words arguments, const std::string& device = "file:out.spdif") {
     arguments.insert(arguments.begin(), {"--device", device, "--json", "totals"});
-    Result result = play(arguments);
-    totals = json::parse(std::ifstream(path("totals")), nullptr, false);
+    const Result result = play(arguments);
+    totals = Workbench::totals();
     return result;
   }
 
@@ -77,7 +74,7 @@ TEST_F(Passthrough, tracksOfAnyContainerFollowWithoutAGap) {
 
 TEST_F(Passthrough, partsAreCutToWholeFrames) {
   encode("in.ac3", {48000, 2, 192, 2});
-  const std::vector<Bytes> frames = framesOf(readFile(path("in.ac3")), 768);
+  const std::vector<Bytes> frames = framesIn(readFile(path("in.ac3")), 768);
   ASSERT_EQ(playBursts({"--start", "0.5", "--length", "0.25", "in.ac3"}).status, 0);
   const auto first = frames.begin() + 24000 / 1536;
   const auto end = frames.begin() + (36000 + 1535) / 1536;

@@ -3,35 +3,30 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
 #include <fcntl.h>
-#include <fstream>
 #include <map>
 #include <signal.h>
 #include <sstream>
 #include <sys/stat.h>
-#include <thread>
 #include <tuple>
 #include <unistd.h>
 
-#include "tests/support/Ac3.h"
-#include "tests/support/Wave.h"
+#include "tests/support/Workbench.h"
 
 namespace {
 
 using nlohmann::json;
 
-class Reports : public Ac3Workbench {};
+class Reports : public Workbench {};
 
 TEST_F(Reports, theTotalsBalanceAndAgreeWithTheEvents) {
   constexpr std::size_t kFrames = 48000;
   constexpr std::uint64_t kBuffers = 50;
-  writeWave(path("in.wav"), noise({16, false, 2, 48000}, kFrames));
   const Result result =
-      play({"--device", "file:out.wav", "--events", "-", "--json", "totals", "in.wav"});
+      playOn("file:out.wav", noise({16, false, 2, 48000}, kFrames), {"--events", "-"});
   ASSERT_EQ(result.status, 0) << result.err;
 
-  const json totals = json::parse(std::ifstream(path("totals")));
+  const json totals = this->totals();
   EXPECT_EQ(totals["exit_status"], 0);
   EXPECT_EQ(totals["simulated"], true);
   const json& buffers = totals["buffers"];
@@ -73,22 +68,14 @@ TEST_F(Reports, aSignalEndsItWithACompleteFile) {
   for (const auto& [signal, input, output] : {std::tuple{SIGINT, "in.wav", "out.wav"},
                                               {SIGTERM, "in.ac3", "out.spdif"},
                                               {SIGHUP, "in.wav", "out.wav"}}) {
-    const std::string log = path("events");
-    std::filesystem::remove(log);
+    std::filesystem::remove(path("events"));
     const pid_t process = begin(PLAYER, {"--real-time", "--device", std::string("file:") + output,
                                          "--events", "events", "--json", "totals", input});
-    const auto hasPlayed = [&log] {
-      const Bytes events = std::filesystem::exists(log) ? readFile(log) : Bytes();
-      return std::string(events.begin(), events.end()).find("\"played\"") != std::string::npos;
-    };
-    while (!hasPlayed()) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    kill(process, signal);
-    const Result result = end(process);
+    EXPECT_TRUE(eventually([this] { return bool{says(readText(path("events")), "\"played\"")}; }));
+    const Result result = endBy(signal, process);
     EXPECT_EQ(result.status, 128 + signal) << result.err;
-    EXPECT_EQ(result.err.find("replaced out.wav") != std::string::npos, signal == SIGHUP);
-    const json totals = json::parse(std::ifstream(path("totals")));
+    EXPECT_EQ(bool{says(result.err, "replaced out.wav")}, signal == SIGHUP);
+    const json totals = this->totals();
     EXPECT_EQ(totals["exit_status"], 128 + signal);
     EXPECT_EQ(totals["buffers"]["balanced"], true);
     EXPECT_EQ(totals["buffers"]["held"], 0);
@@ -96,7 +83,7 @@ TEST_F(Reports, aSignalEndsItWithACompleteFile) {
   }
   const Wave out = readWave(path("out.wav"));
   EXPECT_LT(out.frames(), in.frames());
-  EXPECT_TRUE(isExactly(out, ::framesOf(in, 0, std::min(out.frames(), in.frames()))));
+  EXPECT_TRUE(isExactly(out, framesOf(in, 0, std::min(out.frames(), in.frames()))));
   const Bytes frames = received("out.spdif");
   ASSERT_GT(frames.size(), 0u);
   EXPECT_EQ(readFile(path("out.spdif")).size(), frames.size() / 768 * kBurstBytes);
@@ -104,15 +91,11 @@ TEST_F(Reports, aSignalEndsItWithACompleteFile) {
   EXPECT_TRUE(std::equal(frames.begin(), frames.end(), all.begin()));
 }
 
-/// Whether it has handlers for signals: /proc shows them as a mask.
+/// Whether it has a handler for the signal: /proc shows them as a mask.
 bool catches(pid_t process, int signal) {
-  std::ifstream status("/proc/" + std::to_string(process) + "/status");
-  for (std::string word; status >> word;) {
-    if (word == "SigCgt:" && status >> word) {
-      return (std::stoull(word, nullptr, 16) >> (signal - 1) & 1) != 0;
-    }
-  }
-  return false;
+  const std::string status = readText("/proc/" + std::to_string(process) + "/status");
+  return (std::stoull(status.substr(status.find("SigCgt:") + 7), nullptr, 16) >> (signal - 1) &
+          1) != 0;
 }
 
 TEST_F(Reports, aSignalEndsItThoughAnInputKeepsItWaiting) {
@@ -130,13 +113,12 @@ TEST_F(Reports, aSignalEndsItThoughAnInputKeepsItWaiting) {
       std::filesystem::remove(path("events"));
       const pid_t process =
           begin(PLAYER, {"--real-time", "--device", "file:out.wav", "--events", "events", "pipe"});
-      while (!catches(process, signal) || (hasWriter && readFile(path("events")).empty())) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-      }
-      kill(process, signal);
-      const Result result = end(process);
+      EXPECT_TRUE(eventually([&] {
+        return catches(process, signal) && (!hasWriter || !readFile(path("events")).empty());
+      }));
+      const Result result = endBy(signal, process);
       EXPECT_EQ(result.status, 128 + signal) << hasWriter << result.err;
-      EXPECT_EQ(result.err.find("pipe:"), std::string::npos) << result.err;
+      EXPECT_FALSE(says(result.err, "pipe:"));
       close(writer);
     }
   }
@@ -151,9 +133,7 @@ TEST_F(Reports, withoutASoundServerAutoWritesANewFileAndSaysSo) {
   writeWave(path("music/song.wav"), in);
   for (const char* name : {"song.wav", "song-2.wav"}) {
     const Result result = play({"music/song.wav"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.errorLines(), 1u) << result.err;
-    EXPECT_NE(result.err.find(name), std::string::npos) << result.err;
+    EXPECT_TRUE(saysInOneLine(result, 0, name));
     EXPECT_TRUE(isExactly(readWave(path(name)), in.data));
   }
 }
@@ -162,8 +142,8 @@ TEST_F(Reports, quietSaysNothingAndVerboseHearsThePlugin) {
   writeWave(path("in.wav"), noise({16, false, 2, 48000}, 2000));
   EXPECT_EQ(play({"-q", "--device", "file:out.wav", "in.wav"}).err, "");
   const std::string said = play({"-v", "--device", "file:out.wav", "in.wav"}).err;
-  EXPECT_NE(said.find("Rendering: Audio Output Creation"), std::string::npos) << said;
-  EXPECT_NE(said.find("Rendering: Audio Output Destruction"), std::string::npos) << said;
+  EXPECT_TRUE(says(said, "Rendering: Audio Output Creation"));
+  EXPECT_TRUE(says(said, "Rendering: Audio Output Destruction"));
 }
 
 }  // namespace

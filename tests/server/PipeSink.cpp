@@ -10,13 +10,13 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr std::size_t kMostBytes = 1 << 30;  // of addresses: copying would keep the sink waiting
+constexpr double kBytesPerSecond = 4 * 48000;  // of sound
+constexpr std::size_t kMostBytes = 1 << 30;    // of addresses: copying would keep the sink waiting
 
 }  // namespace
 
-PipeSink::PipeSink(const std::filesystem::path& pipe, const WaveShape& shape, double speed)
-    : m_bytesPerSecond(static_cast<double>(shape.rate * shape.frameBytes())),
-      m_speed(speed),
+PipeSink::PipeSink(const std::string& pipe, double speed)
+    : m_speed(speed),
       m_pipe(open(pipe.c_str(), O_RDONLY | O_NONBLOCK)),
       m_since(steady_clock::now()) {
   EXPECT_GE(m_pipe, 0) << pipe;
@@ -39,7 +39,7 @@ void PipeSink::stall(std::chrono::milliseconds time) {
 
 void PipeSink::jump(std::chrono::milliseconds sound) {
   const std::lock_guard lock(m_lock);
-  m_before += m_bytesPerSecond * std::chrono::duration<double>(sound).count();
+  m_before += kBytesPerSecond * std::chrono::duration<double>(sound).count();
 }
 
 Bytes PipeSink::played() const {
@@ -49,7 +49,7 @@ Bytes PipeSink::played() const {
 
 double PipeSink::dueBytes(steady_clock::time_point now) {
   const double seconds = std::chrono::duration<double>(now - m_since).count();
-  return m_before + std::max(seconds, 0.0) * m_speed * m_bytesPerSecond;
+  return m_before + std::max(seconds, 0.0) * m_speed * kBytesPerSecond;
 }
 
 void PipeSink::run() {

@@ -2,19 +2,19 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
 #include <mutex>
+#include <string>
 #include <thread>
 
 #include "tests/support/Wave.h"
 
 /// The reader of a server's pipe sink, which makes it the sink's clock: what it takes out of the
 /// pipe is what the sink plays, and when. It keeps to a timeline: late once, it takes more at once,
-/// as long as the pipe holds it.
+/// as long as the pipe holds it. Its sound is 16 bit stereo at 48 kHz.
 class PipeSink {
  public:
   /// `speed`: seconds of sound a second.
-  PipeSink(const std::filesystem::path& pipe, const WaveShape& shape, double speed = 1);
+  explicit PipeSink(const std::string& pipe, double speed = 1);
   ~PipeSink();
   PipeSink(const PipeSink&) = delete;
   PipeSink& operator=(const PipeSink&) = delete;
@@ -31,7 +31,6 @@ class PipeSink {
   double dueBytes(std::chrono::steady_clock::time_point now);
   bool take(std::size_t byteCount);
 
-  const double m_bytesPerSecond;  // of sound
   const double m_speed;
   const int m_pipe;
 

@@ -1,17 +1,14 @@
 #include "tests/server/ServerTest.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
-#include <map>
+#include <ranges>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 #include "tests/support/Channels.h"
@@ -19,15 +16,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr std::chrono::seconds kPatience{20};
-
-void end(pid_t process, int number) {
-  if (process > 0) {
-    kill(process, number);
-    waitpid(process, nullptr, 0);
-  }
-}
 
 std::string moduleArguments(const NullSink& sink) {
   std::string text = "sink_name=" + sink.name + " format=" + sampleName(sink.shape) +
@@ -60,10 +48,15 @@ std::string positionsOf(const std::string& channels) {
   return map;
 }
 
-void ServerTest::SetUp() {
-  if (std::system("command -v pulseaudio pactl parec >/dev/null") != 0) {
-    GTEST_SKIP() << "NOTHING WAS TESTED: pulseaudio or pulseaudio-utils is not installed";
+void ServerTest::need(const std::string& programs) {
+  const std::string command = "for each in " + programs + "; do command -v $each || exit 1; done";
+  if (std::system((command + " >/dev/null").c_str()) != 0) {
+    GTEST_SKIP() << "NOTHING WAS TESTED: not all of these are installed: " << programs;
   }
+}
+
+void ServerTest::SetUp() {
+  need("pulseaudio pactl parec");
   setpriority(PRIO_PROCESS, 0, -15);  // where allowed: all of this plays in real time
   for (const char* name : {"run", "state", "home"}) {
     fs::create_directory(folder / name);
@@ -72,6 +65,8 @@ void ServerTest::SetUp() {
   for (const auto& [name, value] : std::vector<std::pair<const char*, std::string>>{
            {"HOME", path("home")},
            {"XDG_RUNTIME_DIR", path("run")},
+           {"XDG_CONFIG_HOME", path("config")},
+           {"XDG_STATE_HOME", path("state")},
            {"PULSE_RUNTIME_PATH", path("run/pulse")},
            {"PULSE_STATE_PATH", path("state")},
            {"PULSE_CONFIG_PATH", path("home/.config/pulse")},
@@ -80,7 +75,8 @@ void ServerTest::SetUp() {
            {"ALSA_CONFIG_PATH", "/dev/null"}}) {
     setenv(name, value.c_str(), 1);
   }
-  for (const char* name : {"DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SINK"}) {
+  for (const char* name :
+       {"DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "PULSE_SINK", "PULSE_LATENCY_MSEC"}) {
     unsetenv(name);
   }
 }
@@ -92,17 +88,13 @@ void ServerTest::TearDown() {
 
 void ServerTest::forgetRecordings() {
   for (const auto& [sink, recorder] : m_recorders) {
-    ::end(recorder, SIGKILL);
-    fs::remove(folder / (sink + ".raw"));
+    endBy(SIGKILL, recorder);
+    fs::remove(recordingOf(sink));
   }
   m_recorders.clear();
 }
 
-void ServerTest::startServer(const std::vector<NullSink>& sinks) {
-  m_server = startDaemon("native", sinks);
-}
-
-pid_t ServerTest::startDaemon(const std::string& name, const std::vector<NullSink>& sinks) const {
+void ServerTest::startDaemon(const std::string& name, const std::vector<NullSink>& sinks) {
   Words command = {"pulseaudio",
                    "-n",
                    "--daemonize=no",
@@ -118,16 +110,19 @@ pid_t ServerTest::startDaemon(const std::string& name, const std::vector<NullSin
   for (const NullSink& sink : sinks) {
     command.insert(command.end(), {"-L", "module-null-sink " + moduleArguments(sink)});
   }
-  const pid_t daemon = spawn(command, "server.log");
-  EXPECT_TRUE(eventually([&] {
-    return run("pactl", {"--server=unix:" + path(name), "info"}).status == 0;
-  })) << run("cat", {"server.log"}).out;
-  return daemon;
+  startProgram(command, [&] {
+    return run("pactl", {"--server=unix:" + path(name), "info"}, "pactl").status == 0;
+  });
+}
+
+void ServerTest::startProgram(const Words& command, const std::function<bool()>& isUp) {
+  m_programs.push_back(begin(command[0], {command.begin() + 1, command.end()}, command[0]));
+  ASSERT_TRUE(eventually(isUp)) << command[0] << ": " << readText(path(command[0] + ".err"));
 }
 
 /// The name of the ALSA device tells the server that it is a digital one, whose formats can be set.
 void ServerTest::startDigitalServer() {
-  m_clock = startDaemon("clock", {{"clock"}});
+  startDaemon("clock", {{"clock"}});
   std::ofstream(path("asound.conf"))
       << "pcm.iec958capture {\n  type file\n  slave.pcm { type pulse server \"unix:"
       << path("clock") << "\" device \"clock\" }\n  file \"" << path("digital-%r")
@@ -141,61 +136,43 @@ void ServerTest::startDigitalServer() {
 void ServerTest::loadDigitalSink() const {
   pactl({"load-module", "module-alsa-sink", "device=iec958capture", "sink_name=digital", "mmap=no",
          "tsched=no", "fragments=4", "fragment_size=4096"});
-  const std::string sinks = pactl({"list", "short", "sinks"});
-  const std::size_t at = sinks.find("\tdigital\t");
-  ASSERT_NE(at, std::string::npos) << sinks;
-  const std::size_t newline = sinks.rfind('\n', at);
-  const std::size_t line = newline == std::string::npos ? 0 : newline + 1;
-  pactl({"set-sink-formats", sinks.substr(line, at - line), "pcm; ac3-iec61937"});
+  pactl({"set-sink-formats", numberOf("sinks", "\tdigital\t"), "pcm; ac3-iec61937"});
 }
 
-void ServerTest::signalServer(int number) const { kill(m_server, number); }
+void ServerTest::signalServer(int number) const { kill(m_programs.back(), number); }
 
 void ServerTest::killServer() {
-  ::end(std::exchange(m_server, 0), SIGKILL);
-  ::end(std::exchange(m_clock, 0), SIGKILL);
-}
-
-pid_t ServerTest::spawn(const Words& command, const std::string& log) const {
-  const pid_t process = fork();
-  if (process == 0) {
-    std::vector<char*> arguments;
-    for (const std::string& word : command) {
-      arguments.push_back(const_cast<char*>(word.c_str()));
-    }
-    arguments.push_back(nullptr);
-    const int file = open(path(log).c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    dup2(file, STDOUT_FILENO);
-    dup2(file, STDERR_FILENO);
-    execvp(arguments[0], arguments.data());
-    _exit(127);
+  for (const pid_t program : m_programs | std::views::reverse) {
+    endBy(SIGKILL, program);
   }
-  return process;
+  m_programs.clear();
 }
 
 std::string ServerTest::pactl(const Words& arguments) const {
-  // Not run(): a player of the test's may be writing to the files of that.
-  std::string command = "pactl";
-  for (const std::string& word : arguments) {
-    command += " '" + word + "'";
-  }
-  const std::string answer = path("pactl.out");
-  EXPECT_EQ(std::system((command + " >" + answer + " 2>&1").c_str()), 0) << command;
-  const Bytes bytes = readFile(answer);
-  std::string text(bytes.begin(), bytes.end());
-  while (!text.empty() && text.back() == '\n') {
-    text.pop_back();
-  }
-  return text;
+  const Result result = run("pactl", arguments, "pactl");
+  EXPECT_EQ(result.status, 0) << testing::PrintToString(arguments) << result.err;
+  return result.out.substr(0, result.out.find_last_not_of('\n') + 1);
 }
 
-void ServerTest::command(const std::string& line) const {
+std::string ServerTest::numberOf(const std::string& kind, const std::string& text) const {
+  std::istringstream lines(pactl({"list", "short", kind}));
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find(text) != std::string::npos) {
+      return line.substr(0, line.find('\t'));
+    }
+  }
+  ADD_FAILURE() << "none of the " << kind << " has '" << text << "'";
+  return "";
+}
+
+/// pactl has no word for it, the server's command line has.
+void ServerTest::killStream() const {
   const int connection = socket(AF_UNIX, SOCK_STREAM, 0);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path("native-cli").copy(address.sun_path, sizeof(address.sun_path) - 1);
   ASSERT_EQ(connect(connection, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
-  const std::string text = line + "\n";
+  const std::string text = "kill-sink-input " + numberOf("sink-inputs") + "\n";
   ASSERT_EQ(write(connection, text.data(), text.size()), static_cast<ssize_t>(text.size()));
   shutdown(connection, SHUT_WR);
   for (char answer = 0; read(connection, &answer, 1) == 1;) {  // until the server hangs up
@@ -207,19 +184,12 @@ void ServerTest::load(const NullSink& sink) const {
   pactl({"load-module", "module-null-sink", moduleArguments(sink)});
 }
 
-/// By the module that made it.
-void ServerTest::unload(const std::string& sink) {
-  const std::string modules = pactl({"list", "short", "modules"});
-  const std::size_t at = modules.find("sink_name=" + sink + " ");
-  ASSERT_NE(at, std::string::npos) << modules;
-  const std::size_t newline = modules.rfind('\n', at);
-  const std::size_t line = newline == std::string::npos ? 0 : newline + 1;
-  pactl({"unload-module", modules.substr(line, modules.find('\t', line) - line)});
+void ServerTest::unload(const std::string& sink) const {
+  pactl({"unload-module", numberOf("modules", "sink_name=" + sink + " ")});
 }
 
 void ServerTest::record(const NullSink& sink) {
-  Words command = {"parec",
-                   "--raw",
+  Words command = {"--raw",
                    "--device=" + sink.name + ".monitor",
                    "--format=" + sampleName(sink.shape),
                    "--rate=" + std::to_string(sink.shape.rate),
@@ -228,8 +198,9 @@ void ServerTest::record(const NullSink& sink) {
   if (!sink.positions.empty()) {
     command.push_back("--channel-map=" + sink.positions);
   }
-  command.push_back(recordingOf(sink).string());
-  m_recorders.emplace_back(sink.name, spawn(command, "recorder.log"));
+  command.push_back(recordingOf(sink.name));
+  fs::remove(recordingOf(sink.name));  // an earlier one would pass for this one
+  m_recorders[sink.name] = begin("parec", command, "parec-" + sink.name);
   ASSERT_TRUE(eventually([&] { return !recordedYet(sink).empty(); })) << sink.name;
 }
 
@@ -238,20 +209,14 @@ Bytes ServerTest::recorded(const NullSink& sink, std::size_t expectedBytes) {
   const std::size_t halfASecond = sink.shape.frameBytes() * sink.shape.rate / 2;
   eventually(
       [&] { return recordedYet(sink).size() >= std::max(expectedBytes, now) + halfASecond; });
-  const auto recorder =
-      std::ranges::find(m_recorders, sink.name, [](auto& each) { return each.first; });
-  ::end(recorder->second, SIGINT);
-  m_recorders.erase(recorder);
+  endBy(SIGINT, m_recorders.at(sink.name));
+  m_recorders.erase(sink.name);
   return recordedYet(sink);
 }
 
-bool ServerTest::eventually(const std::function<bool()>& isSo) {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (!isSo()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return true;
+void ServerTest::expectExact(const NullSink& sink, const std::string& device) {
+  const Wave in = noise(sink.shape, sink.shape.rate / 2 + 7);
+  record(sink);
+  const Result result = playOn(device, in);
+  expectAllArrived(in, result, recorded(sink, in.data.size()));
 }

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <functional>
+#include <map>
 #include <string>
 #include <sys/types.h>
 #include <vector>
 
-#include "tests/support/Wave.h"
 #include "tests/support/Workbench.h"
 
 inline constexpr std::size_t kSecond = 48000;  // frames, at the rate of most sinks here
@@ -31,24 +30,31 @@ class ServerTest : public Workbench {
   void SetUp() override;
   void TearDown() override;
 
-  void startServer(const std::vector<NullSink>& sinks);
+  /// Skips the test if one of the programs is missing; the caller continues.
+  static void need(const std::string& programs);
+
+  void startServer(const std::vector<NullSink>& sinks) { startDaemon("native", sinks); }
   /// With a sink "digital" that takes AC-3, too. Its clock is another daemon's null sink.
   void startDigitalServer();
   /// Every byte that the sink took since it last went to that rate.
   Bytes digitallyPlayed(unsigned rate) const {
     return readFile(folder / ("digital-" + std::to_string(rate)));
   }
+  /// Starts a program of the server, and waits until it is up.
+  void startProgram(const Words& command, const std::function<bool()>& isUp);
   void signalServer(int number) const;
   void killServer();
 
   /// The answer of pactl; fails the test when pactl does.
   std::string pactl(const Words& arguments) const;
-  /// What pactl has no word for, in the words of the server's command line.
-  void command(const std::string& line) const;
+  /// The number of the first of the server's sinks, modules or sink-inputs whose line has `text`.
+  std::string numberOf(const std::string& kind, const std::string& text = "") const;
   void load(const NullSink& sink) const;
   void loadDigitalSink() const;
-  void unload(const std::string& sink);
+  /// By the module that made it.
+  void unload(const std::string& sink) const;
   std::string defaultSink() const { return pactl({"get-default-sink"}); }
+  void killStream() const;
 
   /// Begins to record what the sink plays, and returns when the recording runs.
   void record(const NullSink& sink);
@@ -56,21 +62,14 @@ class ServerTest : public Workbench {
   Bytes recorded(const NullSink& sink, std::size_t expectedBytes);
   void forgetRecordings();
   /// So far.
-  Bytes recordedYet(const NullSink& sink) const { return readFile(recordingOf(sink)); }
-
-  /// A program that goes on beside the test; its output goes to the end of `log`.
-  pid_t spawn(const Words& command, const std::string& log) const;
-
-  /// Bounded; false: not in time.
-  static bool eventually(const std::function<bool()>& isSo);
+  Bytes recordedYet(const NullSink& sink) const { return readFile(recordingOf(sink.name)); }
+  /// Plays noise of the sink's shape on `device`, which leads to the sink, and expects all of it.
+  void expectExact(const NullSink& sink, const std::string& device);
 
  private:
-  std::filesystem::path recordingOf(const NullSink& sink) const {
-    return folder / (sink.name + ".raw");
-  }
-  pid_t startDaemon(const std::string& socket, const std::vector<NullSink>& sinks) const;
+  std::string recordingOf(const std::string& sink) const { return path(sink + ".raw"); }
+  void startDaemon(const std::string& socket, const std::vector<NullSink>& sinks);
 
-  pid_t m_server = 0;
-  pid_t m_clock = 0;                                       // the digital sink's
-  std::vector<std::pair<std::string, pid_t>> m_recorders;  // by sink
+  std::vector<pid_t> m_programs;             // the server is the last one
+  std::map<std::string, pid_t> m_recorders;  // by sink
 };

@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -44,11 +42,6 @@ inline const char* channelsOfFile(unsigned count) {
                                      "FL FR FC LFE RC SL SR",
                                      "FL FR FC LFE RL RR SL SR"};
   return kOrders[count - 1];
-}
-
-inline Words split(const std::string& text) {
-  std::istringstream stream(text);
-  return {std::istream_iterator<std::string>(stream), {}};
 }
 
 /// One channel of interleaved 16 bit frames.

@@ -32,6 +32,8 @@ bool isAt(const Bytes& bytes, std::size_t at, const char* text) {
   return at + 4 <= bytes.size() && std::memcmp(bytes.data() + at, text, 4) == 0;
 }
 
+bool isZero(unsigned char byte) { return byte == 0; }
+
 unsigned maskOf(unsigned channels) {
   constexpr unsigned kMasks[] = {0, 0x4, 0x3, 0x7, 0x33, 0x37, 0x3f, 0x70f, 0x63f};
   return kMasks[channels];
@@ -155,7 +157,6 @@ testing::AssertionResult liesIn(const Bytes& whole, const Bytes& part, std::size
   if ((at - whole.begin()) % static_cast<std::ptrdiff_t>(frameBytes) != 0) {
     return testing::AssertionFailure() << "not at a frame: " << at - whole.begin();
   }
-  const auto isZero = [](unsigned char byte) { return byte == 0; };
   const auto after = at + static_cast<std::ptrdiff_t>(part.size());
   if (!std::all_of(whole.begin(), at, isZero) || !std::all_of(after, whole.end(), isZero)) {
     return testing::AssertionFailure() << "there is more than silence around it";
@@ -168,6 +169,15 @@ bool contains(const Bytes& whole, const Bytes& part) {
                      std::boyer_moore_horspool_searcher(part.begin(), part.end())) != whole.end();
 }
 
-bool hasSound(const Bytes& bytes) {
-  return std::ranges::any_of(bytes, [](unsigned char byte) { return byte != 0; });
+bool hasSound(const Bytes& bytes) { return !std::ranges::all_of(bytes, isZero); }
+
+Bytes withoutSilence(const Bytes& frames, std::size_t frameBytes) {
+  Bytes sound;
+  for (std::size_t at = 0; at + frameBytes <= frames.size(); at += frameBytes) {
+    const unsigned char* const frame = frames.data() + at;
+    if (!std::all_of(frame, frame + frameBytes, isZero)) {
+      sound.insert(sound.end(), frame, frame + frameBytes);
+    }
+  }
+  return sound;
 }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
 
-#include "tests/support/Workbench.h"
+#include "tests/support/Files.h"
 
 struct WaveShape {
   unsigned bits = 16;
@@ -47,3 +49,6 @@ bool contains(const Bytes& whole, const Bytes& part);
 
 /// Anything but zeros.
 bool hasSound(const Bytes& bytes);
+
+/// The frames that are not all zeros.
+Bytes withoutSilence(const Bytes& frames, std::size_t frameBytes);
