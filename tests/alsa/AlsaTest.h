@@ -13,7 +13,7 @@ class AlsaTest : public Workbench {
  protected:
   AlsaTest();
 
-  /// Adds a PCM of the tests' own kind (BenchPcm.cpp tells its settings) that plays into
+  /// Adds a PCM of the tests' own kind (BenchPcm.cpp lists its settings) that plays into
   /// NAME.raw.
   void define(const std::string& name, const std::string& settings = "");
   void configure(const std::string& text);

@@ -145,7 +145,7 @@ void Bench::play(snd_pcm_sframes_t until) {
   m_position = until;
 }
 
-/// The state tells whether it does: libasound drops the answer.
+/// The state shows whether it resumes: libasound drops the result.
 int Bench::resume() {
   if (eventIsDue("suspend")) {
     g_eventIsOver = true;

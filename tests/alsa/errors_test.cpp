@@ -80,7 +80,8 @@ TEST_F(DevicesOfAlsa, theDefaultOneIsPlayedOnWithoutAServer) {
 TEST_F(DevicesOfAlsa, aFileIsWrittenWhereTheDefaultOneIsTaken) {
   define("default", "busy_from 0");
   const Result result = playOn("auto", m_in);
-  EXPECT_TRUE(saysInOneLine(result, 0, "so writing in-2.wav instead: no sound server"));
+  EXPECT_TRUE(
+      saysInOneLine(result, 0, "no audio device, so writing in-2.wav instead: no sound server"));
   EXPECT_TRUE(says(result.err, "'alsa:default' cannot be opened"));
   EXPECT_TRUE(isExactly(readWave(path("in-2.wav")), m_in.data));
 }

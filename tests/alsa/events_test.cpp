@@ -1,4 +1,4 @@
-// A device that runs dry, sleeps, is pulled out or stands still in mid-play.
+// A device that runs dry, sleeps, is unplugged or stalls while it plays.
 
 #include <gtest/gtest.h>
 

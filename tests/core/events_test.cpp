@@ -58,19 +58,4 @@ TEST(EventLogTest, twoThreadsLoseAndMixNothing) {
   EXPECT_EQ(next, (std::vector<std::uint32_t>{5000, 5000}));
 }
 
-TEST(LogTest, theSinkHearsWhatTheLevelLetsThrough) {
-  std::vector<std::string> lines;
-  setLogSink([&lines](LogLevel, std::string_view line) { lines.emplace_back(line); });
-  Logger::instance()->log("Rendering", "create", 369, "not %s", "heard");
-  logLine(LogLevel::Error, "player", "%d of %d", 1, 2);
-  setLogLevel(LogLevel::Verbose);
-  Logger::instance()->log("Rendering", "create", 369, "Audio Output %s", "Creation");
-  setLogLevel(LogLevel::Error);
-  logLine(LogLevel::Warning, "player", "not heard");
-  setLogSink({});
-  setLogLevel(LogLevel::Warning);
-  EXPECT_EQ(lines,
-            (std::vector<std::string>{"player: 1 of 2", "Rendering: Audio Output Creation"}));
-}
-
 }  // namespace

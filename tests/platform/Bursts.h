@@ -52,14 +52,12 @@ class BurstPlayer {
   Bytes bytes;
   std::atomic<std::size_t> calls{0};
   std::vector<std::vector<UInt32>> bufferBytes;  // of each stream; no memory: 0
-  std::vector<UInt64> hostTimes;
 
  private:
   static OSStatus play(AudioObjectID, const AudioTimeStamp*, const AudioBufferList*,
-                       const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp* time,
+                       const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp*,
                        void* context) {
     auto& self = *static_cast<BurstPlayer*>(context);
-    self.hostTimes.push_back(time->mHostTime);
     auto& sizes = self.bufferBytes.emplace_back();
     for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {
       sizes.push_back(list->mBuffers[i].mData != nullptr ? list->mBuffers[i].mDataByteSize : 0);

@@ -76,7 +76,7 @@ TEST_F(TheDefaultOutput, standsInPlaceWithoutADevice) {
   goesOnWith(*another);
 }
 
-/// Hears of a property, and may be held up inside.
+/// Listens to a property; a call may be held up inside.
 class Hearer {
  public:
   Hearer(AudioObjectID object, AudioObjectPropertySelector selector)

@@ -69,7 +69,7 @@ TEST_F(FileDevice, aFormatThatWasSetStaysAndSettlesWithTheFirstStart) {
   EXPECT_EQ(wave.data, expected);
 }
 
-/// What a path held stays until the file is finished, and for good when nothing was played.
+/// What a path held stays until the file is finished, and permanently if nothing was played.
 class FileTargets : public FileDevice {
  protected:
   static constexpr const char* kFormer = "former";
@@ -121,13 +121,6 @@ TEST_F(FileTargets, ofAnotherProgramAreKeptAndThePartIsNamed) {
   EXPECT_EQ(written("out.wav.part").data, m_source.bytes);
 }
 
-TEST_F(FileDevice, theSamePathIsTheSameDevice) {
-  const AudioDeviceID id = attach("out.wav");
-  EXPECT_EQ(attach("./out.wav"), id);
-  EXPECT_FALSE(AudioDevices::detach(id));
-  EXPECT_TRUE(AudioDevices::detach(id));
-}
-
 TEST_F(FileDevice, aPathThatCannotBeWrittenIsKnownAtOnce) {
   for (const std::string& path : {folder.string(), (folder / "none" / "out.wav").string()}) {
     Failure failure;
@@ -138,21 +131,6 @@ TEST_F(FileDevice, aPathThatCannotBeWrittenIsKnownAtOnce) {
   EXPECT_EQ(
       AudioDevices::attach("file:" + (folder / "a.wav").string(), nullptr, {.clockPpm = -100'001}),
       kAudioObjectUnknown);
-}
-
-TEST_F(FileDevice, aFullDiskIsToldAndSticks) {
-  Failure failure;
-  const AudioDeviceID id = AudioDevices::attach("file:/dev/full", &failure);
-  ASSERT_NE(id, kAudioObjectUnknown) << failure.message;
-  Graph graph;
-  Source source(pcmInteger(48000, 2, 16), Bytes(48000 * 4, 1));
-  source.playOn(graph);
-  AUGraphStart(graph.graph);
-  passTime(kSecond);
-  failure = AudioDevices::failureOf(id);
-  EXPECT_NE(failure.message.find("'/dev/full'"), std::string::npos) << failure.message;
-  EXPECT_NE(failure.message.find("No space left on device"), std::string::npos) << failure.message;
-  EXPECT_EQ(AudioDevices::detach(id).message, failure.message);
 }
 
 TEST_F(FileDevice, aFileThatVanishesIsToldWithinASecondOfMaterial) {

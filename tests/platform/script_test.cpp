@@ -46,25 +46,4 @@ TEST_F(Scripted, callsAreRecordedInOrderWithArgumentsDataAndStatus) {
   EXPECT_TRUE(Script::calls().empty());
 }
 
-TEST_F(Scripted, propertiesAnswerWhatTheTestSays) {
-  Graph graph;
-  Script::answerUnitProperty(kAudioOutputUnitProperty_CurrentDevice, {.bytes = {1, 2}});
-  AudioDeviceID id = 0;
-  UInt32 size = sizeof id;
-  EXPECT_EQ(
-      AudioUnitGetProperty(graph.unit, kAudioOutputUnitProperty_CurrentDevice, 0, 0, &id, &size),
-      noErr);
-  EXPECT_EQ(size, 2U);
-  EXPECT_EQ(id, 0x201U);
-  Script::answerUnitProperty(kAudioOutputUnitProperty_ChannelMap, {.bytes = Bytes(40, 0)});
-  EXPECT_EQ(graph.channelMap().size(), 10U);
-
-  Script::answerObjectProperty(device.id(), kLayout.mSelector,
-                               {.status = -5, .bytes = {9}, .claimedBytes = 100});
-  Bytes data(100, 0);
-  ASSERT_EQ(AudioObjectGetPropertyDataSize(device.id(), &kLayout, 0, nullptr, &size), noErr);
-  EXPECT_EQ(size, 100U);
-  EXPECT_EQ(AudioObjectGetPropertyData(device.id(), &kLayout, 0, nullptr, &size, data.data()), -5);
-}
-
 }  // namespace

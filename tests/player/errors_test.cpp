@@ -63,7 +63,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
             "--start 60: the file ends at 0.41"},
            {{"--device", "file:nowhere/out.wav", "good.wav"}, 4, "nowhere/out.wav"},
            {{"--device", "file:folder", "good.wav"}, 4, "folder"},
-           {{"--device", "file:/dev/full", "good.wav"}, 4, "/dev/full"},
+           {{"--device", "file:/dev/full", "good.wav"}, 4, "No space left on device"},
            {{"--device", "no such device", "good.wav"}, 4, "--list-devices"},
            {{"--device", "file:good.wav", "good.wav"}, 2, "one of the inputs"},
            {{"--device", "file:./folder/../good.wav", "good.wav"}, 2, "one of the inputs"},

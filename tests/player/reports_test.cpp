@@ -125,7 +125,7 @@ TEST_F(Reports, aSignalEndsItThoughAnInputKeepsItWaiting) {
 }
 
 TEST_F(Reports, withoutASoundServerAutoWritesANewFileAndSaysSo) {
-  setenv("PULSE_SERVER", ("unix:" + path("nobody")).c_str(), 1);
+  setenv("PULSE_SERVER", ("unix:" + path("no-server")).c_str(), 1);
   setenv("ALSA_CONFIG_PATH", "/dev/null", 1);
   EXPECT_EQ(play({"--list-devices"}).out.find("no sound server"), 0U);
   const Wave in = noise({16, false, 2, 48000}, 2000);

@@ -120,7 +120,8 @@ void ServerTest::startProgram(const Words& command, const std::function<bool()>&
   ASSERT_TRUE(eventually(isUp)) << command[0] << ": " << readText(path(command[0] + ".err"));
 }
 
-/// The name of the ALSA device tells the server that it is a digital one, whose formats can be set.
+/// By the name of the ALSA device the server knows that it is a digital one, whose formats can be
+/// set.
 void ServerTest::startDigitalServer() {
   startDaemon("clock", {{"clock"}});
   std::ofstream(path("asound.conf"))

@@ -27,7 +27,7 @@ class ClockOfTheTest : public ServerTest {
   }
 
   /// So much sound in the server, and more in the queue of ten buffers before it. The pipe holds
-  /// 340 ms, and may have run empty while nobody played: then the sink takes as much at once when
+  /// 340 ms, and may have run empty while nothing played: then the sink takes as much at once when
   /// sound comes.
   static Words buffering(unsigned serverMs, Words arguments) {
     setenv("PULSE_LATENCY_MSEC", std::to_string(serverMs).c_str(), 1);

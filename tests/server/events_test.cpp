@@ -1,4 +1,4 @@
-// The server's default sink, sinks that go, a server that dies or stands still: followed, or told
+// The server's default sink, sinks that go, a server that dies or is stalled: followed, or reported
 // in a sentence, and never waited for without end.
 
 #include <gtest/gtest.h>
@@ -191,7 +191,7 @@ TEST_F(EventsOnAServer, aServerThatStandsStillIsWaitedFor) {
   const pid_t player = beginOn(kOne, {"--json", "totals", "in.wav"});
   signalServer(SIGSTOP);
   EXPECT_TRUE(eventuallySaid("pulse:one is not responding; waiting"));
-  std::this_thread::sleep_for(std::chrono::seconds(4));  // also through a try to open it anew
+  std::this_thread::sleep_for(std::chrono::seconds(4));  // including an attempt to reopen it
   signalServer(SIGCONT);
   expectTheRestPlayed(player, kOne);
 }
@@ -238,7 +238,7 @@ TEST_F(EventsOnAServer, defaultsThatChangeBackAndForthAreFollowed) {
   EXPECT_EQ(endBy(SIGINT, player).status, 130);
 }
 
-/// Bursts cannot move, so what is left of them begins anew elsewhere; a seek still reaches all of
+/// Bursts cannot move, so what is left of them restarts elsewhere; a seek still reaches all of
 /// it.
 TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) {
   killServer();

@@ -18,7 +18,7 @@ class RealTimeOnAServer : public ServerTest {
   void SetUp() override {
     ServerTest::SetUp();
     if (geteuid() != 0) {
-      GTEST_SKIP() << "only root is sure to be permitted, and can be somebody who is not";
+      GTEST_SKIP() << "only root is sure to be permitted, and can become a user who is not";
     }
     if (!IsSkipped()) {
       startServer({{"one"}});
@@ -34,7 +34,7 @@ class RealTimeOnAServer : public ServerTest {
     });
   }
 
-  /// A copy that every user may run: the build may lie in somebody's private folder.
+  /// A copy that every user may run: the build may be in a private folder.
   std::string playerForEveryUser() const {
     fs::create_directory(folder / "bin");
     for (const auto& file : fs::directory_iterator(fs::path(PLAYER).parent_path())) {

@@ -10,14 +10,6 @@
 namespace Tavro::HostTime {
 namespace {
 
-TEST(RealTime, aSignalIsKeptUntilItIsWaitedForAndThenUsedUp) {
-  Signal signal;
-  signal.notify();
-  signal.notify();
-  EXPECT_TRUE(waitUntil(kNever, signal, "the signal"));
-  EXPECT_FALSE(waitUntil(now() + 1'000'000, signal, "the signal"));
-}
-
 TEST(RealTime, everyHandOverBetweenTwoThreadsArrives) {
   constexpr int kRounds = 20'000;
   Signal ping;
@@ -75,12 +67,6 @@ TEST(RealTime, whoStartsInAFirstTurnStandsBehindAndIsLetGoAfterwards) {
   EXPECT_EQ(atFirst, (Scheduling{SCHED_BATCH, 1}));
   EXPECT_EQ(atLast, usual);
   EXPECT_EQ(present(), usual);
-}
-
-TEST(RealTime, neverRunsBackwardsAndWaitsNoShorterThanAsked) {
-  const std::uint64_t before = now();
-  waitUntil(before + 3'000'000, "three milliseconds");
-  EXPECT_GE(now(), before + 3'000'000);
 }
 
 }  // namespace

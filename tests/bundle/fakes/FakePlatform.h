@@ -55,7 +55,7 @@ struct FakeIOProc {
 /// The audio service in front of the bundle: every C function of the three platform headers, with
 /// scripted results. Each call goes to the Journal as "Function(arguments)". A call on a graph or
 /// unit that is gone, and one that ends it while another call is inside, are violations; so is an
-/// object destroyed twice. A scripted failure of a call that ends something ends it all the same.
+/// object destroyed twice. A scripted failure of a call that ends something still ends it.
 /// [any-thread], but for what has no lock
 class FakePlatform {
  public:

@@ -25,7 +25,7 @@ class FakeUpstream : public Tavro::PortInterface {
     return *m_buffers.back();
   }
 
-  /// Every buffer; nobody may hold one any more.
+  /// Forgets every buffer; none may be held any more.
   void forget() {
     std::lock_guard lock(m_lock);
     m_answers.clear();
