@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "coreaudio/CoreAudioOutput.h"
 
 // Events and checks of the input port, which control playback. Unknown ones return true.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Plays a tone of two seconds through the bundle, on the default device or into the WAV file named
 // by the argument.
 

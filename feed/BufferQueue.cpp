@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "feed/BufferQueue.h"
 
 namespace Tavro {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "feed/Feed.h"
 
 namespace Tavro {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The contract between the media-graph host and its plug-ins: everything that crosses the boundary

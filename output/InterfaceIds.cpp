@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "output/InterfaceIds.h"
 
 namespace Tavro {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tavro_core/BufferPool.h"
 
 #include "tavro_core/Ledger.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tavro_core/Clock.h"
 
 #include <algorithm>

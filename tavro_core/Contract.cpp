@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The parts of the contract's classes that the host library implements.
 
 #include "host/TavroCore.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tavro_core/EventLog.h"
 
 #include <chrono>

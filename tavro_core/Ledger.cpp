@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tavro_core/Ledger.h"
 
 #include "host/Identifiers.h"

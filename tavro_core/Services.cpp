@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "host/Services.h"
 
 #include "time/HostTime.h"

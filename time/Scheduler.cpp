@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "time/Scheduler.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Measures the time from a program's start to the first frame at the sink that is not silence.
 // usage: first-sound PIPE COMMAND…
 //

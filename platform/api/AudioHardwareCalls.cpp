@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The exported functions of objects and devices: check the pointers, look up scripted values, and
 // forward the call.
 

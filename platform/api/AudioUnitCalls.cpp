@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The exported functions of units.
 
 #include <AudioUnit/AudioUnit.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/api/CallInterceptor.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Results that a test has scripted for the exported functions, and the record of their calls.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// A device: its description (streams, layout, rate), its clients, and the cycle that calls them.

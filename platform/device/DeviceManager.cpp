@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/device/DeviceManager.h"
 
 #include <algorithm>

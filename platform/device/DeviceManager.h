@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The system object: the devices and the default output. One per process, never destroyed; at

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/device/IoProcedure.h"
 
 #include <atomic>

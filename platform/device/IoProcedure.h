@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// I/O procedures registered on devices. An identifier is a number that is never reused.

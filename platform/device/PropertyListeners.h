@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The listeners of changed properties, and the thread that calls them. It is started with the

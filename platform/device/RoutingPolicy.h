@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Decision table: which action a device event triggers for the default output. DeviceManager

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Detects a stalled device: one that should be playing but runs no cycles (not one that plays

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// ALSA's PCMs as devices, for machines without a sound server. One becomes a device when it is

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/discovery/ServerDevices.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The sound server's sinks as devices. Connects on demand; from then on a thread of its own keeps

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The interface to ALSA's module, which is loaded on first use and alone links to libasound, so

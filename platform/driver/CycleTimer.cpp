@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/driver/CycleTimer.h"
 
 #include <cmath>

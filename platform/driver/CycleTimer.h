@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// A thread that runs a device's cycles by host time, for drivers without a clock of their own.

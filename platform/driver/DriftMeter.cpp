@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/driver/DriftMeter.h"
 
 namespace Platform {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Estimates how much faster than nominal a device's clock runs, by linear regression of frames

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/driver/Driver.h"
 
 #include <algorithm>

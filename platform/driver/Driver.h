@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The interface between the layer and what really plays: a driver describes itself, runs cycles on

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The interface to a sound server. A module, loaded on first use, connects to the server, tracks

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/format/ChannelLayout.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Channel layouts as labels in device order, and their AudioChannelLayout records.

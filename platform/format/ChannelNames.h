@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Maps a sound system's channel names to this layer's labels and order. Each driver supplies its

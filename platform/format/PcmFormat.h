@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Linear PCM as this layer plays it (interleaved, packed, one frame per packet), and AC-3 bursts.

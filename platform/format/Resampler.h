@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Resamples interleaved doubles in phase: output frame k lies exactly at input time k × input rate

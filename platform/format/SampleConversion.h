@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Converts between packed samples and double, full scale at 1.0. Widening is exact for every type,

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/iec61937/BurstValidator.h"
 
 #include <boost/crc.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Validates a stream of AC-3 bursts cycle by cycle: each must be one IEC 61937 burst with one

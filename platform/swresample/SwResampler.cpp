@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/swresample/SwResampler.h"
 
 extern "C" {

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/system/BackendLibrary.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Modules beside this library that are loaded on first use, so that the libraries they link to

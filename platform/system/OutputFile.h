@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The file behind a path that a program writes to. The data goes to PATH.part beside it, which

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/unit/Graph.h"
 
 #include <cstdint>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Graphs of one output unit, and the handles of graphs and units that clients see. A handle is a

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The output unit: the object behind an AudioUnit handle. It holds a configuration and, while it

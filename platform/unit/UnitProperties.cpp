@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/unit/UnitProperties.h"
 
 #include <algorithm>

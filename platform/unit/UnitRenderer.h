@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Carries sound from a unit's render callback to the device's buffers: pulls what a cycle needs,

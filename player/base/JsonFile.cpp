@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/base/JsonFile.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/base/Options.h"
 
 #include <CLI/CLI.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/cli/Controls.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/cli/Player.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/device/Device.h"
 
 #include <fmt/format.h>

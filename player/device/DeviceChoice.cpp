@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/device/DeviceChoice.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/engine/Output.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/engine/RenderStats.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/ffmpeg/Ac3Reader.h"
 
 #include <fmt/format.h>

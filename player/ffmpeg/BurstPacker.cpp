@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/ffmpeg/BurstPacker.h"
 
 #include <cstring>

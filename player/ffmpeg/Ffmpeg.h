@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // FFmpeg's C headers, and owners for the objects that they allocate.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/ffmpeg/FfmpegFile.h"
 
 #include <fmt/format.h>

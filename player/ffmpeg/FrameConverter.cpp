@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/ffmpeg/FrameConverter.h"
 
 #include <array>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The module's entry: a table of its functions.
 
 #include <array>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/ffmpeg/PipeInput.h"
 
 #include <cerrno>

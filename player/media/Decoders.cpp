@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/media/Decoders.h"
 
 #include <fmt/format.h>

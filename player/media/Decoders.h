@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 // The player's interface to FFmpeg's libraries. They depend on more than a hundred others, whose

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/media/LosslessFile.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/media/TrackReader.h"
 
 #include <algorithm>

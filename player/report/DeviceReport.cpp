@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/report/DeviceReport.h"
 
 #include <CoreAudio/CoreAudio.h>

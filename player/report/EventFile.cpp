@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/report/EventFile.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/report/RunReport.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/report/StatusLine.h"
 
 #include <fmt/format.h>

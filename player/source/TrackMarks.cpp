@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/source/TrackMarks.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/terminal/SignalHandler.h"
 
 #include <atomic>

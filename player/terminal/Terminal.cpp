@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "player/terminal/Terminal.h"
 
 #include <sys/ioctl.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/alsa/AlsaTest.h"
 
 #include <cstdlib>

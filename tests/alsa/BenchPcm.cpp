@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The tests' own kind of PCM, `type bench` in ALSA's configuration: a device that plays by the
 // clock into a file, frame for frame what it has played, and fails where its configuration says:
 //

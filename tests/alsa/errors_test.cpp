@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Devices that cannot be had, and the list of those that may be.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A device that runs dry, sleeps, is unplugged or stalls while it plays.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What is played reaches the device bit for bit where it takes it so, each channel at its place,
 // the last frame included.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // AC-3 to a digital output: told by the channel status that it is not audio, and byte for byte.
 
 #include <gtest/gtest.h>

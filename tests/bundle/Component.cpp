@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Component.h"
 
 #include "fakes/FakeServices.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include <AudioDevices/AudioDevices.h>
 
 #include "tavro_core/Bundle.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Pooled buffers and the ledger of their fates.
 
 #include <gtest/gtest.h>

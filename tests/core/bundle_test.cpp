@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What the loader says of bundles that are none.
 
 #include "tavro_core/Bundle.h"

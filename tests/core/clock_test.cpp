@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The graph clock with time bases of the test's own, in simulated time.
 
 #include "tavro_core/Clock.h"

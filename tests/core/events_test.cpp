@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Event records and the log.
 
 #include <gtest/gtest.h>

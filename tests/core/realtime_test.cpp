@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What only real time shows: a full event storage loses and counts, and readers of the clock beside
 // its writers.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Settings and their announcement.
 
 #include "tavro_core/Session.h"

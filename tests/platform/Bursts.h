@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// AC-3 bursts for the platform's tests, made by ffmpeg's encoder and packer, and an I/O procedure

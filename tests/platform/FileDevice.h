@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// What the tests of file devices share: a folder for each test, and simulated time.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// What the platform's tests play with: a graph built as a program builds it, a source that gives

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "Bursts.h"
 #include "platform/iec61937/BurstValidator.h"
 

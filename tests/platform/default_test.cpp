@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which device the default output is on while devices come and go, and who is told.
 
 #include <memory>

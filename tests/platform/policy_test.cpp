@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which device the output goes to when devices change, and when a device counts as stalled.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Inputs that have to be decoded, beside what the ffmpeg program makes of them.
 
 #include <gtest/gtest.h>

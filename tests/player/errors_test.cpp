@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Whatever is wrong is told in one line, with its exit status.
 
 #include <gtest/gtest.h>

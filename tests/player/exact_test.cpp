@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What goes in comes out, sample for sample.
 
 #include <gtest/gtest.h>

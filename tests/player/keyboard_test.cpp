@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The player on a terminal of its own.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The help, as a person reads it and as the parser does.
 
 #include "player/base/Options.h"

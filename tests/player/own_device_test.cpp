@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The player's parts in this process, on a device that is what the test says.
 
 #include <AudioDevices/ScriptedDevice.h>

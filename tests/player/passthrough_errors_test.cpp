@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Inputs that cannot go to the device as they are, wholly or at all, and why.
 
 #include <gtest/gtest.h>

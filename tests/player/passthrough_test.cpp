@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // AC-3 that goes to a file device as it is, and what a receiver finds there.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The event and totals files, and the end by a signal.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Seeks, in decoded sound and in bursts: what follows is the input from there on.
 
 #include <gtest/gtest.h>

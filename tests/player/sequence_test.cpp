@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Several inputs in one run.
 
 #include <gtest/gtest.h>

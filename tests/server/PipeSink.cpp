@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/server/PipeSink.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A sink whose clock the test holds: sixteen times as fast as real time, off by a little, standing
 // still, leaping. What is played reaches it in order, once each, but for what came late.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The server's default sink, sinks that go, a server that dies or is stalled: followed, or reported
 // in a sentence, and never waited for without end.
 

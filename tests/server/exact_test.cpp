@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What is played reaches the sink bit for bit, each channel at its position, the last frame
 // included.
 

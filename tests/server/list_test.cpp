@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Which devices there are, and what is said where there is no server.
 
 #include <gtest/gtest.h>

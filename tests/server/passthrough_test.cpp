@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // AC-3 untouched to a digital sink, taken exclusively: by the player, and by the layer's own calls
 // in this process.
 

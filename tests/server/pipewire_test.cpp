@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The same on PipeWire's server: exact where its sinks are, listed, followed, told when lost.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The thread that plays is a real-time one where that is permitted, and otherwise plays as it is.
 
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// What the tests of real outputs share: which shapes of sound they play, and whether each channel

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "tests/support/Workbench.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/drivers/alsa/AlsaDriver.h"
 
 #include <algorithm>

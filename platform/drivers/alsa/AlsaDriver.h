@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// A PCM as a device. It adopts the unit's channels, samples and rate as far as it supports them,

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The module's entries: the list of PCMs, and drivers for them.
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// libasound's errors and messages as this layer's statuses and sentences.

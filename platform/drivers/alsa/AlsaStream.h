@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// One PCM from open to close, on a thread of its own that runs the cycles whenever there is room.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/drivers/alsa/Pcm.h"
 
 #include <algorithm>

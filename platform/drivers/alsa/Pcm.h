@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Owners of libasound's handles, and the steps that open and set up a PCM. None blocks by itself,

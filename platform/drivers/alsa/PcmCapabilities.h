@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The formats that a PCM supports, queried while it is open, and the best of them for a unit.

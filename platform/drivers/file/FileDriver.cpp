@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/drivers/file/FileDriver.h"
 
 #include <boost/algorithm/string/predicate.hpp>

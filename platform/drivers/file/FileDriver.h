@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// A file as a device: PCM in a WAV file, or AC-3 bursts, raw or in a WAV file. The content is

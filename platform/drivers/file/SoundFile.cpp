@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/drivers/file/SoundFile.h"
 
 #include <sndfile.h>

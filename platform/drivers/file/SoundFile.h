@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// Writes a sound file: WAV, RF64 beyond 4 GiB, with only format and samples and a plain PCM header

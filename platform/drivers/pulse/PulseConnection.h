@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The connection to a PulseAudio server, or to one that speaks its protocol: libpulse's thread,

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// A sink as a device. It has the sink's rate and channels, and the unit's samples, unless a format

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The module's entry: connects, and makes drivers.
 
 #include "platform/drivers/pulse/PulseConnection.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/drivers/pulse/PulseSink.h"
 
 #include <algorithm>

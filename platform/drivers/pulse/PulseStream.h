@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// One stream on one sink, from its connection to its end: never moved by the server, filled on

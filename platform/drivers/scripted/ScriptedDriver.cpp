@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #include "platform/drivers/scripted/ScriptedDriver.h"
 
 #include <algorithm>

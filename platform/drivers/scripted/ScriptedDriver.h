@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The driver of a ScriptedDevice: plays into memory, with cycles by hand or by host time.

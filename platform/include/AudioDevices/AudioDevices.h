@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// The part of this platform layer beyond the audio service's own calls: device discovery, files as

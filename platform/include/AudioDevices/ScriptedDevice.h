@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// For tests of programs that play through this layer, your own host for instance: a device that

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /* Audio-unit graphs: here, a graph of one output unit. Plain C. Any thread may call; no call is

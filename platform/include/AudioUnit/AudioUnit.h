@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /* Audio units: here, the output unit that a graph holds. Plain C. Any thread may call; no call is

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /* The hardware abstraction: objects with properties, and devices with I/O procedures. Plain C. Any

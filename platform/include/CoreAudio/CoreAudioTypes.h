@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 #pragma once
 
 /* Types, constants and structures of the audio service. Plain C. */

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The C functions of the platform headers, on FakePlatform.
 
 #include <algorithm>
