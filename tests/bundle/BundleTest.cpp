@@ -13,6 +13,15 @@ constexpr std::uint8_t kGuard = 0xA5;
 constexpr std::uint8_t kUntouched = 0xEE;
 }  // namespace
 
+Tavro::Bundle& bundle() {
+  static Tavro::Bundle loaded(BUNDLE_PATH);
+  return loaded;
+}
+
+Tavro::NarrowString narrow(const std::string& text) {
+  return {text.c_str(), Tavro::sharedAllocator<char>()};
+}
+
 Bytes pattern(std::size_t count, unsigned start) {
   Bytes bytes(count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -39,7 +48,7 @@ BundleTest::~BundleTest() { gate.open(); }
 void BundleTest::TearDown() { deleteAndLook(); }
 
 void BundleTest::end() {
-  (*component)->destroy();
+  component->component().destroy();
   deleteAndLook();
   upstream.forget();
 }
@@ -48,7 +57,7 @@ void BundleTest::deleteAndLook() {
   session.onReport = nullptr;
   session.clock.onRead = nullptr;
   upstream.onQuery = nullptr;
-  component.reset();
+  dropComponent();
   EXPECT_THAT(journal.takeViolations(), testing::IsEmpty());
   EXPECT_EQ(platform.liveGraph(), nullptr) << "a graph outlived the component";
   EXPECT_EQ(platform.ioProc(), nullptr) << "an I/O procedure outlived the component";
@@ -59,16 +68,21 @@ void BundleTest::deleteAndLook() {
   }
 }
 
-void BundleTest::make() {
+void BundleTest::dropComponent() {
+  gate.open();
   component.reset();
+}
+
+void BundleTest::make() {
+  dropComponent();
   gate.park();
-  component.emplace();
+  component = bundle().makeComponent();
   gate.awaitSleeper();
 }
 
 void BundleTest::connect(std::uint32_t formatCode) {
   make();
-  ASSERT_TRUE((*component)->create(&session));
+  ASSERT_TRUE(component->component().create(&session));
   format.formatCode = formatCode;
   port = connectInput();
   ASSERT_NE(port, nullptr);
@@ -109,7 +123,7 @@ void BundleTest::flush(bool fromAnotherThread) {
 
 std::string BundleTest::info(const char* key) {
   Tavro::_Variant entry{};
-  if (!(*component)->getInfo(key, &entry)) {
+  if (!component->component().getInfo(key, &entry)) {
     return "(none)";
   }
   if (entry.type == Tavro::VariantType::kNarrowText) {

@@ -6,16 +6,17 @@
 
 #include <cstdint>
 #include <gmock/gmock.h>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Component.h"
 #include "fakes/FakePlatform.h"
 #include "fakes/FakeServices.h"
 #include "fakes/FakeSession.h"
 #include "fakes/FakeUpstream.h"
 #include "fakes/Journal.h"
+#include "tavro_core/Bundle.h"
 
 /// What one call of the render callback left behind.
 struct Rendered {
@@ -29,6 +30,17 @@ struct Rendered {
 
   bool silent() const { return (flags & kAudioUnitRenderAction_OutputIsSilence) != 0; }
 };
+
+/// The bundle under test, loaded once a process.
+Tavro::Bundle& bundle();
+
+Tavro::NarrowString narrow(const std::string& text);
+
+/// `pointer` as the value of an object's variant.
+template <class T>
+Tavro::_Variant objectValue(T* pointer) {
+  return {Tavro::VariantType::kObject, reinterpret_cast<std::uintptr_t>(pointer)};
+}
 
 /// `count` bytes that are never 0 and tell where they come from.
 Bytes pattern(std::size_t count, unsigned start = 0);
@@ -44,6 +56,8 @@ class BundleTest : public testing::Test {
   void TearDown() override;
 
   // The host's steps.
+  void dropComponent();  // the feeder may go on, as the deletion waits for it
+  Tavro::Plugin* plugin() { return dynamic_cast<Tavro::Plugin*>(&component->component()); }
   void make();                                                           // component, feeder asleep
   void connect(std::uint32_t formatCode = Tavro::FormatCode::kInteger);  // made, created, connected
   Tavro::PortInterface* connectInput();                                  // with `format`, `source`
@@ -88,7 +102,7 @@ class BundleTest : public testing::Test {
   FakeUpstream upstream;
   Tavro::FormatDescriptor format{Tavro::FormatCode::kInteger, 0, 0, 2, 0};
   Tavro::PortInterface* port = nullptr;
-  std::optional<Component> component;
+  std::unique_ptr<Tavro::Component> component;
 
  private:
   void deleteAndLook();

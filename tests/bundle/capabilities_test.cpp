@@ -110,10 +110,9 @@ TEST_F(CapabilitiesTest, fourFormatsAreAppendedInTheirOrderForAnAudioStreamsInpu
   Tavro::StandardAllocator<Tavro::Node<Tavro::FormatDescriptor>> allocator;
   Tavro::FormatList list(&allocator);
   const auto formats = [&](std::uint32_t media, std::uint32_t model, std::uint32_t type) {
-    return (*component)
-        ->getSupportedFormats(nullptr, static_cast<Tavro::MediaType>(media),
-                              static_cast<Tavro::DataModel>(model),
-                              static_cast<Tavro::PortType>(type), &list);
+    return component->component().getSupportedFormats(nullptr, static_cast<Tavro::MediaType>(media),
+                                                      static_cast<Tavro::DataModel>(model),
+                                                      static_cast<Tavro::PortType>(type), &list);
   };
   list.append({7, 7, 7, 7, 7});
   EXPECT_FALSE(formats(2, 2, 2));

@@ -13,16 +13,16 @@ class ComponentTest : public BundleTest {};
 
 TEST_F(ComponentTest, createAndDestroyLogAndRegisterInOrder) {
   make();
-  (*component)->destroy();  // without a session: harmless
-  EXPECT_FALSE((*component)->create(nullptr));
+  component->component().destroy();  // without a session: harmless
+  EXPECT_FALSE(component->component().create(nullptr));
   journal.take();
-  EXPECT_TRUE((*component)->create(&session));
+  EXPECT_TRUE(component->component().create(&session));
   EXPECT_THAT(journal.take(),
               ElementsAre("log Rendering create 369 Audio Output Creation", "session.getClock",
                           "clock.addTimeBase", "session.registerSettingConsumer",
                           "session.getSetting 2 Channels Maximum"));
-  EXPECT_TRUE((*component)->destroy());
-  (*component)->destroy();  // a second one logs only
+  EXPECT_TRUE(component->component().destroy());
+  component->component().destroy();  // a second one logs only
   EXPECT_THAT(journal.take(),
               ElementsAre("log Rendering destroy 398 Audio Output Destruction", "session.getClock",
                           "clock.removeTimeBase", "session.unregisterSettingConsumer",
@@ -34,14 +34,14 @@ TEST_F(ComponentTest, whatIsUnknownOrUnusableIsRefusedWithoutEffect) {
   for (const char* id : {"com.norvane.flowloom.component.output.single", "",
                          "com.norvane.flowloom.component.outpu"}) {
     void* out = this;
-    EXPECT_EQ(component->plugin()->queryInterface(narrow(id), &out), 3U) << id;
+    EXPECT_EQ(plugin()->queryInterface(narrow(id), &out), 3U) << id;
     EXPECT_EQ(out, nullptr) << id;
   }
-  EXPECT_TRUE((*component)->sendEvent(0x10020000, nullptr));
-  EXPECT_FALSE((*component)->sendEvent(0x30030000, nullptr));
+  EXPECT_TRUE(component->component().sendEvent(0x10020000, nullptr));
+  EXPECT_FALSE(component->component().sendEvent(0x30030000, nullptr));
   _Variant number{Tavro::VariantType::kUInt32, 50};
-  EXPECT_FALSE((*component)->checkEvent(Tavro::PortCheck::kReady, &number));
-  EXPECT_FALSE((*component)->readQuery(Tavro::PortQuery::kMaximumChannels, &number));
+  EXPECT_FALSE(component->component().checkEvent(Tavro::PortCheck::kReady, &number));
+  EXPECT_FALSE(component->component().readQuery(Tavro::PortQuery::kMaximumChannels, &number));
   EXPECT_FALSE(port->readQuery(0x20130005, &number));
   EXPECT_THAT(number, testing::FieldsAre(Tavro::VariantType::kUInt32, 50U));
   Tavro::AudioProperties other;
@@ -62,22 +62,22 @@ TEST_F(ComponentTest, whatIsUnknownOrUnusableIsRefusedWithoutEffect) {
 TEST_F(ComponentTest, theInformationEntriesHaveTheirKeysTypesAndTexts) {
   make();
   std::vector<const char*> keys{"one"};
-  EXPECT_TRUE((*component)->getInfoKeys(&keys));
+  EXPECT_TRUE(component->component().getInfoKeys(&keys));
   EXPECT_THAT(keys,
               ElementsAre(StrEq("one"), StrEq("BitsPerSample"), StrEq("Name"), StrEq("Type")));
   EXPECT_EQ(info("Name"), "Core Audio Output");
   EXPECT_EQ(info("Type"), "Audio|Renderer|CoreAudio");
   EXPECT_EQ(info("BitsPerSample"), "0");
   _Variant entry{};
-  ASSERT_TRUE((*component)->getInfo("Type", &entry));
+  ASSERT_TRUE(component->component().getInfo("Type", &entry));
   EXPECT_EQ(entry.type, 0xb);
   for (const char* key : {"Name", "BitsPerSample"}) {
-    ASSERT_TRUE((*component)->getInfo(key, &entry));
+    ASSERT_TRUE(component->component().getInfo(key, &entry));
     EXPECT_EQ(entry.type, 0xd);
   }
   for (const char* key : {"name", "", "Name ", "Bits"}) {
     entry = {9, 8};
-    EXPECT_FALSE((*component)->getInfo(key, &entry)) << key;
+    EXPECT_FALSE(component->component().getInfo(key, &entry)) << key;
     EXPECT_THAT(entry, testing::FieldsAre(9, 8U));
   }
 }
@@ -85,7 +85,7 @@ TEST_F(ComponentTest, theInformationEntriesHaveTheirKeysTypesAndTexts) {
 TEST_F(ComponentTest, anAnswerHandedOutStaysReadableAfterItsReplacement) {
   build();
   _Variant first{};
-  ASSERT_TRUE((*component)->getInfo("BitsPerSample", &first));
+  ASSERT_TRUE(component->component().getInfo("BitsPerSample", &first));
   const auto* text = reinterpret_cast<const Tavro::WideString*>(first.value);
   const wchar_t* characters = text->m_data;
   ASSERT_TRUE(write(8000, 1, 24));

@@ -202,10 +202,10 @@ TEST_F(ConcurrencyTest, theSessionIsNotUsedAnyMoreOnceTheComponentHasLeftIt) {
     left = false;
     readyAndPulled();
     event(Tavro::PortEvent::kFlush);
-    (*component)->destroy();
+    component->component().destroy();
     left = true;
     std::this_thread::sleep_for(std::chrono::microseconds(400));
-    (*component)->create(&session);
+    component->component().create(&session);
   }
 }
 

@@ -63,14 +63,14 @@ TEST_F(ConfigurationTest, aWriteOutsideASessionIsRefusedAndTheSameSucceedsLater)
   make();
   port = connectInput();
   expectRefused(48000);
-  ASSERT_TRUE((*component)->create(&session));
+  ASSERT_TRUE(component->component().create(&session));
   EXPECT_TRUE(write(48000, 2, 16));
   event(Tavro::PortEvent::kDisconnect);
   EXPECT_TRUE(component->output().disconnectInput(port));
-  (*component)->destroy();
+  component->component().destroy();
   ASSERT_EQ(connectInput(), port);
   expectRefused(44100);
-  ASSERT_TRUE((*component)->create(&session));
+  ASSERT_TRUE(component->component().create(&session));
   EXPECT_FALSE(write(48000, 2, 16)) << "the mode or the properties were stored";
   EXPECT_TRUE(write(44100, 2, 16));
 }

@@ -12,19 +12,20 @@ class EntryTest : public BundleTest {};
 
 TEST_F(EntryTest, theThreeServedIdentifiersReturnTheViewsOfTheSameComponent) {
   make();
-  Tavro::Plugin* plugin = component->plugin();
   void* out = nullptr;
-  EXPECT_EQ(plugin->queryInterface(narrow("com.norvane.flowloom.interface.component"), &out), 0U);
-  EXPECT_EQ(out, dynamic_cast<Tavro::ComponentInterface*>(plugin));
-  EXPECT_EQ(plugin->queryInterface(narrow("com.norvane.flowloom.interface.output"), &out), 0U);
-  EXPECT_EQ(out, dynamic_cast<Tavro::OutputInterface*>(plugin));
-  EXPECT_EQ(plugin->queryInterface(narrow("com.norvane.flowloom.component.output"), &out), 0U);
-  EXPECT_EQ(out, dynamic_cast<Tavro::OutputComponent*>(plugin));
+  EXPECT_EQ(plugin()->queryInterface(narrow("com.norvane.flowloom.interface.component"), &out), 0U);
+  EXPECT_EQ(out, dynamic_cast<Tavro::ComponentInterface*>(plugin()));
+  EXPECT_EQ(plugin()->queryInterface(narrow("com.norvane.flowloom.interface.output"), &out), 0U);
+  EXPECT_EQ(out, dynamic_cast<Tavro::OutputInterface*>(plugin()));
+  EXPECT_EQ(plugin()->queryInterface(narrow("com.norvane.flowloom.component.output"), &out), 0U);
+  EXPECT_EQ(out, dynamic_cast<Tavro::OutputComponent*>(plugin()));
 }
 
 TEST_F(EntryTest, theContextIsPassedOnAndAnUnusedComponentIsDestroyedWithoutAPlatformCall) {
   auto* context = reinterpret_cast<Tavro::PluginContext*>(this);
-  EXPECT_EQ(Component(context).plugin()->getPluginContext(), context);
+  component = bundle().makeComponent(context);
+  EXPECT_EQ(plugin()->getPluginContext(), context);
+  dropComponent();
   EXPECT_THAT(journal.take(), testing::IsEmpty());
 }
 
@@ -35,9 +36,11 @@ TEST_F(EntryTest, theBundleIsUnloadedAndLoadedAgain) {
   for (int round = 0; round < 2; ++round) {
     void* const bundle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(bundle, nullptr);
-    Tavro::Plugin* plugin = nullptr;
-    reinterpret_cast<Tavro::GetPluginFunction*>(dlsym(bundle, "getPlugin"))(nullptr, &plugin);
-    delete plugin;
+    Tavro::Plugin* made = nullptr;
+    reinterpret_cast<Tavro::GetPluginFunction*>(dlsym(bundle, "getPlugin"))(nullptr, &made);
+    EXPECT_EQ(made->retain(), 2U);
+    EXPECT_EQ(made->release(), 1U);
+    EXPECT_EQ(made->release(), 0U) << "which deletes it";
     dlclose(bundle);
     EXPECT_EQ(dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << "it is still loaded";
   }
@@ -49,7 +52,7 @@ TEST_F(EntryTest, anyAllocationThreadOrMutexOfTheEntryMayBeRefusedAndLeavesNothi
     return;
   }
   gate.open();
-  { Component first; }
+  bundle().makeComponent();
   std::uint64_t nth = 0;
   for (bool failed = true; failed;) {
     const std::int64_t blocks = AllocationWatch::liveBlocks();

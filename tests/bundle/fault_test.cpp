@@ -112,8 +112,8 @@ TEST_F(FaultTest, anyAllocationOfTheHostsCallsMayFailAndTheSameCallSucceedsAfter
   };
   build();
   session.settings[{"Output", "Volume"}] = {Tavro::VariantType::kUInt8, 30};
-  (*component)->destroy();
-  refuseEach("create", [this] { return (*component)->create(&session); });
+  component->component().destroy();
+  refuseEach("create", [this] { return component->component().create(&session); });
   refuseEach("write", [this] { return write(96000, 6, 24); });
   EXPECT_EQ(platform.liveGraph()->unit.volume, 0.3F);
   EXPECT_EQ(info("BitsPerSample"), "24");
@@ -123,15 +123,14 @@ TEST_F(FaultTest, anyAllocationOfTheHostsCallsMayFailAndTheSameCallSucceedsAfter
   Tavro::StandardAllocator<Tavro::Node<Tavro::FormatDescriptor>> allocator;
   Tavro::FormatList formats(&allocator);
   refuseEach("formats", [&] {
-    const bool all =
-        (*component)
-            ->getSupportedFormats(nullptr, Tavro::MediaType::Audio, Tavro::DataModel::Stream,
-                                  Tavro::PortType::Input, &formats);
+    const bool all = component->component().getSupportedFormats(nullptr, Tavro::MediaType::Audio,
+                                                                Tavro::DataModel::Stream,
+                                                                Tavro::PortType::Input, &formats);
     EXPECT_EQ(formats.m_count, all ? 4U : 0U);
     return all;
   });
   std::vector<const char*> keys;
-  refuseEach("keys", [&] { return (*component)->getInfoKeys(&keys); });
+  refuseEach("keys", [&] { return component->component().getInfoKeys(&keys); });
   EXPECT_EQ(keys.size(), 3U);
 }
 

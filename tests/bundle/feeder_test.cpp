@@ -30,14 +30,14 @@ class FeederTest : public BundleTest {
 TEST_F(FeederTest, aReportMayLeaveTheSession) {
   build();
   session.clock.ms = 2000;
-  session.onReport = [this](const Report&) { (*component)->destroy(); };
+  session.onReport = [this](const Report&) { component->component().destroy(); };
   queue(400, 1000, 10);
   EXPECT_EQ(released(), 1U);
   EXPECT_TRUE(session.consumers.empty());
-  (*component)->create(&session);
+  component->component().create(&session);
   session.onReport = [this](const Report&) {
-    (*component)->destroy();
-    (*component)->create(&session);
+    component->component().destroy();
+    component->component().create(&session);
   };
   queue(400, 1000, 10);
   EXPECT_EQ(released(), 2U);
@@ -48,7 +48,7 @@ TEST_F(FeederTest, theSessionMayBeLeftWhileTheFeederReleasesABuffer) {
   build();
   session.clock.ms = 2000;
   add(400, 1000, 10).onRelease = [this] {
-    std::thread([this] { (*component)->destroy(); }).join();
+    std::thread([this] { component->component().destroy(); }).join();
   };
   feed();
   EXPECT_EQ(released(), 1U);

@@ -64,7 +64,7 @@ TEST_F(PassthroughTest, teardownRestoresTheFormerFormatOnceAndDeletionDoesTheSam
   EXPECT_THAT(journal.take(), IsEmpty());
   EXPECT_FALSE(passthrough(1, 1));
   ASSERT_TRUE(passthrough());
-  component.reset();
+  dropComponent();
   EXPECT_TRUE(hasFormer(52));
 }
 

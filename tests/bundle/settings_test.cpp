@@ -72,12 +72,12 @@ TEST_F(SettingsTest, theVolumeReadsBackInWholePercent) {
   for (const auto& [gain, percent] : std::vector<std::pair<float, int>>{
            {0.5F, 50}, {0.53F, 52}, {0.59F, 58}, {1.0F, 100}, {NAN, 0}, {INFINITY, 0}, {3e9F, 0}}) {
     platform.liveGraph()->unit.volume = gain;
-    EXPECT_EQ(volumeOf(*component->plugin()), percent) << gain;
+    EXPECT_EQ(volumeOf(*plugin()), percent) << gain;
   }
   platform.fail("AudioUnitGetParameter", -1);
-  EXPECT_EQ(volumeOf(*component->plugin()), 0);
+  EXPECT_EQ(volumeOf(*plugin()), 0);
   event(Tavro::PortEvent::kDisconnect);
-  EXPECT_EQ(volumeOf(*component->plugin()), 0);
+  EXPECT_EQ(volumeOf(*plugin()), 0);
 }
 
 }  // namespace

@@ -31,20 +31,4 @@ TEST(BundleTest, aFileThatIsNoBundleIsNamedWithWhatItLacks) {
   }
 }
 
-TEST(PluginTest, theLastHoldDeletes) {
-  struct Held : Plugin {
-    explicit Held(bool& gone) : Plugin(nullptr), m_gone(gone) {}
-    ~Held() override { m_gone = true; }
-    std::uint32_t queryInterface(const NarrowString&, void**) override { return 3; }
-    bool& m_gone;
-  };
-  bool gone = false;
-  Plugin* plugin = new Held(gone);
-  EXPECT_EQ(plugin->retain(), 2u);
-  EXPECT_EQ(plugin->release(), 1u);
-  EXPECT_FALSE(gone);
-  EXPECT_EQ(plugin->release(), 0u);
-  EXPECT_TRUE(gone);
-}
-
 }  // namespace

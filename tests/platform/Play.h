@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-using Bytes = std::vector<std::uint8_t>;
+#include "tests/support/LayoutRecord.h"
 
 inline Bytes randomBytes(std::size_t count, unsigned seed = 1) {
   std::mt19937 generator(seed);
@@ -79,22 +79,6 @@ inline AudioStreamBasicDescription formatOf(AudioStreamID stream) {
 inline bool operator==(const AudioStreamBasicDescription& left,
                        const AudioStreamBasicDescription& right) {
   return std::memcmp(&left, &right, sizeof left) == 0;
-}
-
-/// A channel layout as it is read and written; a record without descriptions has room for one.
-inline Bytes layoutRecord(AudioChannelLayoutTag tag,
-                          const std::vector<AudioChannelLabel>& described = {}) {
-  constexpr std::size_t kHeader = offsetof(AudioChannelLayout, mChannelDescriptions);
-  constexpr std::size_t kEach = sizeof(AudioChannelDescription);
-  AudioChannelLayout layout{};
-  layout.mChannelLayoutTag = tag;
-  layout.mNumberChannelDescriptions = static_cast<UInt32>(described.size());
-  Bytes record(kHeader + std::max<std::size_t>(described.size(), 1) * kEach);
-  std::memcpy(record.data(), &layout, kHeader);
-  for (std::size_t i = 0; i < described.size(); ++i) {
-    std::memcpy(&record[kHeader + i * kEach], &described[i], sizeof described[i]);
-  }
-  return record;
 }
 
 inline AudioDevices::ScriptedSetup stereo(const std::string& name = "scripted") {

@@ -21,6 +21,7 @@
 
 #include "FakeBuffer.h"
 #include "Journal.h"
+#include "tests/support/LayoutRecord.h"
 
 inline constexpr AudioDeviceID kDevice = 40;  // the default output device after a reset
 
@@ -112,13 +113,8 @@ class FakePlatform {
   }
 
   void setLayout(AudioChannelLayoutTag tag, const std::vector<AudioChannelLabel>& labels = {}) {
-    std::vector<UInt32> words = {tag, 0, static_cast<UInt32>(labels.size())};
-    for (const AudioChannelLabel label : labels) {
-      words.push_back(label);
-      words.resize(words.size() + sizeof(AudioChannelDescription) / sizeof(UInt32) - 1);
-    }
     setProperty(kDevice, kAudioDevicePropertyPreferredChannelLayout,
-                kAudioDevicePropertyScopeOutput, words);
+                kAudioDevicePropertyScopeOutput, layoutRecord(tag, labels));
   }
 
   /// The newest that is not disposed of; null: none.
