@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The parts of the contract's classes that the host library implements.
+// What the host library implements of the contract's classes.
 
 #include "host/TavroCore.h"
 

@@ -19,7 +19,7 @@ const std::map<std::string, std::uint32_t> kReports = {
 /// the call waits for, and a new buffer right after it: whichever side releases a buffer, it is
 /// released once, nothing of it is used afterwards (BundleTest and FakeBuffer look), and the new
 /// one is not taken for an old one. Parameters: the moment, whether from another thread, and the
-/// frames of the call, which leaves the buffer unfinished, ends with it, or goes on.
+/// frames of the call, which leaves the buffer unfinished, ends with it, or continues.
 class FlushTest : public BundleTest,
                   public testing::WithParamInterface<std::tuple<std::string, bool, UInt32>> {
  protected:

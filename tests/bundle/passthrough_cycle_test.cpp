@@ -89,7 +89,7 @@ TEST_P(PassthroughFlushTest, inTheMiddleOfACycleReleasesTheBurstOnceAndLosesNoFr
   const std::function<void()> flushOnce = [&, done = false, fromThread = otherThread]() mutable {
     if (!std::exchange(done, true)) {
       flush(fromThread);
-      queueBursts({kBurstBytes});  // before the cycle goes on
+      queueBursts({kBurstBytes});  // before the cycle continues
     }
   };
   (moment == 0 ? first->onLock : moment == 1 ? first->onUnlock : first->onRelease) = flushOnce;

@@ -24,7 +24,7 @@ AudioDeviceID defaultDevice() {
   return id;
 }
 
-/// A sound that goes on wherever the default output is.
+/// A sound that continues wherever the default output is.
 class TheDefaultOutput : public testing::Test {
  protected:
   void startOn(ScriptedDevice& device) {

@@ -21,7 +21,7 @@ class PipeSink {
   PipeSink(const PipeSink&) = delete;
   PipeSink& operator=(const PipeSink&) = delete;
 
-  /// Takes nothing for so long, and goes on from there.
+  /// Takes nothing for so long, and continues from there.
   void stall(std::chrono::milliseconds time);
   /// Takes so much at once, as fast as the server can make it.
   void jump(std::chrono::milliseconds sound);
