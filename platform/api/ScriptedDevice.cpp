@@ -7,7 +7,7 @@
 
 #include "platform/device/DeviceManager.h"
 #include "platform/drivers/scripted/ScriptedDriver.h"
-#include "platform/format/PcmFormat.h"
+#include "platform/iec61937/BurstFormat.h"
 #include "time/HostTime.h"
 
 namespace AudioDevices {

@@ -10,6 +10,7 @@
 
 #include "platform/device/StallMonitor.h"
 #include "platform/format/Silence.h"
+#include "platform/iec61937/BurstFormat.h"
 #include "time/HostTime.h"
 
 namespace Platform {

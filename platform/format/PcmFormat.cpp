@@ -94,32 +94,6 @@ AudioStreamBasicDescription describePcm(const PcmFormat& format) {
   return description;
 }
 
-bool isBurstFormat(const AudioStreamBasicDescription& description) {
-  switch (description.mFormatID) {
-    case kAudioFormat60958AC3:
-    case kAudioFormatAC3:
-    case 0x49414333:  // 'IAC3'
-    case 0x69616333:  // 'iac3'
-      return true;
-    default:
-      return false;
-  }
-}
-
-/// A packet is one burst; it takes the space of 16-bit stereo frames, whatever it decodes to.
-AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
-                                           AudioFormatID formatId) {
-  AudioStreamBasicDescription description{};
-  description.mSampleRate = rate;
-  description.mFormatID = formatId;
-  description.mBytesPerPacket = kBurstBytes;
-  description.mFramesPerPacket = kBurstFrames;
-  description.mBytesPerFrame = kBurstBytes / kBurstFrames;
-  description.mChannelsPerFrame = channels;
-  description.mBitsPerChannel = 16;
-  return description;
-}
-
 bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right) {
   const auto fields = [](const AudioStreamBasicDescription& format) {
     return std::tie(format.mSampleRate, format.mFormatID, format.mFormatFlags,

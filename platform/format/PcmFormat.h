@@ -2,12 +2,10 @@
 
 #pragma once
 
-/// Linear PCM as this layer plays it (interleaved, packed, one frame per packet), and AC-3 bursts.
+/// Linear PCM as this layer plays it: interleaved, packed, one frame per packet.
 
 #include <CoreAudio/CoreAudio.h>
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -38,19 +36,6 @@ struct PcmFormat {
 /// plays. Rates are whole numbers from 1000 to 768000 Hz.
 std::optional<PcmFormat> parsePcm(const AudioStreamBasicDescription& description);
 AudioStreamBasicDescription describePcm(const PcmFormat& format);
-
-/// Returns true if each cycle of such a stream carries one AC-3 frame as an IEC 61937 burst.
-bool isBurstFormat(const AudioStreamBasicDescription& description);
-AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels,
-                                           AudioFormatID formatId = kAudioFormat60958AC3);
-inline constexpr std::uint32_t kBurstFrames = 1536;
-inline constexpr std::uint32_t kBurstBytes = 6144;
-inline constexpr std::array kBurstRates = {48000U, 44100U, 32000U};
-
-/// Returns the PCM format of the frames that carry bursts.
-constexpr PcmFormat carrierOf(std::uint32_t burstRate) {
-  return {.sample = {.type = SampleType::S16}, .channels = 2, .rate = burstRate};
-}
 
 /// Returns true if all fields are equal.
 bool isSame(const AudioStreamBasicDescription& left, const AudioStreamBasicDescription& right);

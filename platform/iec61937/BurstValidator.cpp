@@ -83,17 +83,16 @@ struct FrameHeader {
 
 /// Returns nothing for a reserved sample rate or length code.
 std::optional<FrameHeader> headerOf(Burst burst) {
-  static constexpr std::array kRates = {48000U, 44100U, 32000U};
   static constexpr std::array kKilobitsPerSecond = {32U,  40U,  48U,  56U,  64U,  80U,  96U,
                                                     112U, 128U, 160U, 192U, 224U, 256U, 320U,
                                                     384U, 448U, 512U, 576U, 640U};
   const std::size_t word = wordAt(burst, kHeaderBytes + 4);
   const std::size_t rateCode = word >> 14;
   const std::size_t lengthCode = word >> 8 & 0x3F;
-  if (rateCode >= kRates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
+  if (rateCode >= kBurstRates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
     return {};
   }
-  const std::uint32_t rate = kRates.at(rateCode);
+  const std::uint32_t rate = kBurstRates.at(rateCode);
   // At 44.1 kHz frames are not a whole number of words; the last bit marks those one word longer.
   const std::size_t extra = rate == 44100 ? lengthCode & 1 : 0;
   const std::size_t bitsPerSecond = std::size_t{kKilobitsPerSecond.at(lengthCode / 2)} * 1000;

@@ -7,16 +7,12 @@
 
 #include <AudioDevices/AudioDevices.h>
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
 #include <string>
 
-#include "platform/format/PcmFormat.h"
+#include "platform/iec61937/BurstFormat.h"
 
 namespace Platform {
-
-using Burst = std::span<const std::uint8_t, kBurstBytes>;
 
 /// Returns the first fault of a burst on a device of this rate in Hz, or an empty string.
 std::string burstFault(Burst burst, std::uint32_t rate);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/iec61937/BurstFormat.h"
+
 namespace Platform {
 namespace {
 
@@ -29,7 +31,7 @@ bool AlsaDriver::offersBursts(std::uint32_t rate) const {
 }
 
 DriverDescription AlsaDriver::describe() const {
-  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate, 2) : describePcm(m_pcm),
+  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate) : describePcm(m_pcm),
                       .available = {}};
   for (const Ability& each : m_abilities) {
     const PcmFormat format{
@@ -42,7 +44,7 @@ DriverDescription AlsaDriver::describe() const {
     if (offersBursts(rate)) {
       const auto exactly = static_cast<Float64>(rate);
       stream.available.push_back(
-          {.mFormat = describeBursts(rate, 2), .mSampleRateRange = {exactly, exactly}});
+          {.mFormat = describeBursts(rate), .mSampleRateRange = {exactly, exactly}});
     }
   }
   return {.streams = {std::move(stream)},
@@ -56,7 +58,7 @@ OSStatus AlsaDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDes
     return noErr;
   }
   const auto burstRate = std::ranges::find_if(kBurstRates, [&](std::uint32_t rate) {
-    return offersBursts(rate) && isSame(format, describeBursts(rate, 2));
+    return offersBursts(rate) && isSame(format, describeBursts(rate));
   });
   const auto wanted = parsePcm(format);
   if (burstRate == kBurstRates.end() && (!wanted || !canTake(m_abilities, *wanted))) {

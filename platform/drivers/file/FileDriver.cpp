@@ -57,7 +57,7 @@ FileDriver::FileDriver(const std::string& path, const AudioDevices::AttachOption
 FileDriver::~FileDriver() { m_clock.stop(); }
 
 DriverDescription FileDriver::describe() const {
-  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate, 2) : describePcm(m_pcm),
+  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate) : describePcm(m_pcm),
                       .available = {}};
   for (const PcmFormat& format : pcmFormats(m_pcm, isRaw() || m_content)) {
     stream.available.push_back({.mFormat = describePcm(format), .mSampleRateRange = kRates});
@@ -66,7 +66,7 @@ DriverDescription FileDriver::describe() const {
     if (canHoldBursts(rate)) {
       const auto exactly = static_cast<Float64>(rate);
       stream.available.push_back(
-          {.mFormat = describeBursts(rate, 2), .mSampleRateRange = {exactly, exactly}});
+          {.mFormat = describeBursts(rate), .mSampleRateRange = {exactly, exactly}});
     }
   }
   return {.streams = {std::move(stream)}, .labels = m_labels};
@@ -94,7 +94,7 @@ OSStatus FileDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDes
 
 OSStatus FileDriver::setBursts(const AudioStreamBasicDescription& format) {
   const auto rate = std::ranges::find_if(
-      kBurstRates, [&](std::uint32_t each) { return isSame(format, describeBursts(each, 2)); });
+      kBurstRates, [&](std::uint32_t each) { return isSame(format, describeBursts(each)); });
   if (!m_offersBursts || rate == kBurstRates.end()) {
     return kAudioDeviceUnsupportedFormatError;
   }

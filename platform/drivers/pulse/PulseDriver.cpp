@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/iec61937/BurstFormat.h"
+
 namespace Platform {
 namespace {
 
@@ -44,7 +46,7 @@ bool PulseDriver::streamEndedBy(std::uint64_t generation) const {
 }
 
 DriverDescription PulseDriver::describe() const {
-  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate, 2) : describePcm(m_pcm),
+  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate) : describePcm(m_pcm),
                       .available = {}};
   for (const SampleType type :
        {SampleType::S16, SampleType::S24, SampleType::S32, SampleType::F32}) {
@@ -53,7 +55,7 @@ DriverDescription PulseDriver::describe() const {
     stream.available.push_back(ranged(describePcm(offered)));
   }
   for (const std::uint32_t rate : m_sink.burstRates) {
-    stream.available.push_back(ranged(describeBursts(rate, 2)));
+    stream.available.push_back(ranged(describeBursts(rate)));
   }
   return {.streams = {std::move(stream)},
           .labels = m_sink.labels,

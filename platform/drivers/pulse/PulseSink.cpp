@@ -6,6 +6,7 @@
 #include <span>
 
 #include "platform/format/ChannelNames.h"
+#include "platform/iec61937/BurstFormat.h"
 
 namespace Platform {
 namespace {

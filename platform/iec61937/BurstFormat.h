@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+/// AC-3 as IEC 61937 bursts: sizes, rates, and the formats of streams that carry them. Each cycle
+/// of such a stream is one burst with one AC-3 frame.
+
+#include <CoreAudio/CoreAudio.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "platform/format/PcmFormat.h"
+
+namespace Platform {
+
+inline constexpr std::uint32_t kBurstFrames = 1536;  // of the AC-3 frame, and of the carrier
+inline constexpr std::uint32_t kBurstBytes = 6144;
+inline constexpr std::uint32_t kBurstChannels = 2;                   // of the carrier
+inline constexpr std::array kBurstRates = {48000U, 44100U, 32000U};  // by AC-3's rate codes
+
+using Burst = std::span<const std::uint8_t, kBurstBytes>;
+
+/// Returns true for any identifier of AC-3 bursts, whatever the rate and the channels.
+bool isBurstFormat(const AudioStreamBasicDescription& description);
+AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels = kBurstChannels,
+                                           AudioFormatID formatId = kAudioFormat60958AC3);
+/// Returns the rate if the description equals describeBursts() of one of kBurstRates.
+std::optional<std::uint32_t> burstRateOf(const AudioStreamBasicDescription& description);
+
+/// Returns the PCM format of the frames that carry bursts.
+constexpr PcmFormat carrierOf(std::uint32_t burstRate) {
+  return {.sample = {.type = SampleType::S16}, .channels = kBurstChannels, .rate = burstRate};
+}
+
+}  // namespace Platform
