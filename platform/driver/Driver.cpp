@@ -6,6 +6,10 @@
 
 namespace Platform {
 
+AudioStreamRangedDescription atItsRate(const AudioStreamBasicDescription& format) {
+  return {.mFormat = format, .mSampleRateRange = {format.mSampleRate, format.mSampleRate}};
+}
+
 std::uint32_t cycleFramesAt(std::uint32_t rate) { return std::clamp(rate / 100, 64U, 4096U); }
 
 OSStatus Driver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& /*format*/,

@@ -26,6 +26,9 @@ struct DriverStream {
   bool withoutMemory = false;
 };
 
+/// Returns the format as available at its own rate only.
+AudioStreamRangedDescription atItsRate(const AudioStreamBasicDescription& format);
+
 struct DriverDescription {
   std::vector<DriverStream> streams;
   Labels labels;                    // one per channel of all streams, in order

@@ -55,6 +55,11 @@ std::uint32_t SampleFormat::bytes() const {
   return 0;
 }
 
+SampleFormat backendSample(SampleFormat sample) {
+  return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,
+          .bigEndian = false};
+}
+
 std::optional<PcmFormat> parsePcm(const AudioStreamBasicDescription& description) {
   const AudioFormatFlags flags = description.mFormatFlags;
   const auto type = sampleTypeOf(description);

@@ -6,6 +6,7 @@
 
 #include <CoreAudio/CoreAudio.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
@@ -22,6 +23,13 @@ struct SampleFormat {
   std::uint32_t bytes() const;
   bool operator==(const SampleFormat&) const = default;
 };
+
+/// The sample types that files, sound servers and ALSA take, little-endian.
+inline constexpr std::array kBackendTypes = {SampleType::S16, SampleType::S24, SampleType::S32,
+                                             SampleType::F32};
+
+/// Returns such a format that holds the samples without loss.
+SampleFormat backendSample(SampleFormat sample);
 
 struct PcmFormat {
   SampleFormat sample;

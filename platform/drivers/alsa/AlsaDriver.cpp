@@ -3,6 +3,7 @@
 #include "platform/drivers/alsa/AlsaDriver.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "platform/iec61937/BurstFormat.h"
@@ -20,90 +21,71 @@ AlsaDriver::AlsaDriver(std::string name, PcmCapabilities abilities, std::vector<
       m_abilities(std::move(abilities)),
       m_maps(std::move(maps)),
       m_onLoss(std::move(onLoss)),
-      m_pcm(nearest(m_abilities, kUsual)),
+      m_format(nearest(m_abilities, kUsual)),
       m_figures(std::make_shared<AlsaStats>()) {
   m_figures->latencyFrames.store(AlsaStream::bufferFrames(plan()));
 }
 
-bool AlsaDriver::offersBursts(std::uint32_t rate) const {
-  return (m_name.starts_with("iec958") || m_name.starts_with("hdmi")) &&
-         canTake(m_abilities, carrierOf(rate));
+std::vector<std::uint32_t> AlsaDriver::burstRates() const {
+  std::vector<std::uint32_t> rates;
+  if (m_name.starts_with("iec958") || m_name.starts_with("hdmi")) {
+    std::ranges::copy_if(kBurstRates, std::back_inserter(rates), [this](std::uint32_t rate) {
+      return canTake(m_abilities, carrierOf(rate));
+    });
+  }
+  return rates;
 }
 
 DriverDescription AlsaDriver::describe() const {
-  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate) : describePcm(m_pcm),
-                      .available = {}};
+  const PcmFormat& pcm = m_format.pcm();
+  std::vector<AudioStreamRangedDescription> available;
   for (const Ability& each : m_abilities) {
     const PcmFormat format{
-        .sample = {.type = each.type}, .channels = each.channels, .rate = each.nearest(m_pcm.rate)};
-    stream.available.push_back({.mFormat = describePcm(format),
-                                .mSampleRateRange = {static_cast<Float64>(each.rates.front()),
-                                                     static_cast<Float64>(each.rates.back())}});
+        .sample = {.type = each.type}, .channels = each.channels, .rate = each.nearest(pcm.rate)};
+    available.push_back({.mFormat = describePcm(format),
+                         .mSampleRateRange = {static_cast<Float64>(each.rates.front()),
+                                              static_cast<Float64>(each.rates.back())}});
   }
-  for (const std::uint32_t rate : kBurstRates) {
-    if (offersBursts(rate)) {
-      const auto exactly = static_cast<Float64>(rate);
-      stream.available.push_back(
-          {.mFormat = describeBursts(rate), .mSampleRateRange = {exactly, exactly}});
-    }
-  }
-  return {.streams = {std::move(stream)},
-          .labels = labelsOf(inLayersOrder(positionsOf(m_maps, m_pcm.channels))),
-          .cycleFrames = cycleFramesAt(m_pcm.rate)};
+  return {.streams = {m_format.stream(std::move(available), burstRates())},
+          .labels = labelsOf(inLayersOrder(positionsOf(m_maps, pcm.channels))),
+          .cycleFrames = m_format.cycleFrames()};
 }
 
 OSStatus AlsaDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& format,
                                bool running) {
-  if (isSame(format, describe().streams.front().format)) {
-    return noErr;
-  }
-  const auto burstRate = std::ranges::find_if(kBurstRates, [&](std::uint32_t rate) {
-    return offersBursts(rate) && isSame(format, describeBursts(rate));
-  });
-  const auto wanted = parsePcm(format);
-  if (burstRate == kBurstRates.end() && (!wanted || !canTake(m_abilities, *wanted))) {
-    return kAudioDeviceUnsupportedFormatError;
-  }
-  if (running) {
-    return kAudioHardwareIllegalOperationError;
-  }
-  if (burstRate != kBurstRates.end()) {
-    m_burstRate = *burstRate;
-    return noErr;
-  }
-  const bool isReturn = std::exchange(m_burstRate, std::nullopt) && *wanted == m_pcm;
-  m_formatIsSet = m_formatIsSet || !isReturn;
-  m_pcm = *wanted;
-  return noErr;
+  const auto burstRate = burstRateOf(format);
+  const auto pcm = parsePcm(format);
+  const auto rates = burstRates();
+  const bool isOffered = burstRate ? std::ranges::find(rates, *burstRate) != rates.end()
+                                   : pcm && canTake(m_abilities, *pcm);
+  return m_format.set(format, isOffered, running);
 }
 
 OSStatus AlsaDriver::negotiateFormat(const PcmFormat& format, bool running) {
-  if (m_burstRate) {
+  if (m_format.burstRate()) {
     return kAudioDeviceUnsupportedFormatError;
   }
-  if (!running && !m_formatIsSet) {
-    m_pcm = nearest(m_abilities, format);
+  if (!running && !m_format.isSet()) {
+    m_format.adopt(nearest(m_abilities, format));
   }
   return noErr;
 }
 
 AlsaConfig AlsaDriver::plan() const {
-  if (m_burstRate) {
-    return {.name = withBurstStatus(m_name, *m_burstRate),
-            .setup = {.format = carrierOf(*m_burstRate), .cycleFrames = kBurstFrames},
-            .positions = {},
-            .exactly = true};
+  const PcmSetup setup{.format = m_format.frames(), .cycleFrames = m_format.cycleFrames()};
+  if (const auto rate = m_format.burstRate()) {
+    return {
+        .name = withBurstStatus(m_name, *rate), .setup = setup, .positions = {}, .exactly = true};
   }
-  return {.name = m_name,
-          .setup = {.format = m_pcm, .cycleFrames = cycleFramesAt(m_pcm.rate)},
-          .positions = positionsOf(m_maps, m_pcm.channels)};
+  return {
+      .name = m_name, .setup = setup, .positions = positionsOf(m_maps, m_format.pcm().channels)};
 }
 
 /// Callers often ignore the status of a unit's start, so failure() keeps the reason. Burst clients
 /// check the status and may fall back to PCM.
 OSStatus AlsaDriver::start(CycleSource& source) {
   const AudioDevices::Failure failure = open(source);
-  if (failure && !m_burstRate) {
+  if (failure && !m_format.burstRate()) {
     const std::lock_guard lock(m_failureLock);
     m_failure = failure;
   }

@@ -9,10 +9,10 @@
 
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
+#include <vector>
 
-#include "platform/driver/Driver.h"
+#include "platform/driver/DriverFormat.h"
 #include "platform/drivers/alsa/AlsaStream.h"
 #include "platform/drivers/alsa/PcmCapabilities.h"
 
@@ -39,7 +39,7 @@ class AlsaDriver final : public Driver {
   std::uint64_t underruns() const override { return m_figures->underruns.load(); }
 
  private:
-  bool offersBursts(std::uint32_t rate) const;
+  std::vector<std::uint32_t> burstRates() const;
   AudioDevices::Failure open(CycleSource& source);
   AlsaConfig plan() const;
 
@@ -49,9 +49,7 @@ class AlsaDriver final : public Driver {
   const AlsaLoss m_onLoss;
 
   // Changed between cycles only, by the device's caller
-  PcmFormat m_pcm;
-  bool m_formatIsSet = false;
-  std::optional<std::uint32_t> m_burstRate;
+  DriverFormat m_format;
 
   const std::shared_ptr<AlsaStats> m_figures;  // an abandoned thread may still use it
   std::shared_ptr<AlsaStream> m_stream;        // replaced while no cycle can run

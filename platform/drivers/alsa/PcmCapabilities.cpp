@@ -17,7 +17,6 @@ constexpr std::array kUsualRates = {8000U,   11025U,  12000U,  16000U, 22050U, 2
                                     176400U, 192000U, 352800U, 384000U};
 
 using Types = std::array<SampleType, 4>;
-constexpr Types kTypes = {SampleType::S16, SampleType::S24, SampleType::S32, SampleType::F32};
 
 /// Returns the sample types to use for `type`, from lossless to the most lossy.
 Types typesFor(SampleType type) {
@@ -29,7 +28,7 @@ Types typesFor(SampleType type) {
     case SampleType::F32:
       return {SampleType::F32, SampleType::S32, SampleType::S24, SampleType::S16};
     default:
-      return kTypes;
+      return kBackendTypes;
   }
 }
 
@@ -89,7 +88,7 @@ PcmCapabilities abilitiesOf(snd_pcm_t* pcm) {
     if (snd_pcm_hw_params_set_channels(pcm, some.get(), channels) < 0) {
       continue;
     }
-    for (const SampleType type : kTypes) {
+    for (const SampleType type : kBackendTypes) {
       const HwParams one = some;
       Ability ability{.type = type, .channels = channels};
       if (snd_pcm_hw_params_set_format(pcm, one.get(), alsaFormatOf(type)) == 0) {

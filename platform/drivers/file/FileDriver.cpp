@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -21,14 +22,8 @@ constexpr std::string_view kRawSuffix = ".spdif";
 
 bool isRawName(const std::string& path) { return boost::algorithm::iends_with(path, kRawSuffix); }
 
-/// Returns how a file holds such samples: little-endian, at least 16 bits.
-SampleFormat fileSample(SampleFormat sample) {
-  return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,
-          .bigEndian = false};
-}
-
 bool isFileFormat(const PcmFormat& format) {
-  return format.sample == fileSample(format.sample) && format.channels <= kMaxFileChannels;
+  return format.sample == backendSample(format.sample) && format.channels <= kMaxFileChannels;
 }
 
 /// Returns the PCM formats to offer: `current` alone, or all that a file can hold at its rate.
@@ -37,8 +32,7 @@ std::vector<PcmFormat> pcmFormats(const PcmFormat& current, bool isSettled) {
     return {current};
   }
   std::vector<PcmFormat> formats;
-  for (const SampleType type :
-       {SampleType::S16, SampleType::S24, SampleType::S32, SampleType::F32}) {
+  for (const SampleType type : kBackendTypes) {
     for (std::uint32_t channels = 1; channels <= kMaxFileChannels; ++channels) {
       formats.push_back({.sample = {.type = type}, .channels = channels, .rate = current.rate});
     }
@@ -57,19 +51,14 @@ FileDriver::FileDriver(const std::string& path, const AudioDevices::AttachOption
 FileDriver::~FileDriver() { m_clock.stop(); }
 
 DriverDescription FileDriver::describe() const {
-  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate) : describePcm(m_pcm),
-                      .available = {}};
-  for (const PcmFormat& format : pcmFormats(m_pcm, isRaw() || m_content)) {
-    stream.available.push_back({.mFormat = describePcm(format), .mSampleRateRange = kRates});
+  std::vector<AudioStreamRangedDescription> available;
+  for (const PcmFormat& format : pcmFormats(m_format.pcm(), isRaw() || m_content)) {
+    available.push_back({.mFormat = describePcm(format), .mSampleRateRange = kRates});
   }
-  for (const std::uint32_t rate : kBurstRates) {
-    if (canHoldBursts(rate)) {
-      const auto exactly = static_cast<Float64>(rate);
-      stream.available.push_back(
-          {.mFormat = describeBursts(rate), .mSampleRateRange = {exactly, exactly}});
-    }
-  }
-  return {.streams = {std::move(stream)}, .labels = m_labels};
+  std::vector<std::uint32_t> burstRates;
+  std::ranges::copy_if(kBurstRates, std::back_inserter(burstRates),
+                       [this](std::uint32_t rate) { return canHoldBursts(rate); });
+  return {.streams = {m_format.stream(std::move(available), burstRates)}, .labels = m_labels};
 }
 
 bool FileDriver::canHoldPcm() const { return !isRaw() && (!m_content || !m_content->bursts); }
@@ -93,34 +82,30 @@ OSStatus FileDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDes
 }
 
 OSStatus FileDriver::setBursts(const AudioStreamBasicDescription& format) {
-  const auto rate = std::ranges::find_if(
-      kBurstRates, [&](std::uint32_t each) { return isSame(format, describeBursts(each)); });
-  if (!m_offersBursts || rate == kBurstRates.end()) {
+  const auto rate = burstRateOf(format);
+  if (!m_offersBursts || !rate) {
     return kAudioDeviceUnsupportedFormatError;
   }
   if (!canHoldBursts(*rate)) {
     return kAudioHardwareIllegalOperationError;
   }
-  m_burstRate = *rate;
+  m_format.setBursts(*rate);
   return noErr;
 }
 
 /// Returning from bursts to the former PCM format is possible except while they play.
 OSStatus FileDriver::setPcm(const PcmFormat& format, bool running) {
-  const bool isFormer = format == m_pcm;
+  const bool isFormer = format == m_format.pcm();
   if (isRaw() && !isFormer) {
     return kAudioDeviceUnsupportedFormatError;
   }
-  if ((running || m_content) && (!isFormer || (running && m_burstRate))) {
+  if ((running || m_content) && (!isFormer || (running && m_format.burstRate()))) {
     return kAudioHardwareIllegalOperationError;
   }
-  if (format.channels != m_pcm.channels) {
+  if (format.channels != m_format.pcm().channels) {
     m_labels = usualLabels(format.channels);
   }
-  const bool isReturn = m_burstRate && isFormer;
-  m_formatIsSet = m_formatIsSet || !isReturn;
-  m_burstRate.reset();
-  m_pcm = format;
+  m_format.setPcm(format);
   return noErr;
 }
 
@@ -132,24 +117,28 @@ OSStatus FileDriver::setLayout(const Labels& labels, bool running) {
     return labels == m_labels ? OSStatus{noErr} : OSStatus{kAudioHardwareIllegalOperationError};
   }
   m_labels = labels;
-  m_pcm.channels = static_cast<std::uint32_t>(labels.size());
+  PcmFormat pcm = m_format.pcm();
+  pcm.channels = static_cast<std::uint32_t>(labels.size());
+  m_format.adopt(pcm);
   m_layoutIsSet = true;
   return noErr;
 }
 
 OSStatus FileDriver::negotiateFormat(const PcmFormat& format, bool running) {
-  if (m_burstRate || !canHoldPcm()) {
+  if (m_format.burstRate() || !canHoldPcm()) {
     return refusePcm();
   }
-  if (running || m_content || m_formatIsSet) {
+  if (running || m_content || m_format.isSet()) {
     return noErr;
   }
-  m_pcm.sample = fileSample(format.sample);
-  m_pcm.rate = format.rate;
+  PcmFormat pcm{.sample = backendSample(format.sample),
+                .channels = m_format.pcm().channels,
+                .rate = format.rate};
   if (!m_layoutIsSet) {
-    m_pcm.channels = std::min(format.channels, kMaxFileChannels);
-    m_labels = usualLabels(m_pcm.channels);
+    pcm.channels = std::min(format.channels, kMaxFileChannels);
+    m_labels = usualLabels(pcm.channels);
   }
+  m_format.adopt(pcm);
   return noErr;
 }
 
@@ -176,7 +165,7 @@ AudioDevices::BurstReport FileDriver::burstReport() const {
 }
 
 OSStatus FileDriver::start(CycleSource& source) {
-  if (!m_burstRate && !canHoldPcm()) {
+  if (!m_format.burstRate() && !canHoldPcm()) {
     return refusePcm();
   }
   begin();
@@ -191,9 +180,9 @@ void FileDriver::begin() {
   if (m_content) {
     return;
   }
-  m_content = {.frames = m_burstRate ? carrierOf(*m_burstRate) : m_pcm,
-               .bursts = m_burstRate.has_value()};
-  const Labels labels = m_burstRate ? usualLabels(2) : m_labels;
+  const bool bursts = m_format.burstRate().has_value();
+  m_content = {.frames = m_format.frames(), .bursts = bursts};
+  const Labels labels = bursts ? usualLabels(kBurstChannels) : m_labels;
   m_order = waveOrder(labels);
   const std::lock_guard lock(m_fileLock);
   m_staged.reserve(kChunkBytes + std::size_t{kBurstFrames} * m_content->frames.bytesPerFrame());
@@ -203,9 +192,9 @@ void FileDriver::begin() {
 void FileDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) {
   const std::lock_guard lock(m_fileLock);
   const auto* memory = static_cast<const std::byte*>(buffers.mBuffers[0].mData);
-  if (m_burstRate) {
+  if (const auto rate = m_format.burstRate()) {
     const Burst burst(reinterpret_cast<const std::uint8_t*>(memory), kBurstBytes);
-    silent = !m_validator.take(burst, *m_burstRate);
+    silent = !m_validator.take(burst, *rate);
   }
   m_framesSinceCheck += frames;
   if (silent) {

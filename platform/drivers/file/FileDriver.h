@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/driver/CycleTimer.h"
-#include "platform/driver/Driver.h"
+#include "platform/driver/DriverFormat.h"
 #include "platform/drivers/file/SoundFile.h"
 #include "platform/iec61937/BurstValidator.h"
 
@@ -62,10 +62,8 @@ class FileDriver final : public Driver {
   const bool m_offersBursts;
 
   // Changed between cycles only, by the device's caller
-  std::optional<std::uint32_t> m_burstRate;  // of the AC-3 format that the stream is in
-  PcmFormat m_pcm;                           // the format otherwise
+  DriverFormat m_format;
   Labels m_labels = usualLabels(2);
-  bool m_formatIsSet = false;
   bool m_layoutIsSet = false;
   std::optional<Content> m_content;  // settled by the first start
   std::vector<std::size_t> m_order;  // device channel of each file channel

@@ -5,23 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/iec61937/BurstFormat.h"
-
 namespace Platform {
-namespace {
-
-/// Returns how the server takes such samples: little-endian, at least 16 bits.
-SampleFormat serverSample(SampleFormat sample) {
-  return {.type = sample.type == SampleType::S8 ? SampleType::S16 : sample.type,
-          .bigEndian = false};
-}
-
-AudioStreamRangedDescription ranged(const AudioStreamBasicDescription& format) {
-  return {.mFormat = format, .mSampleRateRange = {format.mSampleRate, format.mSampleRate}};
-}
-
-}  // namespace
-
 PulseDriver::PulseDriver(std::shared_ptr<PulseConnection> connection, const Sink& sink)
     : m_connection(std::move(connection)), m_sink(sink) {
   adaptToSink();
@@ -35,8 +19,10 @@ void PulseDriver::update(const Sink& sink, bool running) {
 }
 
 void PulseDriver::adaptToSink() {
-  m_pcm.channels = static_cast<std::uint32_t>(m_sink.positions.size());
-  m_pcm.rate = m_sink.rate;
+  PcmFormat pcm = m_format.pcm();
+  pcm.channels = static_cast<std::uint32_t>(m_sink.positions.size());
+  pcm.rate = m_sink.rate;
+  m_format.adopt(pcm);
   m_figures.latencyFrames.store(PulseStream::bufferFrames(plan()));
 }
 
@@ -46,74 +32,49 @@ bool PulseDriver::streamEndedBy(std::uint64_t generation) const {
 }
 
 DriverDescription PulseDriver::describe() const {
-  DriverStream stream{.format = m_burstRate ? describeBursts(*m_burstRate) : describePcm(m_pcm),
-                      .available = {}};
-  for (const SampleType type :
-       {SampleType::S16, SampleType::S24, SampleType::S32, SampleType::F32}) {
-    PcmFormat offered = m_pcm;
+  std::vector<AudioStreamRangedDescription> available;
+  for (const SampleType type : kBackendTypes) {
+    PcmFormat offered = m_format.pcm();
     offered.sample = {.type = type};
-    stream.available.push_back(ranged(describePcm(offered)));
+    available.push_back(atItsRate(describePcm(offered)));
   }
-  for (const std::uint32_t rate : m_sink.burstRates) {
-    stream.available.push_back(ranged(describeBursts(rate)));
-  }
-  return {.streams = {std::move(stream)},
+  return {.streams = {m_format.stream(std::move(available), m_sink.burstRates)},
           .labels = m_sink.labels,
-          .cycleFrames = cycleFramesAt(m_pcm.rate),
+          .cycleFrames = m_format.cycleFrames(),
           .nominalRate = static_cast<double>(m_sink.rate)};
 }
 
 /// A former format can be restored whatever the sink's rate is now.
 OSStatus PulseDriver::setFormat(std::size_t /*stream*/, const AudioStreamBasicDescription& format,
                                 bool running) {
-  const DriverDescription present = describe();
-  if (isSame(format, present.streams.front().format)) {
-    return noErr;
-  }
-  const bool offered = std::ranges::any_of(
-      present.streams.front().available,
-      [&](const AudioStreamRangedDescription& each) { return isSame(each.mFormat, format); });
-  if (!offered) {
-    return kAudioDeviceUnsupportedFormatError;
-  }
-  if (running) {
-    return kAudioHardwareIllegalOperationError;
-  }
-  if (isBurstFormat(format)) {
-    m_burstRate = static_cast<std::uint32_t>(format.mSampleRate);
-    return noErr;
-  }
-  const PcmFormat wanted = *parsePcm(format);
-  const bool isReturn = std::exchange(m_burstRate, std::nullopt) && wanted == m_pcm;
-  m_formatIsSet = m_formatIsSet || !isReturn;
-  m_pcm = wanted;
-  return noErr;
+  const DriverStream present = describe().streams.front();
+  const bool isOffered = std::ranges::any_of(
+      present.available, [&](const auto& each) { return isSame(each.mFormat, format); });
+  return m_format.set(format, isOffered, running);
 }
 
 OSStatus PulseDriver::negotiateFormat(const PcmFormat& format, bool running) {
-  if (m_burstRate) {
+  if (m_format.burstRate()) {
     return kAudioDeviceUnsupportedFormatError;
   }
   if (!running) {
     adaptToSink();
-    m_pcm.sample = m_formatIsSet ? m_pcm.sample : serverSample(format.sample);
+    if (!m_format.isSet()) {
+      PcmFormat pcm = m_format.pcm();
+      pcm.sample = backendSample(format.sample);
+      m_format.adopt(pcm);
+    }
   }
   return noErr;
 }
 
 StreamConfig PulseDriver::plan() const {
-  if (!m_burstRate) {
-    return {.sink = m_sink.name,
-            .spec = sampleSpecOf(m_pcm),
-            .map = channelMapOf(m_sink),
-            .bursts = false,
-            .cycleFrames = cycleFramesAt(m_pcm.rate)};
-  }
+  const bool bursts = m_format.burstRate().has_value();
   return {.sink = m_sink.name,
-          .spec = {.format = PA_SAMPLE_S16LE, .rate = *m_burstRate, .channels = 2},
-          .map = {},
-          .bursts = true,
-          .cycleFrames = kBurstFrames};
+          .spec = sampleSpecOf(m_format.frames()),
+          .map = bursts ? pa_channel_map{} : channelMapOf(m_sink),
+          .bursts = bursts,
+          .cycleFrames = m_format.cycleFrames()};
 }
 
 void PulseDriver::makeStream(CycleSource& source) {
@@ -124,7 +85,7 @@ void PulseDriver::makeStream(CycleSource& source) {
 /// Burst clients wait for the server's reply, as they may fall back to PCM.
 OSStatus PulseDriver::start(CycleSource& source) {
   makeStream(source);
-  const OSStatus status = m_burstRate ? m_stream->openAndWait() : m_stream->open();
+  const OSStatus status = m_format.burstRate() ? m_stream->openAndWait() : m_stream->open();
   if (status != noErr) {
     stop();
   }
@@ -155,9 +116,10 @@ void PulseDriver::stop() {
   if (m_stream) {
     m_stream->close();  // a cycle may use it until then
     m_stream.reset();
-    if (m_burstRate && *m_burstRate != m_pcm.rate) {
-      bringBackRate(*m_connection, m_sink.name, sampleSpecOf(m_pcm), channelMapOf(m_sink));
-      m_sink.rate = m_pcm.rate;  // before the server reports it
+    const PcmFormat& pcm = m_format.pcm();
+    if (m_format.burstRate().value_or(pcm.rate) != pcm.rate) {
+      bringBackRate(*m_connection, m_sink.name, sampleSpecOf(pcm), channelMapOf(m_sink));
+      m_sink.rate = pcm.rate;  // before the server reports it
     }
   }
 }

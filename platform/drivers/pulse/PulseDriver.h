@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/driver/DriverFormat.h"
 #include "platform/drivers/pulse/PulseStream.h"
 
 namespace Platform {
@@ -49,9 +50,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
 
   // Changed between cycles only, by the device's caller
   Sink m_sink;
-  PcmFormat m_pcm;
-  bool m_formatIsSet = false;
-  std::optional<std::uint32_t> m_burstRate;
+  DriverFormat m_format;
 
   StreamStats m_figures;
   std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can run

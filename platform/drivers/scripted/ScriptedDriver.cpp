@@ -5,13 +5,6 @@
 #include <algorithm>
 
 namespace Platform {
-namespace {
-
-AudioStreamRangedDescription ranged(const AudioStreamBasicDescription& format) {
-  return {.mFormat = format, .mSampleRateRange = {format.mSampleRate, format.mSampleRate}};
-}
-
-}  // namespace
 
 ScriptedDriver::ScriptedDriver(const AudioDevices::ScriptedSetup& setup)
     : m_clocked(setup.clocked),
@@ -24,8 +17,8 @@ ScriptedDriver::ScriptedDriver(const AudioDevices::ScriptedSetup& setup)
           "scripted device", [] {}, setup.clockPpm) {
   for (const AudioDevices::ScriptedStream& scripted : setup.streams) {
     DriverStream stream{.format = scripted.format, .available = {}};
-    stream.available.push_back(ranged(scripted.format));
-    std::ranges::transform(scripted.available, std::back_inserter(stream.available), ranged);
+    stream.available.push_back(atItsRate(scripted.format));
+    std::ranges::transform(scripted.available, std::back_inserter(stream.available), atItsRate);
     m_streams.push_back(std::move(stream));
   }
   for (auto& bytes : m_captured) {
