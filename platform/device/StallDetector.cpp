@@ -11,10 +11,6 @@ namespace {
 constexpr std::uint64_t kSecondNs = 1'000'000'000;
 constexpr std::uint64_t kStallCycles = 4;
 
-// Reopening loses what is in the buffer, so a short stall is waited out.
-constexpr std::uint64_t kFirstTryNs = 2 * kSecondNs;
-constexpr std::uint64_t kLongestBackOffNs = 16 * kSecondNs;
-
 // A reopened device takes a buffer's worth of cycles at once, even if it then stalls again.
 constexpr std::uint64_t kSteadyNs = 5 * kSecondNs;
 
@@ -35,18 +31,22 @@ StallDetector::Finding StallDetector::poll(std::uint64_t nowNs, bool plays, std:
       return Finding::Fine;
     }
     m_isStalled = true;
-    if (m_backOffNs == 0 || m_sinceNs - m_wentOnNs > kSteadyNs) {
-      m_backOffNs = kFirstTryNs;
+    if (m_sinceNs - m_wentOnNs > kSteadyNs) {
+      m_backOff.reset();
     }
-    m_nextTryNs = nowNs + m_backOffNs;
+    scheduleTry(nowNs);
     return Finding::Stalled;
   }
   if (nowNs < m_nextTryNs) {
     return Finding::Stands;
   }
-  m_backOffNs = std::min(2 * m_backOffNs, kLongestBackOffNs);
-  m_nextTryNs = nowNs + m_backOffNs;
+  m_backOff.increase();
+  scheduleTry(nowNs);
   return Finding::Reopen;
+}
+
+void StallDetector::scheduleTry(std::uint64_t nowNs) {
+  m_nextTryNs = nowNs + static_cast<std::uint64_t>(m_backOff.interval().count());
 }
 
 }  // namespace Platform

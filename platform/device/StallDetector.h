@@ -6,7 +6,10 @@
 /// silence). Schedules reopening with exponential back-off, which is kept if the device only runs
 /// briefly. The caller passes host time.
 
+#include <chrono>
 #include <cstdint>
+
+#include "platform/device/BackOff.h"
 
 namespace Platform {
 
@@ -26,11 +29,14 @@ class StallDetector {
   bool isStalled() const { return m_isStalled; }
 
  private:
+  void scheduleTry(std::uint64_t nowNs);
+
   std::uint64_t m_cycles = 0;
   std::uint64_t m_sinceNs = 0;   // when it last was not stalling
   std::uint64_t m_wentOnNs = 0;  // when it last resumed
   std::uint64_t m_nextTryNs = 0;
-  std::uint64_t m_backOffNs = 0;
+  // Reopening loses what is in the buffer, so a short stall is waited out.
+  BackOff m_backOff{std::chrono::seconds(2), std::chrono::seconds(16)};
   bool m_isStalled = false;
 };
 

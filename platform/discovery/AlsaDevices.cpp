@@ -2,7 +2,6 @@
 
 #include "platform/discovery/AlsaDevices.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -10,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/device/BackOff.h"
 #include "platform/device/DeviceManager.h"
 #include "platform/driver/Alsa.h"
 #include "platform/system/BackendLibrary.h"
@@ -18,8 +18,8 @@
 namespace Platform {
 namespace {
 
-constexpr std::chrono::milliseconds kFirstBackOff{500};
-constexpr std::chrono::milliseconds kLongestBackOff{4000};
+constexpr std::chrono::milliseconds kFirstRetry{500};
+constexpr std::chrono::milliseconds kLongestRetry{4000};
 
 template <class Function>
 Function* entryOf(const char* name, AudioDevices::Failure& failure) {
@@ -33,13 +33,13 @@ Function* entryOf(const char* name, AudioDevices::Failure& failure) {
 /// No event reports that a PCM is back, so it is tried, as long as the lost one is known and has
 /// not been attached again.
 void awaitReturn(const Device& lost) {
-  std::chrono::milliseconds backOff = kFirstBackOff;
+  BackOff backOff(kFirstRetry, kLongestRetry);
   AudioDevices::Failure notYet;
   DeviceManager& registry = DeviceManager::instance();
   while (registry.device(lost.id()) && !registry.device(lost.identifier())) {
-    std::this_thread::sleep_for(backOff);
+    std::this_thread::sleep_for(backOff.interval());
     attachAlsa(lost.identifier(), notYet);
-    backOff = std::min(2 * backOff, kLongestBackOff);
+    backOff.increase();
   }
 }
 

@@ -83,7 +83,7 @@ void ServerDevices::serverChanged() {
 }
 
 void ServerDevices::watch() {
-  std::optional<std::chrono::milliseconds> atMost;  // until the next attempt to connect
+  std::optional<BackOff::Interval> atMost;  // until the next attempt to connect
   for (;;) {
     awaitChange(atMost);
     const std::lock_guard lock(m_lock);
@@ -94,12 +94,12 @@ void ServerDevices::watch() {
     }
     atMost.reset();
     if (!m_server->state().connected) {
-      atMost = m_backOff;
+      atMost = m_backOff.interval();
     }
   }
 }
 
-void ServerDevices::awaitChange(std::optional<std::chrono::milliseconds> atMost) {
+void ServerDevices::awaitChange(std::optional<BackOff::Interval> atMost) {
   std::unique_lock lock(m_changeLock);
   const auto hasChanged = [this] { return m_changed; };
   if (atMost) {
@@ -118,10 +118,10 @@ AudioDevices::Failure ServerDevices::reconnect() {
   }
   AudioDevices::Failure failure = connect();
   if (failure) {
-    m_backOff = std::min(2 * m_backOff, kLongestBackOff);
+    m_backOff.increase();
     return failure;
   }
-  m_backOff = kFirstBackOff;
+  m_backOff.reset();
   synchronise(Lost::GetANewDevice);
   if (hadOne) {
     DeviceManager::instance().serverBack();

@@ -18,6 +18,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/device/BackOff.h"
 #include "platform/device/Device.h"
 #include "platform/driver/SoundServer.h"
 
@@ -37,9 +38,6 @@ class ServerDevices final : private SoundServerListener {
   void setStreamName(const AudioDevices::StreamName& name);
 
  private:
-  static constexpr std::chrono::milliseconds kFirstBackOff{250};
-  static constexpr std::chrono::milliseconds kLongestBackOff{4000};
-
   enum class Lost { StayLost, GetANewDevice };
   struct Entry {
     Sink sink;
@@ -51,7 +49,7 @@ class ServerDevices final : private SoundServerListener {
   void serverChanged() override;
   AudioDevices::Failure connect();
   [[noreturn]] void watch();
-  void awaitChange(std::optional<std::chrono::milliseconds> atMost);
+  void awaitChange(std::optional<BackOff::Interval> atMost);
   AudioDevices::Failure reconnect();
   void synchronise(Lost lost);
   void takeOver(const Sink& sink, Lost lost);
@@ -66,7 +64,8 @@ class ServerDevices final : private SoundServerListener {
   AudioDevices::StreamName m_streamName;
   std::map<std::string, Entry> m_entries;  // by the sink's name
   bool m_watched = false;
-  std::chrono::milliseconds m_backOff = kFirstBackOff;  // until the next attempt to connect
+  BackOff m_backOff{std::chrono::milliseconds(250),
+                    std::chrono::seconds(4)};  // until the next attempt to connect
 
   // For the watching thread; m_changeLock is a leaf
   std::mutex m_changeLock;
