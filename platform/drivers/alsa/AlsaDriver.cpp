@@ -86,8 +86,7 @@ AlsaConfig AlsaDriver::plan() const {
 OSStatus AlsaDriver::start(CycleSource& source) {
   const AudioDevices::Failure failure = open(source);
   if (failure && !m_format.burstRate()) {
-    const std::lock_guard lock(m_failureLock);
-    m_failure = failure;
+    noteFailure(failure);
   }
   return failure.status;
 }
@@ -103,6 +102,8 @@ AudioDevices::Failure AlsaDriver::open(CycleSource& source) {
   const AudioDevices::Failure failure = m_stream->open();
   if (failure) {
     m_stream.reset();
+  } else {
+    noteFailure({});
   }
   return failure;
 }
@@ -116,6 +117,11 @@ void AlsaDriver::stop() {
 
 void AlsaDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, bool /*silent*/) {
   m_stream->write(static_cast<const std::byte*>(buffers.mBuffers[0].mData), frames);
+}
+
+void AlsaDriver::noteFailure(const AudioDevices::Failure& failure) {
+  const std::lock_guard lock(m_failureLock);
+  m_failure = failure;
 }
 
 AudioDevices::Failure AlsaDriver::failure() const {

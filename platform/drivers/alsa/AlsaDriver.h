@@ -41,6 +41,7 @@ class AlsaDriver final : public Driver {
  private:
   std::vector<std::uint32_t> burstRates() const;
   AudioDevices::Failure open(CycleSource& source);
+  void noteFailure(const AudioDevices::Failure& failure);
   AlsaConfig plan() const;
 
   const std::string m_name;
@@ -55,7 +56,7 @@ class AlsaDriver final : public Driver {
   std::shared_ptr<AlsaStream> m_stream;        // replaced while no cycle can run
 
   mutable std::mutex m_failureLock;  // a leaf
-  AudioDevices::Failure m_failure;
+  AudioDevices::Failure m_failure;   // of the last start; empty once cycles run
 };
 
 }  // namespace Platform
