@@ -286,7 +286,7 @@ std::optional<bool> Device::changeOfSuspension() {
 /// A server that responds again may resume the old stream, so it first gets some time to do so.
 void Device::reopen() {
   const std::uint64_t cyclesBefore = m_cycles.load();
-  if (!m_driver->isResponsive()) {
+  if (!isAlive() || !m_driver->isResponsive()) {
     return;
   }
   std::this_thread::sleep_for(kTimeToGoOn);
