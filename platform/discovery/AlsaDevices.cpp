@@ -2,8 +2,8 @@
 
 #include "platform/discovery/AlsaDevices.h"
 
-#include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string_view>
 #include <thread>
@@ -43,10 +43,11 @@ void awaitReturn(const Device& lost) {
   }
 }
 
-/// Runs on a thread of its own: ending a device waits for the driver's thread, which calls this.
-void loseLater(AudioDeviceID id, const AudioDevices::Failure& loss) {
+/// Runs on a thread of its own: ending a device waits for the driver's thread, which calls this,
+/// and the device may play before attachAlsa() knows its id.
+void loseLater(const std::shared_future<AudioDeviceID>& id, const AudioDevices::Failure& loss) {
   std::thread([id, loss] {
-    if (const auto device = DeviceManager::instance().device(id)) {
+    if (const auto device = DeviceManager::instance().device(id.get())) {
       DeviceManager::instance().lose({{device, loss}}, DeviceEvent::DeviceGone);
       awaitReturn(*device);
     }
@@ -67,14 +68,18 @@ std::shared_ptr<Device> attachAlsa(const std::string& identifier, AudioDevices::
     return nullptr;
   }
   const std::string name = identifier.substr(std::string_view(kAlsaPrefix).size());
-  const auto id = std::make_shared<std::atomic<AudioDeviceID>>(kAudioObjectUnknown);
+  std::promise<AudioDeviceID> id;
   std::unique_ptr<Driver> driver(makeDriver(
-      name, [id](const AudioDevices::Failure& loss) { loseLater(id->load(), loss); }, failure));
+      name,
+      [known = id.get_future().share()](const AudioDevices::Failure& loss) {
+        loseLater(known, loss);
+      },
+      failure));
   if (!driver) {
     return nullptr;
   }
   auto device = DeviceManager::instance().add(identifier, name, std::move(driver));
-  id->store(device->id());
+  id.set_value(device->id());
   return device;
 }
 
