@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/device/ModelLock.h"
 #include "platform/device/StallMonitor.h"
 #include "platform/format/Silence.h"
 #include "platform/iec61937/BurstFormat.h"
@@ -18,55 +19,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kTimeToGoOn{250};
 
-std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames) {
-  if (stream.oddBufferBytes) {
-    return *stream.oddBufferBytes;
-  }
-  return isBurstFormat(stream.format) ? kBurstBytes
-                                      : std::size_t{frames} * stream.format.mBytesPerFrame;
-}
-
-bool isAlike(const DriverStream& one, const DriverStream& other) {
-  return isSame(one.format, other.format) && one.oddBufferBytes == other.oddBufferBytes &&
-         one.withoutMemory == other.withoutMemory;
-}
-
-bool playsAlike(const DriverDescription& one, const DriverDescription& other) {
-  return std::ranges::equal(one.streams, other.streams, isAlike) && one.labels == other.labels &&
-         one.cycleFrames == other.cycleFrames;
-}
-
 }  // namespace
-
-std::mutex& modelLock() {
-  static auto* lock = new std::mutex;  // outlives every static that uses it
-  return *lock;
-}
-
-double DeviceState::sampleRate() const {
-  const auto& streams = description.streams;
-  const auto bursts = std::ranges::find_if(streams, isBurstFormat, &DriverStream::format);
-  const auto leading = bursts != streams.end() ? bursts : streams.begin();
-  return leading != streams.end() ? leading->format.mSampleRate : 0.0;
-}
-
-double DeviceState::nominalRate() const {
-  return description.nominalRate > 0 ? description.nominalRate : sampleRate();
-}
-
-std::uint32_t DeviceState::channels() const {
-  std::uint32_t count = 0;
-  for (const DriverStream& stream : description.streams) {
-    count += parsePcm(stream.format) ? stream.format.mChannelsPerFrame : 0;
-  }
-  return count;
-}
-
-std::uint32_t DeviceState::cycleFrames() const {
-  const bool bursts =
-      std::ranges::any_of(description.streams, isBurstFormat, &DriverStream::format);
-  return bursts ? kBurstFrames : description.cycleFrames;
-}
 
 Device::Device(AudioDeviceID id, std::vector<AudioStreamID> streamIds, std::string identifier,
                std::string name, std::unique_ptr<Driver> driver)

@@ -25,38 +25,13 @@
 #include <thread>
 #include <vector>
 
+#include "platform/device/Client.h"
+#include "platform/device/DeviceState.h"
 #include "platform/device/StallDetector.h"
 #include "platform/driver/Driver.h"
 #include "time/RealTime.h"
 
 namespace Platform {
-
-std::mutex& modelLock();
-
-struct Cycle {
-  AudioBufferList& buffers;  // one per stream
-  std::uint32_t frames;
-  const AudioTimeStamp& time;
-  bool mix;  // the buffers hold another client's sound
-};
-
-/// A client that plays on a device: a unit or an I/O procedure.
-class Client {
- public:
-  virtual ~Client() = default;
-  virtual bool play(const Cycle& cycle) = 0;  // true if only silence; [io-thread]
-  virtual void deviceChanged() {}             // between cycles, under the device's I/O lock
-};
-
-struct DeviceState {
-  DriverDescription description;
-  std::uint64_t generation = 0;  // grows with each change
-
-  double sampleRate() const;       // of the burst stream, if there is one, else of the first
-  double nominalRate() const;      // the device's own, if its streams are converted
-  std::uint32_t channels() const;  // of the PCM streams
-  std::uint32_t cycleFrames() const;
-};
 
 class Device final : public CycleSource {
  public:

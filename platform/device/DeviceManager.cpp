@@ -6,6 +6,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/device/ModelLock.h"
 #include "platform/device/PropertyListeners.h"
 
 namespace Platform {

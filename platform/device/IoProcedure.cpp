@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/device/DeviceManager.h"
+#include "platform/device/ModelLock.h"
 #include "platform/format/Silence.h"
 
 namespace Platform {

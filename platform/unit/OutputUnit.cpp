@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/device/DeviceManager.h"
+#include "platform/device/ModelLock.h"
 
 namespace Platform {
 namespace {
