@@ -68,7 +68,8 @@ void ScriptedDevice::makeDefault() { Platform::DeviceManager::instance().choose(
 
 ScriptedDevice::Cycle ScriptedDevice::cycle(std::uint32_t frames) {
   const std::lock_guard lock(m_driver->handLock());
-  return m_device->cycle(frames, Tavro::HostTime::now()) != 0 ? m_driver->lastCycle() : Cycle{};
+  const bool played = m_device->cycles().cycle(frames, Tavro::HostTime::now()) != 0;
+  return played ? m_driver->lastCycle() : Cycle{};
 }
 
 std::vector<std::uint8_t> ScriptedDevice::captured(std::size_t stream) const {

@@ -102,7 +102,7 @@ void DeviceManager::lose(const std::vector<Loss>& losses, DeviceEvent change) {
     return;
   }
   for (const Loss& loss : losses) {
-    loss.device->markLost(loss.reason);
+    loss.device->life().markLost(loss.reason);
   }
   {
     const std::lock_guard model(modelLock());

@@ -75,7 +75,7 @@ PropertyValue readDevice(const Device& device, const AudioObjectPropertyAddress&
     case kAudioDevicePropertyDeviceIsAlive:
       return valueOf(UInt32{device.isAlive()});
     case kAudioDevicePropertyIOStoppedAbnormally:
-      return valueOf(UInt32{device.isStalled() || device.isSuspended()});
+      return valueOf(UInt32{device.watch().isStalled() || device.watch().isSuspended()});
     case kAudioDevicePropertyStreams:
       if (address.mScope == kAudioDevicePropertyScopeInput) {
         return arrayOf(std::vector<AudioStreamID>());

@@ -20,7 +20,7 @@ constexpr std::uint64_t kStoppedNs = 500'000'000;
 void act(Device& device, StallDetector::Finding finding) {
   using Finding = StallDetector::Finding;
   DeviceManager& registry = DeviceManager::instance();
-  if (const auto suspended = device.changeOfSuspension()) {
+  if (const auto suspended = device.watch().changeOfSuspension()) {
     registry.changed(*suspended ? DeviceEvent::Suspended : DeviceEvent::Resumed, device,
                      kAudioDevicePropertyIOStoppedAbnormally);
   }
@@ -43,7 +43,7 @@ void act(Device& device, StallDetector::Finding finding) {
       continue;
     }
     for (const auto& device : DeviceManager::instance().devices()) {
-      act(*device, device->poll(Tavro::HostTime::now()));
+      act(*device, device->watch().poll(Tavro::HostTime::now(), device->isAlive()));
     }
   }
 }

@@ -172,7 +172,7 @@ void ServerDevices::takeOver(const Sink& sink, Lost lost) {
 /// Its clients move to the new one at once, if they can.
 void ServerDevices::replace(Entry& entry, const Sink& sink) {
   const DeviceManager::Loss loss{entry.device, lossOf(*entry.device, "it was replaced")};
-  entry.device->markLost(loss.reason);
+  entry.device->life().markLost(loss.reason);
   entry = makeDevice(sink);
   DeviceManager::instance().lose({loss}, DeviceEvent::DeviceGone);
 }

@@ -174,7 +174,7 @@ OutputUnit::Prepared OutputUnit::prepare(const Configuration& configuration) con
                     .channelMap = effectiveChannelMap(configuration.channelMap, state.channels()),
                     .streams = {},
                     .deviceRate = static_cast<std::uint32_t>(state.sampleRate()),
-                    .maxFrames = Device::kMaxCycleFrames,
+                    .maxFrames = CycleBuffers::kMaxFrames,
                     .device = configuration.device->id()};
   for (const DriverStream& stream : state.description.streams) {
     plan.streams.push_back(parsePcm(stream.format));
@@ -195,10 +195,10 @@ OSStatus OutputUnit::rebuildRenderer(const Configuration& configuration) try {
     m_renderer.swap(prepared.renderer);
     m_renderedGeneration = prepared.deviceGeneration;
   }
-  configuration.device->noteRefusal({});
+  configuration.device->life().noteRefusal({});
   return noErr;
 } catch (const std::runtime_error& error) {
-  configuration.device->noteRefusal(
+  configuration.device->life().noteRefusal(
       {.status = kAudioUnitErr_FormatNotSupported,
        .message = "'" + configuration.device->identifier() + "': " + error.what()});
   return kAudioUnitErr_FormatNotSupported;

@@ -68,7 +68,7 @@ Float64 latencySeconds(const OutputUnit& unit) {
   if (!device) {
     return 0;
   }
-  const Float64 rate = device->sampleRate();
+  const Float64 rate = device->state().sampleRate();
   return rate > 0 ? device->latencyFrames() / rate : 0;
 }
 
