@@ -2,25 +2,25 @@
 
 #pragma once
 
-/// The system object: the devices and the default output. One per process, never destroyed; at
-/// process exit the devices complete their work. All operations: [any-thread] unless stated
-/// otherwise.
+/// The system object: adds devices to the list, ends them, and carries out what each event means
+/// for the default output and for listeners. One per process, never destroyed; at process exit the
+/// devices complete their work. Takes modelLock() for the list and the output, but not while it
+/// ends a device or calls the follower. All operations: [any-thread] unless stated otherwise.
 
 #include <CoreAudio/CoreAudio.h>
 
 #include <atomic>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/device/DefaultOutput.h"
 #include "platform/device/Device.h"
+#include "platform/device/DeviceList.h"
 #include "platform/device/RoutingPolicy.h"
 
 namespace Platform {
-
-enum class Origin { Attached, Server };
 
 class DeviceManager {
  public:
@@ -75,25 +75,11 @@ class DeviceManager {
 
   void defaultMayHaveChanged() const;
 
-  // With modelLock() held
-  std::vector<std::shared_ptr<Device>> forgetLost(const std::string& identifier);
-  std::shared_ptr<Device> find(AudioObjectID id) const;
-  std::shared_ptr<Device> living(const std::string& identifier) const;
-  std::shared_ptr<Device> chosen() const;  // null if none or missing
-  std::shared_ptr<Device> fallback()
-      const;  // without a choice: the longest attached, else the server's
-  Situation situation(DeviceEvent change, const Device* device) const;
-  Action apply(DeviceEvent change, const Device* device);
-
   std::atomic<DefaultFollower*> m_follower = nullptr;
 
   // Guarded by modelLock()
-  std::vector<std::shared_ptr<Device>> m_devices;
-  std::set<AudioDeviceID> m_serverDevices;
-  std::string m_chosen;  // identifier, the same when a device comes back; empty if none
-  AudioObjectID m_serverDefault = kAudioObjectUnknown;
-  AudioObjectID m_output = kAudioObjectUnknown;  // device of the default output
-  AudioObjectID m_lastId = 31;
+  DeviceList m_devices;
+  DefaultOutput m_output{m_devices};
 };
 
 }  // namespace Platform

@@ -2,7 +2,7 @@
 
 #pragma once
 
-/// Decision table: which action a device event triggers for the default output. DeviceManager
+/// Decision table: which action a device event triggers for the default output. DefaultOutput
 /// carries out the routing actions, StallMonitor the reopening.
 
 #include <cstdint>
