@@ -2,49 +2,16 @@
 
 #include "platform/unit/OutputUnit.h"
 
-#include <numeric>
-#include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include "platform/device/DeviceManager.h"
 #include "platform/device/ModelLock.h"
 
 namespace Platform {
-namespace {
+OutputUnit::OutputUnit(std::shared_ptr<Device> device)
+    : m_configuration(usualConfiguration(std::move(device))) {}
 
-PcmFormat formatLike(const Device* device) {
-  PcmFormat format{.sample = {.type = SampleType::F32}};
-  if (device != nullptr) {
-    const DeviceState state = device->state();
-    const auto& streams = state.description.streams;
-    if (!streams.empty()) {
-      if (const auto first = parsePcm(streams.front().format)) {
-        format.channels = first->channels;
-        format.rate = first->rate;
-      }
-    }
-  }
-  return format;
-}
-
-}  // namespace
-
-std::vector<SInt32> effectiveChannelMap(const std::vector<SInt32>& map, std::uint32_t channels) {
-  if (map.size() == channels) {
-    return map;
-  }
-  std::vector<SInt32> identity(channels);
-  std::iota(identity.begin(), identity.end(), 0);
-  return identity;
-}
-
-OutputUnit::OutputUnit(std::shared_ptr<Device> device) {
-  m_configuration.format = formatLike(device.get());
-  m_configuration.device = std::move(device);
-}
-
-OutputUnit::Configuration OutputUnit::configuration() const {
+UnitConfiguration OutputUnit::configuration() const {
   const std::lock_guard model(modelLock());
   return m_configuration;
 }
@@ -56,13 +23,13 @@ OSStatus OutputUnit::change(Change apply) {
     return kAudioUnitErr_CannotDoInCurrentContext;
   }
   const std::lock_guard lock(m_change);
-  Configuration changed = configuration();
+  UnitConfiguration changed = configuration();
   const OSStatus status = apply(changed);
   if (status != noErr) {
     return status;
   }
   if (isRunning()) {
-    if (const OSStatus refused = rebuildRenderer(changed); refused != noErr) {
+    if (const OSStatus refused = m_renderer.rebuild(changed, gain()); refused != noErr) {
       return refused;
     }
   }
@@ -72,7 +39,7 @@ OSStatus OutputUnit::change(Change apply) {
 }
 
 /// Offers the format to the device, which may refuse it, before the unit plays it.
-OSStatus OutputUnit::offered(const Configuration& configuration) {
+OSStatus OutputUnit::offered(const UnitConfiguration& configuration) {
   const bool taken =
       !configuration.device || configuration.device->negotiateFormat(configuration.format) == noErr;
   return taken ? OSStatus{noErr} : OSStatus{kAudioUnitErr_FormatNotSupported};
@@ -83,14 +50,14 @@ OSStatus OutputUnit::setFormat(const AudioStreamBasicDescription& description) {
   if (!format) {
     return kAudioUnitErr_FormatNotSupported;
   }
-  return change([&](Configuration& configuration) {
+  return change([&](UnitConfiguration& configuration) {
     configuration.format = *format;
     return offered(configuration);
   });
 }
 
 OSStatus OutputUnit::setCallback(const AURenderCallbackStruct& callback) {
-  return change([&](Configuration& configuration) {
+  return change([&](UnitConfiguration& configuration) {
     if (callback.inputProc == nullptr && isRunning()) {
       return OSStatus{kAudioUnitErr_CannotDoInCurrentContext};
     }
@@ -104,7 +71,7 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
     return kAudioUnitErr_CannotDoInCurrentContext;
   }
   const std::lock_guard lock(m_change);
-  Configuration changed = configuration();
+  UnitConfiguration changed = configuration();
   changed.followsDefault = false;
   if (device != changed.device) {
     changed.channelMap.clear();
@@ -117,14 +84,14 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
 void OutputUnit::followDefault() {
   const std::lock_guard lock(m_change);
   auto target = DeviceManager::instance().defaultDevice();
-  Configuration changed = configuration();
+  UnitConfiguration changed = configuration();
   if (target && target != changed.device && changed.followsDefault && !isShutDown()) {
     changed.device = std::move(target);
     moveTo(std::move(changed), isStarted());
   }
 }
 
-OSStatus OutputUnit::moveTo(Configuration changed, bool plays) {
+OSStatus OutputUnit::moveTo(UnitConfiguration changed, bool plays) {
   const bool isElsewhere = changed.device != device();
   if (isElsewhere) {
     if (const OSStatus refused = offered(changed); refused != noErr) {
@@ -140,7 +107,7 @@ OSStatus OutputUnit::moveTo(Configuration changed, bool plays) {
 }
 
 OSStatus OutputUnit::setChannelMap(std::span<const SInt32> map) {
-  return change([&](Configuration& configuration) {
+  return change([&](UnitConfiguration& configuration) {
     if (!configuration.device || map.size() != configuration.device->state().channels()) {
       return OSStatus{kAudioUnitErr_InvalidPropertyValue};
     }
@@ -150,7 +117,7 @@ OSStatus OutputUnit::setChannelMap(std::span<const SInt32> map) {
 }
 
 OSStatus OutputUnit::reset() {
-  return change([](Configuration&) { return noErr; });
+  return change([](UnitConfiguration&) { return noErr; });
 }
 
 AudioStreamBasicDescription OutputUnit::format() const {
@@ -162,58 +129,12 @@ AURenderCallbackStruct OutputUnit::callback() const { return configuration().cal
 std::shared_ptr<Device> OutputUnit::device() const { return configuration().device; }
 
 std::vector<SInt32> OutputUnit::channelMap() const {
-  const Configuration current = configuration();
+  const UnitConfiguration current = configuration();
   return effectiveChannelMap(current.channelMap,
                              current.device ? current.device->state().channels() : 0);
 }
 
-OutputUnit::Prepared OutputUnit::prepare(const Configuration& configuration) const {
-  const DeviceState state = configuration.device->state();
-  RenderConfig plan{.source = configuration.format,
-                    .callback = configuration.callback,
-                    .channelMap = effectiveChannelMap(configuration.channelMap, state.channels()),
-                    .streams = {},
-                    .deviceRate = static_cast<std::uint32_t>(state.sampleRate()),
-                    .maxFrames = CycleBuffers::kMaxFrames,
-                    .device = configuration.device->id()};
-  for (const DriverStream& stream : state.description.streams) {
-    plan.streams.push_back(parsePcm(stream.format));
-  }
-  return {.renderer = std::make_unique<UnitRenderer>(std::move(plan), gain()),
-          .deviceGeneration = state.generation};
-}
-
-/// Replaces the renderer by one for this configuration. It is made outside the I/O lock, and made
-/// again under it in the rare case that the device has changed meanwhile.
-OSStatus OutputUnit::rebuildRenderer(const Configuration& configuration) try {
-  Prepared prepared = prepare(configuration);
-  {
-    const std::lock_guard io(configuration.device->ioLock());
-    if (configuration.device->state().generation != prepared.deviceGeneration) {
-      prepared = prepare(configuration);
-    }
-    m_renderer.swap(prepared.renderer);
-    m_renderedGeneration = prepared.deviceGeneration;
-  }
-  configuration.device->life().noteRefusal({});
-  return noErr;
-} catch (const std::runtime_error& error) {
-  configuration.device->life().noteRefusal(
-      {.status = kAudioUnitErr_FormatNotSupported,
-       .message = "'" + configuration.device->identifier() + "': " + error.what()});
-  return kAudioUnitErr_FormatNotSupported;
-}
-
-void OutputUnit::deviceChanged() {
-  const Configuration current = configuration();
-  try {
-    Prepared prepared = prepare(current);
-    m_renderer = std::move(prepared.renderer);
-    m_renderedGeneration = prepared.deviceGeneration;
-  } catch (const std::runtime_error&) {
-    m_renderer.reset();  // cannot convert to the device's new rate: silence
-  }
-}
+void OutputUnit::deviceChanged() { m_renderer.adapt(configuration(), gain()); }
 
 OSStatus OutputUnit::start() {
   const auto target = device();
@@ -224,7 +145,7 @@ OSStatus OutputUnit::start() {
     return kAudioUnitErr_CannotDoInCurrentContext;  // its renderer may be in use up the stack
   }
   const std::lock_guard lock(m_change);
-  const Configuration current = configuration();
+  const UnitConfiguration current = configuration();
   if (current.callback.inputProc == nullptr) {
     return kAudioUnitErr_NoConnection;
   }
@@ -234,14 +155,14 @@ OSStatus OutputUnit::start() {
   if (const OSStatus refused = offered(current); refused != noErr) {
     return refused;
   }
-  if (const OSStatus status = rebuildRenderer(current); status != noErr) {
+  if (const OSStatus status = m_renderer.rebuild(current, gain()); status != noErr) {
     return status;
   }
   // Before the first cycle, because its callback may stop the unit again.
   markStarted(true);
   OSStatus status = current.device->add(shared_from_this());
   if (status == noErr) {
-    refreshRendererFor(*current.device);
+    m_renderer.refresh(current, gain());
   }
   if (isShutDown()) {
     current.device->remove(*this);
@@ -251,14 +172,6 @@ OSStatus OutputUnit::start() {
     markStarted(false);
   }
   return status;
-}
-
-/// Replaces the renderer if the device has changed since it was made.
-void OutputUnit::refreshRendererFor(Device& device) {
-  const std::lock_guard io(device.ioLock());
-  if (m_renderedGeneration != device.state().generation) {
-    deviceChanged();
-  }
 }
 
 void OutputUnit::markStarted(bool started) {
@@ -302,9 +215,6 @@ bool OutputUnit::isRunning() const {
   return m_started && m_configuration.device->isAlive();
 }
 
-bool OutputUnit::play(const Cycle& cycle) {
-  return !m_renderer ||
-         m_renderer->render(cycle.buffers, cycle.frames, cycle.time, gain(), cycle.mix);
-}
+bool OutputUnit::play(const Cycle& cycle) { return m_renderer.play(cycle, gain()); }
 
 }  // namespace Platform

@@ -2,8 +2,8 @@
 
 #pragma once
 
-/// The output unit: the object behind an AudioUnit handle. It holds a configuration and, while it
-/// is started, a renderer made from it.
+/// The output unit: the object behind an AudioUnit handle. It holds a configuration, changes it,
+/// and starts and stops on its device. CurrentRenderer plays what it is set to.
 ///
 /// Locks: m_change serialises starts, stops and changes and is taken before any of the device's;
 /// from inside a cycle of the unit's own device, a stop does not take it and a change is refused.
@@ -13,15 +13,14 @@
 #include <AudioUnit/AudioUnit.h>
 
 #include <atomic>
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <span>
 #include <vector>
 
 #include "platform/device/Device.h"
-#include "platform/format/PcmFormat.h"
-#include "platform/unit/UnitRenderer.h"
+#include "platform/unit/CurrentRenderer.h"
+#include "platform/unit/UnitConfiguration.h"
 
 namespace Platform {
 
@@ -54,40 +53,21 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   void deviceChanged() override;
 
  private:
-  struct Configuration {
-    PcmFormat format;
-    AURenderCallbackStruct callback{};
-    std::shared_ptr<Device> device;
-    std::vector<SInt32> channelMap;  // identity unless of the device's channel count
-    bool followsDefault = true;
-  };
-  struct Prepared {
-    std::unique_ptr<UnitRenderer> renderer;
-    std::uint64_t deviceGeneration;
-  };
-  Configuration configuration() const;
+  UnitConfiguration configuration() const;
   template <class Change>
   OSStatus change(Change apply);
-  static OSStatus offered(const Configuration& configuration);
-  Prepared prepare(const Configuration& configuration) const;
-  OSStatus rebuildRenderer(const Configuration& configuration);
-  OSStatus moveTo(Configuration changed, bool plays);
-  void refreshRendererFor(Device& device);
+  static OSStatus offered(const UnitConfiguration& configuration);
+  OSStatus moveTo(UnitConfiguration changed, bool plays);
   void markStarted(bool started);
   bool isStarted() const;  // also if the device has ended meanwhile
   bool isShutDown() const;
 
   std::recursive_mutex m_change;
-  Configuration m_configuration;
-  bool m_started = false;     // guarded by modelLock()
-  bool m_isShutDown = false;  // guarded by modelLock()
-  // Guarded by the device's I/O lock
-  std::unique_ptr<UnitRenderer> m_renderer;
-  std::uint64_t m_renderedGeneration = 0;  // of the device, when it was made
-  std::atomic<float> m_gain{1.0F};         // read once per cycle
+  UnitConfiguration m_configuration;
+  bool m_started = false;           // guarded by modelLock()
+  bool m_isShutDown = false;        // guarded by modelLock()
+  CurrentRenderer m_renderer;       // guarded by the device's I/O lock
+  std::atomic<float> m_gain{1.0F};  // read once per cycle
 };
-
-/// Returns `map` if it has an entry per channel, otherwise the identity.
-std::vector<SInt32> effectiveChannelMap(const std::vector<SInt32>& map, std::uint32_t channels);
 
 }  // namespace Platform
