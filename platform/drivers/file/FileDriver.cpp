@@ -5,18 +5,14 @@
 #include <boost/algorithm/string/predicate.hpp>
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <string_view>
 #include <utility>
-
-#include "platform/format/CopySamples.h"
 
 namespace Platform {
 namespace {
 
 constexpr std::uint32_t kMaxFileChannels = 8;
-constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 constexpr AudioValueRange kRates{.mMinimum = 1000, .mMaximum = 768000};
 constexpr std::string_view kRawSuffix = ".spdif";
 
@@ -182,11 +178,8 @@ void FileDriver::begin() {
   }
   const bool bursts = m_format.burstRate().has_value();
   m_content = {.frames = m_format.frames(), .bursts = bursts};
-  const Labels labels = bursts ? usualLabels(kBurstChannels) : m_labels;
-  m_order = waveOrder(labels);
   const std::lock_guard lock(m_fileLock);
-  m_staged.reserve(kChunkBytes + std::size_t{kBurstFrames} * m_content->frames.bytesPerFrame());
-  m_file.begin(m_content->frames, labels);
+  m_file.begin(m_content->frames, bursts ? usualLabels(kBurstChannels) : m_labels, kBurstFrames);
 }
 
 void FileDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) {
@@ -196,85 +189,25 @@ void FileDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, b
     const Burst burst(reinterpret_cast<const std::uint8_t*>(memory), kBurstBytes);
     silent = !m_validator.take(burst, *rate);
   }
-  m_framesSinceCheck += frames;
   if (silent) {
-    m_silentFrames += frames;
-    return;
-  }
-  const std::uint64_t gap = m_framesWritten.load() == 0 ? 0 : m_silentFrames;
-  m_silentFrames = 0;
-  m_gapFrames = gap;
-  stage(memory, frames);
-  m_framesWritten += gap + frames;
-}
-
-void FileDriver::stage(const std::byte* frames, std::uint32_t frameCount) {
-  const std::size_t sampleBytes = m_content->frames.sample.bytes();
-  const std::size_t frameBytes = m_content->frames.bytesPerFrame();
-  const std::size_t begin = m_staged.size();
-  m_lastBytes = frameCount * frameBytes;
-  m_staged.resize(begin + m_lastBytes);
-  std::byte* out = m_staged.data() + begin;
-  if (std::ranges::is_sorted(m_order)) {
-    std::memcpy(out, frames, frameCount * frameBytes);
-    return;
-  }
-  for (std::size_t channel = 0; channel < m_order.size(); ++channel) {
-    copyChannel(sampleBytes, frames + m_order[channel] * sampleBytes, frameBytes,
-                out + channel * sampleBytes, frameBytes, frameCount);
+    m_file.stageSilence(frames);
+  } else {
+    m_file.stage(memory, frames);
   }
 }
 
-/// Writes the staged frames when they fill a chunk and when silence begins or ends. Keeps the last
-/// cycle, whose end may still be removed.
 void FileDriver::afterCycle() {
   const std::lock_guard lock(m_fileLock);
-  if (m_staged.size() >= kChunkBytes || m_silentFrames != 0 || m_gapFrames != 0) {
-    flush(m_staged.size() - m_lastBytes);
-  }
-  if (m_framesSinceCheck >= m_content->frames.rate) {
-    m_framesSinceCheck = 0;
-    m_file.check();
-  }
-}
-
-void FileDriver::flush(std::size_t bytes) {
-  m_file.write({m_staged.data(), bytes});
-  m_staged.erase(m_staged.begin(), m_staged.begin() + static_cast<std::ptrdiff_t>(bytes));
-  writeSilence(std::exchange(m_gapFrames, 0));
+  m_file.writeStaged();
 }
 
 void FileDriver::trimEnd(std::uint32_t frames) {
   const std::lock_guard lock(m_fileLock);
-  if (!m_content) {
-    return;
-  }
-  const std::size_t frameBytes = m_content->frames.bytesPerFrame();
-  const std::size_t taken = std::min<std::size_t>(frames, m_lastBytes / frameBytes);
-  m_lastBytes -= taken * frameBytes;
-  m_staged.resize(m_staged.size() - taken * frameBytes);
-  m_silentFrames += taken;
-  m_framesWritten -= taken;
-}
-
-void FileDriver::writeSilence(std::uint64_t frames) {
-  static constexpr std::array<std::byte, kChunkBytes> zeros{};
-  std::uint64_t bytesLeft = frames * m_content->frames.bytesPerFrame();
-  const std::uint64_t piece =
-      zeros.size() / m_content->frames.bytesPerFrame() * m_content->frames.bytesPerFrame();
-  while (bytesLeft != 0 && !m_file.failure()) {
-    const auto count = static_cast<std::size_t>(std::min(bytesLeft, piece));
-    m_file.write({zeros.data(), count});
-    bytesLeft -= count;
-  }
+  m_file.trimEnd(frames);
 }
 
 void FileDriver::finish() {
   const std::lock_guard lock(m_fileLock);
-  if (m_content) {
-    flush(m_staged.size() - m_lastBytes);
-    m_file.write(m_staged);
-  }
   m_file.finish();
 }
 

@@ -8,16 +8,14 @@
 /// as the 16-bit stereo frames that carry them.
 
 #include <atomic>
-#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/driver/CycleTimer.h"
 #include "platform/driver/DriverFormat.h"
-#include "platform/drivers/file/SoundFile.h"
+#include "platform/drivers/file/StagedFile.h"
 #include "platform/iec61937/BurstValidator.h"
 
 namespace Platform {
@@ -38,7 +36,7 @@ class FileDriver final : public Driver {
   void trimEnd(std::uint32_t frames) override;
   void finish() override;
   AudioDevices::Failure failure() const override;
-  std::uint64_t framesWritten() const override { return m_framesWritten.load(); }
+  std::uint64_t framesWritten() const override { return m_file.framesWritten(); }
   AudioDevices::BurstReport burstReport() const override;
 
  private:
@@ -54,10 +52,7 @@ class FileDriver final : public Driver {
   OSStatus refusePcm();
 
   void begin();
-  void stage(const std::byte* frames, std::uint32_t frameCount);
   void afterCycle();
-  void flush(std::size_t bytes);
-  void writeSilence(std::uint64_t frames);
 
   const bool m_offersBursts;
 
@@ -66,21 +61,14 @@ class FileDriver final : public Driver {
   Labels m_labels = usualLabels(2);
   bool m_layoutIsSet = false;
   std::optional<Content> m_content;  // settled by the first start
-  std::vector<std::size_t> m_order;  // device channel of each file channel
 
   // Guarded by m_fileLock: the clock's thread, and finish(), which does not join it at process exit
   mutable std::mutex m_fileLock;
-  SoundFile m_file;
+  StagedFile m_file;
   BurstValidator m_validator;
-  std::vector<std::byte> m_staged;   // whole frames in file order, reserved beforehand
-  std::size_t m_lastBytes = 0;       // of the last cycle with sound, at the end of m_staged
-  std::uint64_t m_silentFrames = 0;  // since the last sound; written only if more follows
-  std::uint64_t m_gapFrames = 0;     // of silence to write before the last cycle
-  std::uint64_t m_framesSinceCheck = 0;
 
-  std::atomic<std::uint64_t> m_framesWritten{0};  // including staged ones; read independently
-  std::atomic<bool> m_pcmRefused{false};          // permanently
-  CycleTimer m_clock;                             // last: its thread uses all other members
+  std::atomic<bool> m_pcmRefused{false};  // permanently
+  CycleTimer m_clock;                     // last: its thread uses all other members
 };
 
 }  // namespace Platform
