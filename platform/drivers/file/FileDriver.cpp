@@ -9,6 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/drivers/file/WaveSpeakers.h"
+
 namespace Platform {
 namespace {
 

@@ -12,72 +12,10 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/drivers/file/WaveSpeakers.h"
+
 namespace Platform {
 namespace {
-
-/// The speakers in the order of a WAVE file.
-constexpr std::array kWaveSpeakers = {SF_CHANNEL_MAP_LEFT,
-                                      SF_CHANNEL_MAP_RIGHT,
-                                      SF_CHANNEL_MAP_CENTER,
-                                      SF_CHANNEL_MAP_LFE,
-                                      SF_CHANNEL_MAP_REAR_LEFT,
-                                      SF_CHANNEL_MAP_REAR_RIGHT,
-                                      SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER,
-                                      SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER,
-                                      SF_CHANNEL_MAP_REAR_CENTER,
-                                      SF_CHANNEL_MAP_SIDE_LEFT,
-                                      SF_CHANNEL_MAP_SIDE_RIGHT};
-constexpr std::size_t kCentre = 2;
-constexpr std::size_t kNoPlace = kWaveSpeakers.size();
-
-/// Returns true for a surround pair beside a rear pair or a rear centre; alone it is at the back.
-bool surroundsAreAtTheSides(const Labels& labels) {
-  return std::ranges::any_of(labels, [](AudioChannelLabel label) {
-    return label == kAudioChannelLabel_RearSurroundLeft ||
-           label == kAudioChannelLabel_RearSurroundRight ||
-           label == kAudioChannelLabel_CenterSurround;
-  });
-}
-
-int speakerOf(AudioChannelLabel label, bool sides) {
-  switch (label) {
-    case kAudioChannelLabel_Left:
-      return SF_CHANNEL_MAP_LEFT;
-    case kAudioChannelLabel_Right:
-      return SF_CHANNEL_MAP_RIGHT;
-    case kAudioChannelLabel_Center:
-    case kAudioChannelLabel_Mono:
-      return SF_CHANNEL_MAP_CENTER;
-    case kAudioChannelLabel_LFEScreen:
-      return SF_CHANNEL_MAP_LFE;
-    case kAudioChannelLabel_LeftSurround:
-      return sides ? SF_CHANNEL_MAP_SIDE_LEFT : SF_CHANNEL_MAP_REAR_LEFT;
-    case kAudioChannelLabel_RightSurround:
-      return sides ? SF_CHANNEL_MAP_SIDE_RIGHT : SF_CHANNEL_MAP_REAR_RIGHT;
-    case kAudioChannelLabel_RearSurroundLeft:
-      return SF_CHANNEL_MAP_REAR_LEFT;
-    case kAudioChannelLabel_RearSurroundRight:
-      return SF_CHANNEL_MAP_REAR_RIGHT;
-    case kAudioChannelLabel_LeftCenter:
-      return SF_CHANNEL_MAP_FRONT_LEFT_OF_CENTER;
-    case kAudioChannelLabel_RightCenter:
-      return SF_CHANNEL_MAP_FRONT_RIGHT_OF_CENTER;
-    case kAudioChannelLabel_CenterSurround:
-      return SF_CHANNEL_MAP_REAR_CENTER;
-    default:
-      return SF_CHANNEL_MAP_INVALID;
-  }
-}
-
-std::vector<std::size_t> wavePlaces(const Labels& labels) {
-  const bool sides = surroundsAreAtTheSides(labels);
-  std::vector<std::size_t> places;
-  for (const AudioChannelLabel label : labels) {
-    const auto found = std::ranges::find(kWaveSpeakers, speakerOf(label, sides));
-    places.push_back(static_cast<std::size_t>(found - kWaveSpeakers.begin()));
-  }
-  return places;
-}
 
 int containerCode(Container container) {
   return container == Container::Wav ? SF_FORMAT_RF64 : SF_FORMAT_RAW;
@@ -136,18 +74,6 @@ std::string reasonOf(int error, SNDFILE* file) {
 
 }  // namespace
 
-std::vector<std::size_t> waveOrder(const Labels& labels) {
-  const auto places = wavePlaces(labels);
-  std::vector<std::size_t> order;
-  for (std::size_t place = 0; place < kNoPlace; ++place) {
-    const auto found = std::ranges::find(places, place);
-    if (found != places.end()) {
-      order.push_back(static_cast<std::size_t>(found - places.begin()));
-    }
-  }
-  return order.size() == labels.size() ? order : std::vector<std::size_t>();
-}
-
 void SoundFile::Close::operator()(sf_private_tag* file) const { sf_close(file); }
 
 SoundFile::SoundFile(std::string path, Container container)
@@ -178,14 +104,10 @@ void SoundFile::begin(const PcmFormat& format, const Labels& labels) {
     return;
   }
   sf_command(m_file.get(), SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
-  auto places = wavePlaces(labels);
-  std::ranges::sort(places);
-  if (places == std::vector<std::size_t>{0, 1} || places == std::vector{kCentre}) {
+  std::vector<int> speakers = waveSpeakers(labels);
+  if (areUsualSpeakers(speakers)) {
     m_plainTag = format.sample.type == SampleType::F32 ? kFloatTag : kPcmTag;
   }
-  std::vector<int> speakers;
-  std::ranges::transform(places, std::back_inserter(speakers),
-                         [](std::size_t place) { return kWaveSpeakers.at(place); });
   sf_command(m_file.get(), SFC_SET_CHANNEL_MAP_INFO, speakers.data(),
              static_cast<int>(speakers.size() * sizeof(int)));
   sf_command(m_file.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0);  // so that an empty file is valid

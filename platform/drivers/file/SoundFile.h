@@ -25,10 +25,6 @@ struct sf_private_tag;
 
 namespace Platform {
 
-/// Returns the device channel of each WAVE channel; empty if a label has no place in a WAVE file or
-/// two share one.
-std::vector<std::size_t> waveOrder(const Labels& labels);
-
 enum class Container : std::uint8_t { Wav, Raw };
 
 class SoundFile {

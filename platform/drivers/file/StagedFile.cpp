@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/drivers/file/WaveSpeakers.h"
 #include "platform/format/CopySamples.h"
 
 namespace Platform {
