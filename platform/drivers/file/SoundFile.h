@@ -15,7 +15,6 @@
 #include <mutex>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "platform/format/ChannelLayout.h"
 #include "platform/format/PcmFormat.h"

@@ -23,7 +23,7 @@ void PulseDriver::adaptToSink() {
   pcm.channels = static_cast<std::uint32_t>(m_sink.positions.size());
   pcm.rate = m_sink.rate;
   m_format.adopt(pcm);
-  m_figures.latencyFrames.store(PulseStream::bufferFrames(plan()));
+  m_figures.latencyFrames.store(plan().bufferFrames());
 }
 
 bool PulseDriver::streamEndedBy(std::uint64_t generation) const {

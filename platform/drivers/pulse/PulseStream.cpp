@@ -3,37 +3,14 @@
 #include "platform/drivers/pulse/PulseStream.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <utility>
-
-#include "time/HostTime.h"
 
 namespace Platform {
 namespace {
 
-constexpr std::uint32_t kBufferMs = 160;  // a busy machine delays a thread by more than 80 ms
-constexpr std::uint32_t kFirstBurstsMs = 40;
-constexpr std::uint32_t kRestCycles = 2;   // after filling the buffer
-constexpr std::uint32_t kLeastCycles = 4;  // in the buffer
-constexpr std::uint32_t kCyclesAtATime = 3;
-
-constexpr pa_usec_t kMostTransportUs = 50'000;  // a later reply is too inexact to measure with
-
 constexpr auto kFlags =
     static_cast<pa_stream_flags_t>(PA_STREAM_DONT_MOVE | PA_STREAM_ADJUST_LATENCY);
-
-void cancel(pa_operation*& operation) {
-  if (operation != nullptr) {
-    pa_operation_cancel(operation);
-    pa_operation_unref(std::exchange(operation, nullptr));
-  }
-}
-
-/// Returns how many cycles last at least so long.
-std::uint32_t cyclesOf(const StreamConfig& plan, std::uint32_t milliseconds) {
-  return (plan.spec.rate / 1000 * milliseconds + plan.cycleFrames - 1) / plan.cycleFrames;
-}
 
 OSStatus statusOf(int error) {
   switch (error) {
@@ -52,19 +29,15 @@ OSStatus statusOf(int error) {
 
 }  // namespace
 
-std::uint32_t PulseStream::bufferFrames(const StreamConfig& plan) {
-  return std::max(cyclesOf(plan, kBufferMs), kLeastCycles) * plan.cycleFrames;
-}
-
 PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const StreamConfig& plan,
                          CycleSource& source, StreamStats& figures, StreamListener& listener)
     : m_connection(std::move(connection)),
       m_plan(plan),
-      m_source(source),
-      m_frameBytes(pa_frame_size(&m_plan.spec)),
       m_figures(figures),
-      m_listener(listener) {
-  m_figures.latencyFrames.store(bufferFrames(m_plan));
+      m_listener(listener),
+      m_timing(m_plan, figures),
+      m_filler(*m_connection, m_plan, source, m_timing) {
+  m_figures.latencyFrames.store(m_plan.bufferFrames());
   m_figures.drift.interrupt();
   m_figures.endedAt.store(0);
   m_figures.suspended.store(false);
@@ -72,10 +45,8 @@ PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const Stre
 
 void PulseStream::close() {
   const PulseConnection::Hold hold(*m_connection);
-  if (m_later != nullptr) {
-    m_connection->api()->time_free(std::exchange(m_later, nullptr));
-  }
-  cancel(m_timing);
+  m_filler.cancel();
+  m_timing.cancel();
   if (m_stream != nullptr) {
     pa_stream_set_state_callback(m_stream, nullptr, nullptr);
     pa_stream_set_suspended_callback(m_stream, nullptr, nullptr);
@@ -115,8 +86,8 @@ bool PulseStream::connect() {
   pa_stream_set_suspended_callback(m_stream, onSuspended, this);
   pa_stream_set_write_callback(m_stream, onRoom, this);
   pa_stream_set_underflow_callback(m_stream, onUnderrun, this);
-  const auto bytes = static_cast<std::uint32_t>(bufferFrames(m_plan) * m_frameBytes);
-  const auto cycleBytes = static_cast<std::uint32_t>(m_plan.cycleFrames * m_frameBytes);
+  const auto bytes = static_cast<std::uint32_t>(m_plan.bufferFrames() * m_plan.frameBytes());
+  const auto cycleBytes = static_cast<std::uint32_t>(m_plan.cycleBytes());
   const pa_buffer_attr attributes{.maxlength = UINT32_MAX,
                                   .tlength = bytes,
                                   .prebuf = bytes - cycleBytes,
@@ -172,74 +143,12 @@ void PulseStream::ended() {
   }
 }
 
-void PulseStream::onRoom(pa_stream* /*stream*/, std::size_t /*byteCount*/, void* self) {
-  auto& one = *static_cast<PulseStream*>(self);
-  if (!std::exchange(one.m_hasStarted, true)) {
-    one.fillAtFirst();
-  } else if (!one.m_rests) {
-    one.fill(kCyclesAtATime);
-  }
-}
-
-/// Sound is available when the device starts, and should be played soon. Bursts come later.
-void PulseStream::fillAtFirst() {
-  fill(cyclesOf(m_plan, m_plan.bursts ? kFirstBurstsMs : kBufferMs));
-  if (!m_plan.bursts && !m_nobodyPlays) {
-    m_rests = true;
-    fillLater(kRestCycles);
-  }
-}
-
-/// The server requests what it lacks only once: the rest is written without a further request.
-void PulseStream::onLater(pa_mainloop_api* api, pa_time_event* event, const timeval* /*time*/,
-                          void* self) {
-  auto& one = *static_cast<PulseStream*>(self);
-  api->time_free(event);
-  one.m_later = nullptr;
-  one.m_rests = false;
-  one.fill(kCyclesAtATime);
+void PulseStream::onRoom(pa_stream* stream, std::size_t /*byteCount*/, void* self) {
+  static_cast<PulseStream*>(self)->m_filler.fillRoomOf(stream);
 }
 
 void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
   static_cast<PulseStream*>(self)->m_figures.underruns.fetch_add(1, std::memory_order_relaxed);
-}
-
-void PulseStream::fill(std::uint32_t mostCycles) {
-  for (std::uint32_t i = 0; (i < mostCycles || isRunningDry()) && !m_nobodyPlays && hasRoom();
-       ++i) {
-    m_nobodyPlays = m_source.cycle(CycleSource::kUsualFrames, Tavro::HostTime::now()) == 0;
-  }
-  if (m_nobodyPlays) {
-    return;  // the next client gets another stream
-  }
-  readTiming();
-  askForTiming();
-  if (hasRoom()) {
-    fillLater(1);
-  } else {
-    m_wasFull = true;
-  }
-}
-
-bool PulseStream::hasRoom() const {
-  const std::size_t room = pa_stream_writable_size(m_stream);
-  return room != static_cast<std::size_t>(-1) && room >= m_plan.cycleFrames * m_frameBytes;
-}
-
-/// Returns true if it was full before and is now less than half full.
-bool PulseStream::isRunningDry() const {
-  const pa_buffer_attr* const attributes =
-      m_wasFull ? pa_stream_get_buffer_attr(m_stream) : nullptr;
-  return attributes != nullptr && pa_stream_writable_size(m_stream) > attributes->tlength / 2;
-}
-
-void PulseStream::fillLater(std::uint32_t cycles) {
-  if (m_later == nullptr) {
-    const pa_usec_t waitUs =
-        std::uint64_t{cycles} * m_plan.cycleFrames * 1'000'000 / m_plan.spec.rate;
-    m_later =
-        pa_context_rttime_new(m_connection->context(), pa_rtclock_now() + waitUs, onLater, this);
-  }
 }
 
 void PulseStream::write(const void* bytes, std::size_t byteCount) {
@@ -258,50 +167,6 @@ void PulseStream::write(const void* bytes, std::size_t byteCount) {
     from += roomBytes;
     byteCount -= roomBytes;
   }
-}
-
-void PulseStream::askForTiming() {
-  if (m_timing == nullptr) {
-    m_timing = pa_stream_update_timing_info(m_stream, onTiming, this);
-  }
-}
-
-void PulseStream::onTiming(pa_stream* /*stream*/, int /*success*/, void* self) {
-  auto& one = *static_cast<PulseStream*>(self);
-  if (one.m_timing != nullptr) {
-    pa_operation_unref(std::exchange(one.m_timing, nullptr));
-  }
-  one.readTiming();
-  one.measureDrift();
-}
-
-/// Uses the last reply without extrapolation: only what the server reports as played counts.
-void PulseStream::readTiming() {
-  const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
-  if (timing == nullptr || timing->write_index_corrupt != 0 || timing->read_index_corrupt != 0) {
-    return;
-  }
-  const std::int64_t queued = std::max<std::int64_t>(timing->write_index - timing->read_index, 0);
-  const pa_usec_t sinkUs =
-      timing->sink_usec != 0 ? timing->sink_usec : timing->configured_sink_usec;
-  const std::uint64_t beyond = (sinkUs + timing->transport_usec) * m_plan.spec.rate / 1'000'000;
-  m_figures.latencyFrames.store(
-      static_cast<std::uint32_t>(static_cast<std::uint64_t>(queued) / m_frameBytes + beyond));
-}
-
-/// Runs when the reply comes. The server was paused if it had nothing to play.
-void PulseStream::measureDrift() {
-  const pa_timing_info* const timing = pa_stream_get_timing_info(m_stream);
-  if (timing == nullptr || timing->playing == 0 || timing->read_index_corrupt != 0 ||
-      timing->transport_usec > kMostTransportUs) {
-    m_figures.drift.interrupt();
-    return;
-  }
-  const double beyond = static_cast<double>(timing->sink_usec) * m_plan.spec.rate / 1e6;
-  const auto heard =
-      timing->read_index / static_cast<std::int64_t>(m_frameBytes) - std::llround(beyond);
-  m_figures.drift.addSample(Tavro::HostTime::now() - timing->transport_usec * 1000, heard,
-                            m_plan.spec.rate);
 }
 
 void bringBackRate(PulseConnection& connection, const std::string& sink,
