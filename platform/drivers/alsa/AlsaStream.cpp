@@ -3,12 +3,10 @@
 #include "platform/drivers/alsa/AlsaStream.h"
 
 #include <algorithm>
-#include <cstring>
 #include <thread>
 #include <utility>
 
 #include "platform/drivers/alsa/AlsaError.h"
-#include "platform/format/CopySamples.h"
 #include "time/HostTime.h"
 
 namespace Platform {
@@ -26,11 +24,10 @@ constexpr int kMostResumes = 40;
 AlsaStream::AlsaStream(AlsaConfig plan, CycleSource& source, std::shared_ptr<AlsaStats> figures,
                        AlsaLoss onLoss)
     : m_plan(std::move(plan)),
-      m_frameBytes(m_plan.setup.format.bytesPerFrame()),
       m_figures(std::move(figures)),
       m_onLoss(std::move(onLoss)),
       m_source(source),
-      m_frames(m_plan.setup.cycleFrames * m_frameBytes) {}
+      m_writer(m_plan.setup, m_figures->latencyFrames) {}
 
 std::uint32_t AlsaStream::bufferFrames(const AlsaConfig& plan) {
   return plan.setup.format.rate / 1000 * kAlsaBufferMs;
@@ -102,10 +99,7 @@ AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
                        std::to_string(m_plan.setup.format.rate) + " Hz: " + chatter.explain(error) +
                        ". Another program may be using it with different settings."};
   }
-  const Positions ofLayer = inLayersOrder(m_plan.positions);
-  if (const Positions ofPcm = arrange(pcm.get(), m_plan.positions); ofPcm != ofLayer) {
-    m_order = orderFor(ofPcm, ofLayer);
-  }
+  m_writer.setPositions(arrange(pcm.get(), m_plan.positions), inLayersOrder(m_plan.positions));
   m_leastRoom = std::min<snd_pcm_uframes_t>(m_plan.setup.cycleFrames, bufferFrames / 2);
   m_pause = lengthOf(std::min<snd_pcm_uframes_t>(m_plan.setup.cycleFrames, bufferFrames / 4));
   return {};
@@ -115,7 +109,7 @@ AudioDevices::Failure AlsaStream::begin(Pcm& pcm) {
 void AlsaStream::play(snd_pcm_t* pcm) {
   snd_pcm_uframes_t mostCycles = 0;
   while (!m_nobodyPlays) {
-    if (m_isAtFront) {
+    if (m_writer.isAtFront()) {
       const auto firstFrames = m_plan.setup.format.rate / 1000 * kFirstMs;
       mostCycles = std::max(firstFrames / m_plan.setup.cycleFrames, 1U);
     }
@@ -136,8 +130,8 @@ void AlsaStream::play(snd_pcm_t* pcm) {
 
 /// Runs up to `mostCycles` cycles while there is room. Returns 0 or libasound's error.
 int AlsaStream::fill(snd_pcm_t* pcm, snd_pcm_uframes_t mostCycles) {
-  int error = flush(pcm);
-  for (snd_pcm_uframes_t i = 0; i < mostCycles && error == 0 && m_pendingFrames == 0; ++i) {
+  int error = m_writer.flush(pcm);
+  for (snd_pcm_uframes_t i = 0; i < mostCycles && error == 0 && !m_writer.hasPending(); ++i) {
     const snd_pcm_sframes_t room = snd_pcm_avail(pcm);
     if (room < 0) {
       return static_cast<int>(room);
@@ -145,7 +139,7 @@ int AlsaStream::fill(snd_pcm_t* pcm, snd_pcm_uframes_t mostCycles) {
     if (static_cast<snd_pcm_uframes_t>(room) < m_leastRoom || !cycle()) {
       return 0;
     }
-    error = flush(pcm);
+    error = m_writer.flush(pcm);
   }
   return error;
 }
@@ -159,50 +153,9 @@ bool AlsaStream::cycle() {
   return !m_nobodyPlays;
 }
 
-/// Only stores them, as the device's I/O lock is held. Until it is known where they went, all of
-/// them count as not yet played.
+/// Only stores them, as the device's I/O lock is held.
 void AlsaStream::write(const std::byte* frames, std::uint32_t frameCount) {
-  m_cycleFrames = std::min(frameCount, m_plan.setup.cycleFrames);
-  m_pendingFrames = m_cycleFrames;
-  const std::size_t channels = m_order.size();
-  if (m_order.empty()) {
-    std::memcpy(m_frames.data(), frames, m_cycleFrames * m_frameBytes);
-  } else {
-    const std::size_t sampleBytes = m_plan.setup.format.sample.bytes();
-    for (std::size_t i = 0; i < channels; ++i) {
-      if (m_order[i] < channels) {
-        copyChannel(sampleBytes, frames + m_order[i] * sampleBytes, m_frameBytes,
-                    m_frames.data() + i * sampleBytes, m_frameBytes, m_cycleFrames);
-      }
-    }
-  }
-  m_figures->latencyFrames.store(m_delayFrames + m_pendingFrames);
-}
-
-int AlsaStream::flush(snd_pcm_t* pcm) {
-  while (m_pendingFrames != 0) {
-    const std::byte* const first =
-        m_frames.data() + (m_cycleFrames - m_pendingFrames) * m_frameBytes;
-    const snd_pcm_sframes_t written = snd_pcm_writei(pcm, first, m_pendingFrames);
-    if (written == -EAGAIN || written == 0) {
-      return 0;
-    }
-    if (written < 0) {
-      return static_cast<int>(written);
-    }
-    m_isAtFront = false;
-    m_pendingFrames -= static_cast<std::uint32_t>(written);
-  }
-  readDelay(pcm);
-  return 0;
-}
-
-void AlsaStream::readDelay(snd_pcm_t* pcm) {
-  snd_pcm_sframes_t frames = 0;
-  if (snd_pcm_delay(pcm, &frames) == 0) {
-    m_delayFrames = static_cast<std::uint32_t>(std::max<snd_pcm_sframes_t>(frames, 0));
-    m_figures->latencyFrames.store(m_delayFrames);
-  }
+  m_writer.store(frames, frameCount);
 }
 
 /// Makes the PCM ready again, without earlier data unless it resumes. Returns 0 or the error.
@@ -220,8 +173,7 @@ int AlsaStream::recover(snd_pcm_t* pcm, int error) {
   } else {
     return error;
   }
-  m_isAtFront = true;
-  m_delayFrames = 0;
+  m_writer.restart();
   const int prepared = snd_pcm_prepare(pcm);
   return prepared == -ESTRPIPE || prepared == -EAGAIN ? 0 : prepared;  // is retried
 }

@@ -17,10 +17,10 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "platform/driver/Alsa.h"
 #include "platform/drivers/alsa/Pcm.h"
+#include "platform/drivers/alsa/PcmWriter.h"
 
 namespace Platform {
 
@@ -59,8 +59,6 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   void play(snd_pcm_t* pcm);
   int fill(snd_pcm_t* pcm, snd_pcm_uframes_t mostCycles);
   bool cycle();
-  int flush(snd_pcm_t* pcm);
-  void readDelay(snd_pcm_t* pcm);
   int recover(snd_pcm_t* pcm, int error);
   int resume(snd_pcm_t* pcm);
   bool sleepsThrough(std::chrono::nanoseconds time);
@@ -69,7 +67,6 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   void leaveBehind();
 
   const AlsaConfig m_plan;
-  const std::size_t m_frameBytes;
   const std::shared_ptr<AlsaStats> m_figures;
   const AlsaLoss m_onLoss;
   CycleSource& m_source;  // not used once m_isEnding is set
@@ -86,14 +83,9 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   bool m_isLeftBehind = false;
 
   // The stream's thread only
-  std::vector<std::size_t> m_order;    // layer's channel for each of the PCM's; empty: the same
+  PcmWriter m_writer;
   snd_pcm_uframes_t m_leastRoom = 0;   // needed to run a cycle
   std::chrono::nanoseconds m_pause{};  // between two checks for room
-  std::vector<std::byte> m_frames;     // of one cycle, in the PCM's order
-  std::uint32_t m_pendingFrames = 0;   // of these, not written yet: the last ones
-  std::uint32_t m_cycleFrames = 0;     // in m_frames
-  std::uint32_t m_delayFrames = 0;     // of what is written
-  bool m_isAtFront = true;             // nothing written since it was prepared
   bool m_nobodyPlays = false;
 };
 
