@@ -2,21 +2,13 @@
 
 #include "platform/drivers/pulse/PulseConnection.h"
 
-#include <algorithm>
 #include <errno.h>
 #include <utility>
 
-#include "platform/drivers/pulse/PulseSink.h"
+#include "platform/drivers/pulse/PulseOperation.h"
 
 namespace Platform {
 namespace {
-
-/// Releases an operation whose result comes by callback.
-void letRun(pa_operation* operation) {
-  if (operation != nullptr) {
-    pa_operation_unref(operation);
-  }
-}
 
 AudioDevices::Failure noServer(const char* reason) {
   return {.status = kAudioHardwareUnspecifiedError,
@@ -38,8 +30,6 @@ Properties propertiesOf(const AudioDevices::StreamName& name, const char* unname
   return properties;
 }
 
-constexpr int kMostDoubts = 3;
-
 struct Deadline {
   pa_threaded_mainloop* loop;
   bool passed = false;
@@ -53,7 +43,11 @@ void onDeadline(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeva
 
 }  // namespace
 
-PulseConnection::PulseConnection() : m_loop(pa_threaded_mainloop_new()) {
+PulseConnection::PulseConnection()
+    : m_loop(pa_threaded_mainloop_new()), m_snapshots([this](ServerState state) {
+        publish(std::move(state));
+        signal();
+      }) {
   if (m_loop != nullptr) {
     m_context = pa_context_new(api(), program_invocation_short_name);
   }
@@ -194,60 +188,10 @@ void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
   self.signal();
 }
 
-/// One snapshot at a time; a change during one causes another.
-std::uint64_t PulseConnection::requestSnapshot() {
-  if (m_isLooking) {
-    m_looksAgain = true;
-    return m_looks + 1;
-  }
-  ask();
-  return m_looks;
-}
-
 bool PulseConnection::isResponsive() {
   const Hold hold(*this);
   const std::uint64_t wanted = requestSnapshot();
   return waitUntil([&] { return state().generation >= wanted; }) && state().connected;
-}
-
-/// The server replies in this order, sink by sink.
-void PulseConnection::ask() {
-  m_isLooking = true;
-  m_looksAgain = false;
-  m_coming = {.generation = ++m_looks, .connected = true};
-  letRun(pa_context_get_server_info(m_context, onServer, this));
-  letRun(pa_context_get_sink_info_list(m_context, onSink, this));
-}
-
-void PulseConnection::onServer(pa_context* /*context*/, const pa_server_info* info,
-                               void* connection) {
-  if (info != nullptr && info->default_sink_name != nullptr) {
-    static_cast<PulseConnection*>(connection)->m_coming.defaultSink = info->default_sink_name;
-  }
-}
-
-void PulseConnection::onSink(pa_context* /*context*/, const pa_sink_info* info, int end,
-                             void* connection) {
-  auto& self = *static_cast<PulseConnection*>(connection);
-  if (end == 0) {
-    self.m_coming.sinks.push_back(sinkOf(*info));
-    return;
-  }
-  self.m_isLooking = false;
-  const bool cameTooLate = end < 0 && pa_context_errno(self.m_context) == PA_ERR_TIMEOUT;
-  if (cameTooLate || self.m_looksAgain || (!self.isConsistent() && self.m_doubts++ < kMostDoubts)) {
-    self.ask();
-  } else if (end > 0) {
-    self.m_doubts = 0;
-    self.publish(std::move(self.m_coming));
-    self.signal();
-  }
-}
-
-/// Returns false if the default sink was removed between the two replies.
-bool PulseConnection::isConsistent() const {
-  return m_coming.defaultSink.empty() || std::ranges::find(m_coming.sinks, m_coming.defaultSink,
-                                                           &Sink::name) != m_coming.sinks.end();
 }
 
 void PulseConnection::publish(ServerState state) {

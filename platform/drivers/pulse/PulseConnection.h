@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "platform/driver/SoundServer.h"
+#include "platform/drivers/pulse/SnapshotReader.h"
 
 namespace Platform {
 
@@ -71,7 +72,7 @@ class PulseConnection {
   bool areAllEnded() const { return m_ending == 0; }
 
   /// Refreshes the snapshot and returns the generation that it will have.
-  std::uint64_t requestSnapshot();
+  std::uint64_t requestSnapshot() { return m_snapshots.request(m_context); }
   /// Refreshes it and waits for that. Returns false if the server does not respond.
   bool isResponsive();
 
@@ -80,11 +81,7 @@ class PulseConnection {
   static void onEvent(pa_context* context, pa_subscription_event_type_t type, std::uint32_t index,
                       void* connection);
   static void onAnswer(pa_stream* stream, void* connection);
-  static void onServer(pa_context* context, const pa_server_info* info, void* connection);
-  static void onSink(pa_context* context, const pa_sink_info* info, int end, void* connection);
   void subscribe();
-  void ask();
-  bool isConsistent() const;
   void publish(ServerState state);
   pa_stream* keep(pa_stream* stream);
 
@@ -93,12 +90,8 @@ class PulseConnection {
 
   // Under libpulse's lock
   SoundServerListener* m_listener = nullptr;
-  ServerState m_coming;  // the snapshot being made
-  bool m_isLooking = false;
-  bool m_looksAgain = false;
-  std::uint64_t m_looks = 0;  // started
-  int m_doubts = 0;           // inconsistent snapshots in a row
-  int m_ending = 0;           // streams being ended
+  SnapshotReader m_snapshots;
+  int m_ending = 0;  // streams being ended
   std::vector<pa_stream*> m_streams;
   AudioDevices::StreamName m_streamName;
 
