@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "ac3/FrameHeader.h"
 #include "host/FormatDescriptor.h"
 #include "time/Nanoseconds.h"
 
@@ -24,7 +25,7 @@ constexpr std::uint32_t bitsOf(SampleType type) {
 }
 
 /// Audio frames per AC-3 frame. Its burst has as many frames of 16-bit stereo.
-inline constexpr std::uint32_t kFramesPerBurst = 1536;
+inline constexpr std::uint32_t kFramesPerBurst = Ac3::kAudioFrames;
 inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
 
 /// Rounds to the nearest frame.

@@ -8,6 +8,7 @@
 #include <array>
 #include <string_view>
 
+#include "ac3/FrameHeader.h"
 #include "player/base/StreamFormat.h"
 
 namespace Player {
@@ -17,7 +18,6 @@ namespace {
 // Equivalent; devices use any of them.
 constexpr std::array<AudioFormatID, 4> kAc3Formats = {0x49414333 /* IAC3 */, 0x69616333 /* iac3 */,
                                                       kAudioFormat60958AC3, kAudioFormatAC3};
-constexpr std::array<std::uint32_t, 3> kAc3Rates = {48000, 44100, 32000};
 
 std::string nameOf(const std::string& codec) {
   return codec == "eac3" ? "E-AC-3" : codec == "dts" ? "DTS" : codec;
@@ -39,7 +39,7 @@ std::string refusalOf(const AudioStreamBasicDescription& format,
     return fmt::format("{} channels (IEC 61937 needs {})", format.mChannelsPerFrame, channels);
   }
   if (rate ? format.mSampleRate != *rate
-           : std::none_of(kAc3Rates.begin(), kAc3Rates.end(),
+           : std::none_of(Ac3::kRates.begin(), Ac3::kRates.end(),
                           [&](std::uint32_t each) { return format.mSampleRate == each; })) {
     return rate ? fmt::format("{} Hz (the input has {} Hz)", format.mSampleRate, *rate)
                 : fmt::format("{} Hz (AC-3 needs 32000, 44100 or 48000 Hz)", format.mSampleRate);
