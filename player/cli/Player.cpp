@@ -50,7 +50,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
       m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
                  [this](std::uint64_t ns) { wait(ns); }) {
   if (options.volume) {
-    m_session.setSetting(Tavro::audioSetting("Output", "Volume"),
+    m_session.setSetting(Tavro::audioSetting(Tavro::kVolumeName),
                          {Tavro::VariantType::kUInt8, *options.volume});
   }
 }
