@@ -28,6 +28,8 @@ constexpr std::uint32_t bitsOf(SampleType type) {
 inline constexpr std::uint32_t kFramesPerBurst = Ac3::kAudioFrames;
 inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
 
+inline constexpr std::uint32_t kMostChannels = 8;  // that a component uses
+
 /// Rounds to the nearest frame.
 constexpr std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {
   const std::uint64_t whole = ns / Tavro::kNanosPerSecond * rate;

@@ -2,6 +2,8 @@
 
 #include "player/device/Device.h"
 
+#include <AudioDevices/Formats.h>
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -43,18 +45,9 @@ bool isSet(AudioDeviceID device, AudioObjectPropertySelector selector) {
 }
 
 AudioStreamBasicDescription description(const StreamFormat& format) {
-  AudioStreamBasicDescription shape{};
-  shape.mSampleRate = format.rate;
-  shape.mFormatID = kAudioFormatLinearPCM;
-  shape.mFormatFlags = kAudioFormatFlagIsPacked |
-                       (format.type == SampleType::Float32 ? kAudioFormatFlagIsFloat
-                                                           : kAudioFormatFlagIsSignedInteger);
-  shape.mFramesPerPacket = 1;
-  shape.mBytesPerFrame = format.bytesPerFrame();
-  shape.mBytesPerPacket = format.bytesPerFrame();
-  shape.mChannelsPerFrame = format.channels;
-  shape.mBitsPerChannel = bitsOf(format.type);
-  return shape;
+  return format.type == SampleType::Float32
+             ? AudioDevices::pcmFloat(format.rate, format.channels)
+             : AudioDevices::pcmInteger(format.rate, format.channels, bitsOf(format.type));
 }
 
 OSStatus setPhysicalFormat(AudioStreamID stream, const AudioStreamBasicDescription& shape) {
@@ -202,12 +195,11 @@ void Device::setFileFormat(const StreamFormat& format) {
 }
 
 std::uint32_t Device::channels() const {
-  constexpr std::ptrdiff_t kMost = 8;
   const std::vector<AudioChannelLabel> labels = describe().labels;
   const auto used = std::count_if(labels.begin(), labels.end(), [](AudioChannelLabel label) {
     return label != kAudioChannelLabel_Unused;
   });
-  return used > 0 ? static_cast<std::uint32_t>(std::min(used, kMost)) : 2;
+  return used > 0 ? std::min(static_cast<std::uint32_t>(used), kMostChannels) : 2;
 }
 
 void Device::restoreFormats() const {

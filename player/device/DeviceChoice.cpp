@@ -25,7 +25,6 @@ constexpr std::string_view kBurstSuffix = ".spdif";
 constexpr const char* kServerPrefix = "pulse:";
 constexpr const char* kSinkVariable = "PULSE_SINK";
 constexpr const char* kAlsaDefault = "alsa:default";
-constexpr std::uint32_t kMostChannels = 8;
 
 bool isFileIdentifier(const std::string& identifier) {
   return identifier.compare(0, kFilePrefix.size(), kFilePrefix) == 0;

@@ -2,6 +2,7 @@
 
 #include "player/report/DeviceReport.h"
 
+#include <AudioDevices/Formats.h>
 #include <CoreAudio/CoreAudio.h>
 
 #include <fmt/format.h>
@@ -67,7 +68,7 @@ std::string layoutText(const DeviceDescription& device) {
 
 std::string kindText(const AudioStreamBasicDescription& format) {
   if (format.mFormatID != kAudioFormatLinearPCM) {
-    return isAc3(format) ? "AC-3" : "other";
+    return AudioDevices::isAc3Bursts(format) ? "AC-3" : "other";
   }
   return (format.mFormatFlags & kAudioFormatFlagIsFloat) != 0 ? "float" : "integer";
 }
