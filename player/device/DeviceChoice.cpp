@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "player/base/ExitStatus.h"
-#include "tavro_core/Log.h"
+#include "player/base/ProgramLog.h"
 
 namespace Player {
 
@@ -92,8 +92,7 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
     what = "no audio device, so writing " + name + " instead";
   }
   if (!sounding.isServers) {
-    Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),
-                   sounding.reason.c_str());
+    logInfo(what + ": " + sounding.reason);
   }
 }
 
