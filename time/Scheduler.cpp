@@ -2,16 +2,11 @@
 
 #include "time/Scheduler.h"
 
-#include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <thread>
-#include <tuple>
 #include <utility>
 
 #include "time/CpuAffinity.h"
-#include "time/Nanoseconds.h"
 
 // The running thread gives up its turn in wait(), beginJoin() or leave(): under the lock it marks
 // itself and calls dispatch(), which picks the next thread and moves the time to its deadline; then
@@ -24,8 +19,6 @@
 
 namespace Tavro::HostTime {
 namespace {
-
-constexpr std::uint64_t kCheckIntervalNs = 1'000'000'000;
 
 void open(Participant* next) {
   if (next != nullptr) {
@@ -49,26 +42,6 @@ void takePart(Participant* member) {
   CpuAffinity::instance().stay();
 }
 
-std::uint64_t cpuTimeOf(const Participant& member) {
-  timespec used{};
-  if (clock_gettime(member.cpuClock, &used) != 0) {
-    return 0;
-  }
-  return static_cast<std::uint64_t>(used.tv_sec) * 1'000'000'000 +
-         static_cast<std::uint64_t>(used.tv_nsec);
-}
-
-void printAndAbort(const std::string& report) {
-  std::fputs(report.c_str(), stderr);
-  std::abort();
-}
-
-std::string secondsText(std::uint64_t nanoseconds) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.6f s", static_cast<double>(nanoseconds) / 1e9);
-  return text;
-}
-
 }  // namespace
 
 Scheduler& Scheduler::instance() {
@@ -82,7 +55,6 @@ void Scheduler::simulate() {
   if (m_simulated) {
     return;
   }
-  m_stallHandler = m_stallHandler ? m_stallHandler : StallHandler(printAndAbort);
   std::thread([this] { watch(); }).detach();
   t_role = Role::Host;
   t_name = "host";
@@ -101,26 +73,11 @@ void Scheduler::enlist(Role role, const char* name) {
   }
 }
 
-Participant* Scheduler::addMember(Role role, std::string name) {
-  auto member = std::make_unique<Participant>();
-  member->id = ++m_lastId;
-  member->role = role;
-  member->name = std::move(name);
-  m_members.push_back(std::move(member));
-  return m_members.back().get();
-}
-
 Participant* Scheduler::currentMember() {
   if (t_member == nullptr) {
-    takePart(addMember(t_role, t_name));
+    takePart(m_members.add(t_role, t_name));
   }
   return t_member;
-}
-
-Participant* Scheduler::find(MemberId id) {
-  const auto at = std::find_if(m_members.begin(), m_members.end(),
-                               [id](const auto& member) { return member->id == id; });
-  return at != m_members.end() ? at->get() : nullptr;
 }
 
 bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
@@ -129,7 +86,7 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
   bool joining = false;
   {
     std::lock_guard lock(m_lock);
-    joining = !m_joins.empty();
+    joining = !m_joins.isEmpty();
     self = currentMember();
     self->waiting = true;
     self->what = what;
@@ -182,29 +139,23 @@ Participant* Scheduler::dispatch() {
 }
 
 Participant* Scheduler::pickNext() {
-  if (!m_joins.empty()) {
-    Participant* target = find(m_joins.back().target);
+  if (!m_joins.isEmpty()) {
+    Participant* target = m_members.find(m_joins.target());
     return target != nullptr && target->waiting ? target : nullptr;
   }
   if (m_master == nullptr) {
     return nullptr;
   }
-  Participant* next = nullptr;
-  for (const auto& member : m_members) {
-    const auto order = [](const Participant& m) { return std::tuple(m.deadline, m.role, m.id); };
-    if (member->waiting && (next == nullptr || order(*member) < order(*next))) {
-      next = member.get();
-    }
-  }
+  Participant* next = m_members.nextDue();
   if (next != nullptr && next->deadline == kNever) {
-    m_stallHandler(report("no thread is due"));
+    m_stalls.report(now(), "no thread is due");
     return nullptr;
   }
   return next;
 }
 
 void Scheduler::giveTurn(Participant& member) {
-  if (m_joins.empty() && member.deadline > now()) {
+  if (m_joins.isEmpty() && member.deadline > now()) {
     m_now.store(member.deadline, std::memory_order_release);
   }
   if (member.signal != nullptr && !member.signalled) {
@@ -213,21 +164,21 @@ void Scheduler::giveTurn(Participant& member) {
   member.signal = nullptr;
   member.waiting = false;
   m_running = &member;
-  ++m_switches;
+  ++m_turns;
 }
 
 /// Checks periodically, in real time, that the running thread makes progress. Runs on its own
 /// thread, because a timer in every wait costs more than the rest of a turn.
 void Scheduler::watch() {
   for (;;) {
-    monotonicSleepUntil(monotonicNow() + kCheckIntervalNs);
+    monotonicSleepUntil(monotonicNow() + StallWatch::kCheckIntervalNs);
     checkProgress();
   }
 }
 
 Participant* Scheduler::announce(Role role, std::string name) {
   std::lock_guard lock(m_lock);
-  Participant* member = addMember(role, std::move(name));
+  Participant* member = m_members.add(role, std::move(name));
   member->waiting = true;
   member->deadline = now();
   member->what = "its start";
@@ -255,7 +206,7 @@ void Scheduler::leave(Participant* member) {
     if (m_running == member) {
       m_running = nullptr;
     }
-    std::erase_if(m_members, [member](const auto& m) { return m.get() == member; });
+    m_members.remove(member);
     next = dispatch();
   }
   open(next);
@@ -263,12 +214,12 @@ void Scheduler::leave(Participant* member) {
 
 std::uint64_t Scheduler::lastJoined() {
   std::lock_guard lock(m_lock);
-  return m_lastId;
+  return m_members.lastId();
 }
 
 MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
   std::unique_lock lock(m_lock);
-  const auto came = [&] { return m_lastId > after; };
+  const auto came = [&] { return m_members.lastId() > after; };
   return m_joined.wait_for(lock, std::chrono::milliseconds(patienceMs), came) ? after + 1 : 0;
 }
 
@@ -276,11 +227,11 @@ bool Scheduler::beginJoin(MemberId target) {
   Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
-    if (find(target) == nullptr) {
+    if (m_members.find(target) == nullptr) {
       return false;
     }
     Participant* self = t_member;
-    m_joins.push_back({self, target});
+    m_joins.push(self, target);
     if (m_running == self) {
       m_running = nullptr;
     }
@@ -295,10 +246,8 @@ void Scheduler::endJoin() {
   Participant* next = nullptr;
   {
     std::lock_guard lock(m_lock);
-    m_joins.pop_back();
-    const bool outermost = std::none_of(m_joins.begin(), m_joins.end(),
-                                        [self](const Join& join) { return join.joiner == self; });
-    if (self != nullptr && outermost) {
+    m_joins.pop();
+    if (self != nullptr && m_joins.targetOf(self) == 0) {
       self->waiting = true;
       self->deadline = now();
       self->what = "its turn after a join";
@@ -315,50 +264,18 @@ void Scheduler::endJoin() {
 
 void Scheduler::setStallHandler(StallHandler handler) {
   std::lock_guard lock(m_lock);
-  m_stallHandler = std::move(handler);
+  m_stalls.setHandler(std::move(handler));
 }
 
 void Scheduler::setStallPatience(std::uint64_t milliseconds) {
   std::lock_guard lock(m_lock);
-  m_patienceMs = milliseconds;
+  m_stalls.setPatience(milliseconds);
 }
 
-/// Counts how long the thread that should run has neither given up its turn nor used the processor.
-/// Only intervals between checks count, so a suspended process is not a stall.
 void Scheduler::checkProgress() {
   std::lock_guard lock(m_lock);
-  const Participant* mover =
-      m_running != nullptr ? m_running : (m_joins.empty() ? nullptr : m_joins.back().joiner);
-  const std::uint64_t cpuTime = mover != nullptr ? cpuTimeOf(*mover) : 0;
-  const bool moved = m_switches != m_checkedSwitches || cpuTime != m_checkedCpuTime;
-  m_checkedSwitches = m_switches;
-  m_checkedCpuTime = cpuTime;
-  m_stoodStillMs = moved || mover == nullptr ? 0 : m_stoodStillMs + kCheckIntervalNs / kNanosPerMs;
-  if (m_stoodStillMs >= m_patienceMs) {
-    m_stoodStillMs = 0;
-    m_stallHandler(report(mover->name + " blocks outside simulated time"));
-  }
-}
-
-std::string Scheduler::report(const std::string& headline) {
-  std::string text = "simulated time is stalled at " + secondsText(now()) + ": " + headline + "\n";
-  for (const auto& member : m_members) {
-    text += "  " + member->name + " #" + std::to_string(member->id) + ": ";
-    const auto join = std::find_if(m_joins.rbegin(), m_joins.rend(), [&](const Join& candidate) {
-      return candidate.joiner == member.get();
-    });
-    if (member->waiting) {
-      text += std::string("waits for ") + member->what;
-      text +=
-          member->deadline == kNever ? ", without end" : " until " + secondsText(member->deadline);
-    } else if (join != m_joins.rend()) {
-      text += "joins #" + std::to_string(join->target);
-    } else {
-      text += "runs";
-    }
-    text += "\n";
-  }
-  return text;
+  const Participant* joiner = m_joins.isEmpty() ? nullptr : m_joins.joiner();
+  m_stalls.check(m_running != nullptr ? m_running : joiner, m_turns, now());
 }
 
 }  // namespace Tavro::HostTime
