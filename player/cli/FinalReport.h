@@ -7,7 +7,7 @@
 #include "player/base/ExitStatus.h"
 #include "player/base/Options.h"
 #include "player/device/Device.h"
-#include "player/engine/Playback.h"
+#include "player/engine/PlaybackContext.h"
 #include "player/engine/RenderStats.h"
 #include "player/report/EventFile.h"
 #include "player/report/RunReport.h"
