@@ -9,9 +9,9 @@
 #include "time/CpuAffinity.h"
 
 // The running thread gives up its turn in wait(), beginJoin() or leave(): under the lock it marks
-// itself and calls dispatch(), which picks the next thread and moves the time to its deadline; then
-// it opens that one's gate and waits at its own. A thread that was not running (its first wait, the
-// end of a join) only marks itself, and picks the next thread only if none runs.
+// itself, and handOver() picks the next thread and moves the time to its deadline, then opens that
+// one's gate. The thread that gave up its turn waits at its own. A thread that was not running (its
+// first wait, the end of a join) only marks itself, and picks the next thread only if none runs.
 //
 // While a join is open only its target is picked, and time is paused; once the target has left, no
 // thread is picked until the joiner closes the join. So the time at which the joiner continues does
@@ -19,12 +19,6 @@
 
 namespace Tavro::HostTime {
 namespace {
-
-void open(Participant* next) {
-  if (next != nullptr) {
-    next->gate.open();
-  }
-}
 
 // Trivial types, so that they can be read until the end of a thread.
 thread_local Participant* t_member = nullptr;
@@ -80,12 +74,38 @@ Participant* Scheduler::currentMember() {
   return t_member;
 }
 
-bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
-  Participant* self = nullptr;
+/// Changes the state under the lock and gives the next turn, unless `change` returns false. The
+/// gate of the next thread is opened after the lock is released; otherwise that thread would at
+/// once wait for the lock.
+template <class Change>
+bool Scheduler::handOver(const Change& change) {
   Participant* next = nullptr;
-  bool joining = false;
   {
     std::lock_guard lock(m_lock);
+    if (!change()) {
+      return false;
+    }
+    next = m_running == nullptr ? pickNext() : nullptr;
+    if (next != nullptr) {
+      giveTurn(*next);
+    }
+  }
+  if (next != nullptr) {
+    next->gate.open();
+  }
+  return true;
+}
+
+void Scheduler::stopRunning(const Participant* member) {
+  if (m_running == member) {
+    m_running = nullptr;
+  }
+}
+
+bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
+  Participant* self = nullptr;
+  bool joining = false;
+  handOver([&] {
     joining = !m_joins.isEmpty();
     self = currentMember();
     self->waiting = true;
@@ -98,13 +118,10 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
     } else if (signal != nullptr) {
       signal->m_waiter = self;
     }
-    if (m_running == self) {
-      m_running = nullptr;
-    }
-    next = dispatch();
+    stopRunning(self);
     m_joined.notify_all();
-  }
-  open(next);
+    return true;
+  });
   self->gate.passUntil(kNever);
   if (joining) {
     std::this_thread::yield();  // to the joiner, which has yet to signal this thread to end
@@ -113,29 +130,16 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
 }
 
 void Scheduler::notify(Signal& signal) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     Participant* waiter = std::exchange(signal.m_waiter, nullptr);
     if (waiter == nullptr) {
       signal.m_gate.open();
-      return;
+      return false;
     }
     waiter->signalled = true;
     waiter->deadline = now();
-    next = dispatch();
-  }
-  open(next);
-}
-
-/// Returns the thread with the next turn, or null if one is running or none may run. The caller
-/// opens its gate after releasing the lock; otherwise the thread would at once wait for the lock.
-Participant* Scheduler::dispatch() {
-  Participant* next = m_running == nullptr ? pickNext() : nullptr;
-  if (next != nullptr) {
-    giveTurn(*next);
-  }
-  return next;
+    return true;
+  });
 }
 
 Participant* Scheduler::pickNext() {
@@ -186,30 +190,22 @@ Participant* Scheduler::announce(Role role, std::string name) {
 }
 
 void Scheduler::adopt(Participant* member) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     takePart(member);
-    next = dispatch();
-  }
-  open(next);
+    return true;
+  });
   member->gate.passUntil(kNever);
 }
 
 void Scheduler::leave(Participant* member) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     if (m_master == member) {
       m_master = nullptr;
     }
-    if (m_running == member) {
-      m_running = nullptr;
-    }
+    stopRunning(member);
     m_members.remove(member);
-    next = dispatch();
-  }
-  open(next);
+    return true;
+  });
 }
 
 std::uint64_t Scheduler::lastJoined() {
@@ -224,28 +220,19 @@ MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
 }
 
 bool Scheduler::beginJoin(MemberId target) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  return handOver([&] {
     if (m_members.find(target) == nullptr) {
       return false;
     }
-    Participant* self = t_member;
-    m_joins.push(self, target);
-    if (m_running == self) {
-      m_running = nullptr;
-    }
-    next = dispatch();
-  }
-  open(next);
-  return true;
+    m_joins.push(t_member, target);
+    stopRunning(t_member);
+    return true;
+  });
 }
 
 void Scheduler::endJoin() {
   Participant* self = t_member;
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     m_joins.pop();
     if (self != nullptr && m_joins.targetOf(self) == 0) {
       self->waiting = true;
@@ -254,9 +241,8 @@ void Scheduler::endJoin() {
     } else {
       self = nullptr;
     }
-    next = dispatch();
-  }
-  open(next);
+    return true;
+  });
   if (self != nullptr) {
     self->gate.passUntil(kNever);
   }

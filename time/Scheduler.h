@@ -42,8 +42,10 @@ class Scheduler {
   void setStallPatience(std::uint64_t milliseconds);
 
  private:
+  template <class Change>
+  bool handOver(const Change& change);
+  void stopRunning(const Participant* member);
   Participant* currentMember();
-  Participant* dispatch();
   Participant* pickNext();
   void giveTurn(Participant& member);
   void watch();
