@@ -6,6 +6,19 @@
 
 namespace Tavro {
 
+/// Names of interfaces, for Plugin::queryInterface.
+namespace InterfaceId {
+inline constexpr const char* kComponent = "com.norvane.flowloom.interface.component";
+inline constexpr const char* kOutput = "com.norvane.flowloom.interface.output";
+}  // namespace InterfaceId
+
+/// Names of kinds of components.
+namespace ComponentId {
+inline constexpr const char* kOutput = "com.norvane.flowloom.component.output";
+inline constexpr const char* kSingleOutput = "com.norvane.flowloom.component.output.single";
+inline constexpr const char* kMultipleOutput = "com.norvane.flowloom.component.output.multiple";
+}  // namespace ComponentId
+
 /// Identifiers of events, checks and queries. The top four bits name the operation.
 
 namespace ComponentEvent {  // ComponentInterface::sendEvent, no value

@@ -4,15 +4,11 @@
 
 namespace Tavro {
 
-const NarrowString kComponentInterfaceId("com.norvane.flowloom.interface.component",
-                                         sharedAllocator<char>());
-const NarrowString kSingleOutputComponentId("com.norvane.flowloom.component.output.single",
-                                            sharedAllocator<char>());
-const NarrowString kMultipleOutputComponentId("com.norvane.flowloom.component.output.multiple",
+const NarrowString kComponentInterfaceId(InterfaceId::kComponent, sharedAllocator<char>());
+const NarrowString kSingleOutputComponentId(ComponentId::kSingleOutput, sharedAllocator<char>());
+const NarrowString kMultipleOutputComponentId(ComponentId::kMultipleOutput,
                                               sharedAllocator<char>());
-const NarrowString kOutputComponentId("com.norvane.flowloom.component.output",
-                                      sharedAllocator<char>());
-const NarrowString kOutputInterfaceId("com.norvane.flowloom.interface.output",
-                                      sharedAllocator<char>());
+const NarrowString kOutputComponentId(ComponentId::kOutput, sharedAllocator<char>());
+const NarrowString kOutputInterfaceId(InterfaceId::kOutput, sharedAllocator<char>());
 
 }  // namespace Tavro

@@ -8,20 +8,7 @@
 
 namespace Tavro {
 
-/// The settings that an audio output reads, and whose changes it is notified of.
-
-struct SettingName {
-  std::string_view group;
-  std::string_view name;
-};
-
-inline constexpr SettingName kVolumeName = {"Output", "Volume"};
-inline constexpr SettingName kMaximumChannelsName = {"Channels", "Maximum"};
-
-inline Setting audioSetting(const SettingName& wanted) {
-  return Setting(MediaType::Audio, NarrowString(wanted.group.data(), sharedAllocator<char>()),
-                 NarrowString(wanted.name.data(), sharedAllocator<char>()));
-}
+/// Recognises changes of the settings that an audio output reads.
 
 /// Returns true if `setting` is the wanted one and `value` has this type. Allocates nothing.
 inline bool isChangeOf(const SettingName& wanted, std::uint8_t type, const Setting& setting,

@@ -10,9 +10,6 @@ namespace Tavro {
 
 namespace {
 
-constexpr const char* kComponentId = "com.norvane.flowloom.interface.component";
-constexpr const char* kOutputId = "com.norvane.flowloom.interface.output";
-
 template <class Interface>
 Interface* answered(Plugin& plugin, const char* id, const std::string& path) {
   void* found = nullptr;
@@ -65,8 +62,9 @@ std::unique_ptr<Component> Bundle::makeComponent(PluginContext* context) {
     throw BundleError(m_path + ": getPlugin made no component");
   }
   made->m_worker = newcomer.await();
-  made->m_component = answered<ComponentInterface>(*made->m_plugin, kComponentId, m_path);
-  made->m_output = answered<OutputInterface>(*made->m_plugin, kOutputId, m_path);
+  made->m_component =
+      answered<ComponentInterface>(*made->m_plugin, InterfaceId::kComponent, m_path);
+  made->m_output = answered<OutputInterface>(*made->m_plugin, InterfaceId::kOutput, m_path);
   return made;
 }
 

@@ -2,8 +2,6 @@
 
 #include "tavro_core/Clock.h"
 
-#include <algorithm>
-
 #include "host/Services.h"
 
 namespace Tavro {
@@ -19,9 +17,6 @@ constexpr std::int32_t kJitterMs = 25;
 // component queues, so a shorter stop does not make the buffers that it fetches late.
 constexpr std::int32_t kStoppedMs = 200;
 
-constexpr std::uint32_t kHostBits = 0x7fffffff;
-constexpr std::uint32_t kGoesBit = 0x80000000;
-
 // A reading is renewed long before its 31 bits of host time become ambiguous.
 constexpr std::int32_t kRenewAfterMs = 60'000;
 
@@ -31,28 +26,7 @@ std::int32_t difference(std::uint32_t later, std::uint32_t earlier) {
   return static_cast<std::int32_t>(later - earlier);
 }
 
-// Difference of values modulo 2^31.
-std::int32_t hostDifference(std::uint32_t later, std::uint32_t earlier) {
-  return static_cast<std::int32_t>((later - earlier) << 1) / 2;
-}
-
 }  // namespace
-
-std::uint32_t Clock::Reading::at(std::uint32_t atHostMs) const {
-  if (!goes) {
-    return graphMs;
-  }
-  return graphMs + static_cast<std::uint32_t>(std::max(0, hostDifference(atHostMs, hostMs)));
-}
-
-std::uint64_t Clock::Reading::packed() const {
-  return std::uint64_t{graphMs} << 32 | (goes ? kGoesBit : 0) | (hostMs & kHostBits);
-}
-
-Clock::Reading Clock::Reading::unpacked(std::uint64_t word) {
-  const auto low = static_cast<std::uint32_t>(word);
-  return {static_cast<std::uint32_t>(word >> 32), low & kHostBits, (low & kGoesBit) != 0};
-}
 
 Clock::Clock() : m_thread(HostTime::Role::Host, "clock", [this] { run(); }) {}
 
@@ -66,7 +40,7 @@ std::uint32_t Clock::currentTime() {
   // An old word with a new host time could be ahead of what other readers get.
   std::uint64_t word = m_reading.load(std::memory_order_acquire);
   for (;;) {
-    const Reading reading = Reading::unpacked(word);
+    const ClockReading reading = ClockReading::unpacked(word);
     const std::uint32_t hostMs = hostNowMs();
     if (reading.goes && wasStopped(hostMs)) {
       return m_answered.load(std::memory_order_relaxed);
@@ -209,7 +183,7 @@ void Clock::anchor(std::uint32_t baseMs, std::uint32_t hostMs) {
 }
 
 void Clock::steer(std::uint32_t targetMs, std::uint32_t hostMs) {
-  const Reading now = reading();
+  const ClockReading now = reading();
   const std::uint32_t answered = now.at(hostMs);
   const std::int32_t ahead = difference(answered, targetMs);
   if (!now.goes) {
@@ -221,16 +195,16 @@ void Clock::steer(std::uint32_t targetMs, std::uint32_t hostMs) {
     // Wait for the target, from the latest time that any reader can have got by now.
     const std::uint32_t held = now.at(hostMs + 1);
     publish({held, hostMs + (held - targetMs), true});
-  } else if (hostDifference(hostMs, now.hostMs) > kRenewAfterMs) {
+  } else if (now.ageMs(hostMs) > kRenewAfterMs) {
     publish({answered, hostMs, true});
   }
 }
 
-Clock::Reading Clock::reading() const {
-  return Reading::unpacked(m_reading.load(std::memory_order_relaxed));
+ClockReading Clock::reading() const {
+  return ClockReading::unpacked(m_reading.load(std::memory_order_relaxed));
 }
 
-void Clock::publish(Reading reading) {
+void Clock::publish(ClockReading reading) {
   m_answered.store(reading.graphMs, std::memory_order_relaxed);
   m_reading.store(reading.packed(), std::memory_order_release);
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/GraphSession.h"
+#include "tavro_core/ClockReading.h"
 #include "time/HostTime.h"
 
 namespace Tavro {
@@ -48,17 +49,6 @@ class Clock final : public SessionClock {
  private:
   enum class State : std::uint8_t { Stands, Armed, Follows };
 
-  /// What readers use: graph time `graphMs` until host time `hostMs`, then advancing with it if
-  /// `goes`.
-  struct Reading {
-    std::uint32_t graphMs = 0;
-    std::uint32_t hostMs = 0;  // modulo 2^31
-    bool goes = false;
-    std::uint32_t at(std::uint32_t atHostMs) const;
-    std::uint64_t packed() const;
-    static Reading unpacked(std::uint64_t word);
-  };
-
   void run();
   void askTimeBases();
   TimeBaseInterface* leader() const;
@@ -66,10 +56,10 @@ class Clock final : public SessionClock {
   void anchor(std::uint32_t baseMs, std::uint32_t hostMs);
   void steer(std::uint32_t targetMs, std::uint32_t hostMs);
   bool wasStopped(std::uint32_t hostMs) const;
-  Reading reading() const;
-  void publish(Reading reading);
+  ClockReading reading() const;
+  void publish(ClockReading reading);
 
-  // One word, so that readers take no lock. Written with m_lock held.
+  // A packed ClockReading. Written with m_lock held.
   std::atomic<std::uint64_t> m_reading{0};
   std::atomic<std::uint32_t> m_answered{0};   // the time last read
   std::atomic<std::uint32_t> m_sampledMs{0};  // host time of the last query of the time bases

@@ -19,11 +19,6 @@ auto isNamed(const Setting& setting) {
 
 }  // namespace
 
-Setting audioSetting(const char* group, const char* name) {
-  return Setting(MediaType::Audio, NarrowString(group, sharedAllocator<char>()),
-                 NarrowString(name, sharedAllocator<char>()));
-}
-
 bool Session::getSetting(const Setting& setting, _Variant* out) {
   const std::lock_guard guard(m_lock);
   const auto entry = std::find_if(m_settings.begin(), m_settings.end(), isNamed(setting));

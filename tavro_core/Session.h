@@ -14,9 +14,6 @@
 
 namespace Tavro {
 
-/// A setting of audio outputs: ("Output", "Volume"), ("Channels", "Maximum").
-Setting audioSetting(const char* group, const char* name);
-
 /// The session that components are created in: settings, the clock, and the ledger of all buffers.
 /// It must outlive the components and the pools of their streams.
 ///

@@ -2,21 +2,16 @@
 
 #include "time/Scheduler.h"
 
-#include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <thread>
-#include <tuple>
 #include <utility>
 
 #include "time/CpuAffinity.h"
-#include "time/Nanoseconds.h"
 
 // The running thread gives up its turn in wait(), beginJoin() or leave(): under the lock it marks
-// itself and calls dispatch(), which picks the next thread and moves the time to its deadline; then
-// it opens that one's gate and waits at its own. A thread that was not running (its first wait, the
-// end of a join) only marks itself, and picks the next thread only if none runs.
+// itself, and handOver() picks the next thread and moves the time to its deadline, then opens that
+// one's gate. The thread that gave up its turn waits at its own. A thread that was not running (its
+// first wait, the end of a join) only marks itself, and picks the next thread only if none runs.
 //
 // While a join is open only its target is picked, and time is paused; once the target has left, no
 // thread is picked until the joiner closes the join. So the time at which the joiner continues does
@@ -24,14 +19,6 @@
 
 namespace Tavro::HostTime {
 namespace {
-
-constexpr std::uint64_t kCheckIntervalNs = 1'000'000'000;
-
-void open(Participant* next) {
-  if (next != nullptr) {
-    next->gate.open();
-  }
-}
 
 // Trivial types, so that they can be read until the end of a thread.
 thread_local Participant* t_member = nullptr;
@@ -49,26 +36,6 @@ void takePart(Participant* member) {
   CpuAffinity::instance().stay();
 }
 
-std::uint64_t cpuTimeOf(const Participant& member) {
-  timespec used{};
-  if (clock_gettime(member.cpuClock, &used) != 0) {
-    return 0;
-  }
-  return static_cast<std::uint64_t>(used.tv_sec) * 1'000'000'000 +
-         static_cast<std::uint64_t>(used.tv_nsec);
-}
-
-void printAndAbort(const std::string& report) {
-  std::fputs(report.c_str(), stderr);
-  std::abort();
-}
-
-std::string secondsText(std::uint64_t nanoseconds) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.6f s", static_cast<double>(nanoseconds) / 1e9);
-  return text;
-}
-
 }  // namespace
 
 Scheduler& Scheduler::instance() {
@@ -82,7 +49,6 @@ void Scheduler::simulate() {
   if (m_simulated) {
     return;
   }
-  m_stallHandler = m_stallHandler ? m_stallHandler : StallHandler(printAndAbort);
   std::thread([this] { watch(); }).detach();
   t_role = Role::Host;
   t_name = "host";
@@ -101,35 +67,46 @@ void Scheduler::enlist(Role role, const char* name) {
   }
 }
 
-Participant* Scheduler::addMember(Role role, std::string name) {
-  auto member = std::make_unique<Participant>();
-  member->id = ++m_lastId;
-  member->role = role;
-  member->name = std::move(name);
-  m_members.push_back(std::move(member));
-  return m_members.back().get();
-}
-
 Participant* Scheduler::currentMember() {
   if (t_member == nullptr) {
-    takePart(addMember(t_role, t_name));
+    takePart(m_members.add(t_role, t_name));
   }
   return t_member;
 }
 
-Participant* Scheduler::find(MemberId id) {
-  const auto at = std::find_if(m_members.begin(), m_members.end(),
-                               [id](const auto& member) { return member->id == id; });
-  return at != m_members.end() ? at->get() : nullptr;
+/// Changes the state under the lock and gives the next turn, unless `change` returns false. The
+/// gate of the next thread is opened after the lock is released; otherwise that thread would at
+/// once wait for the lock.
+template <class Change>
+bool Scheduler::handOver(const Change& change) {
+  Participant* next = nullptr;
+  {
+    std::lock_guard lock(m_lock);
+    if (!change()) {
+      return false;
+    }
+    next = m_running == nullptr ? pickNext() : nullptr;
+    if (next != nullptr) {
+      giveTurn(*next);
+    }
+  }
+  if (next != nullptr) {
+    next->gate.open();
+  }
+  return true;
+}
+
+void Scheduler::stopRunning(const Participant* member) {
+  if (m_running == member) {
+    m_running = nullptr;
+  }
 }
 
 bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
   Participant* self = nullptr;
-  Participant* next = nullptr;
   bool joining = false;
-  {
-    std::lock_guard lock(m_lock);
-    joining = !m_joins.empty();
+  handOver([&] {
+    joining = !m_joins.isEmpty();
     self = currentMember();
     self->waiting = true;
     self->what = what;
@@ -141,13 +118,10 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
     } else if (signal != nullptr) {
       signal->m_waiter = self;
     }
-    if (m_running == self) {
-      m_running = nullptr;
-    }
-    next = dispatch();
+    stopRunning(self);
     m_joined.notify_all();
-  }
-  open(next);
+    return true;
+  });
   self->gate.passUntil(kNever);
   if (joining) {
     std::this_thread::yield();  // to the joiner, which has yet to signal this thread to end
@@ -156,55 +130,36 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
 }
 
 void Scheduler::notify(Signal& signal) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     Participant* waiter = std::exchange(signal.m_waiter, nullptr);
     if (waiter == nullptr) {
       signal.m_gate.open();
-      return;
+      return false;
     }
     waiter->signalled = true;
     waiter->deadline = now();
-    next = dispatch();
-  }
-  open(next);
-}
-
-/// Returns the thread with the next turn, or null if one is running or none may run. The caller
-/// opens its gate after releasing the lock; otherwise the thread would at once wait for the lock.
-Participant* Scheduler::dispatch() {
-  Participant* next = m_running == nullptr ? pickNext() : nullptr;
-  if (next != nullptr) {
-    giveTurn(*next);
-  }
-  return next;
+    return true;
+  });
 }
 
 Participant* Scheduler::pickNext() {
-  if (!m_joins.empty()) {
-    Participant* target = find(m_joins.back().target);
+  if (!m_joins.isEmpty()) {
+    Participant* target = m_members.find(m_joins.target());
     return target != nullptr && target->waiting ? target : nullptr;
   }
   if (m_master == nullptr) {
     return nullptr;
   }
-  Participant* next = nullptr;
-  for (const auto& member : m_members) {
-    const auto order = [](const Participant& m) { return std::tuple(m.deadline, m.role, m.id); };
-    if (member->waiting && (next == nullptr || order(*member) < order(*next))) {
-      next = member.get();
-    }
-  }
+  Participant* next = m_members.nextDue();
   if (next != nullptr && next->deadline == kNever) {
-    m_stallHandler(report("no thread is due"));
+    m_stalls.report(now(), "no thread is due");
     return nullptr;
   }
   return next;
 }
 
 void Scheduler::giveTurn(Participant& member) {
-  if (m_joins.empty() && member.deadline > now()) {
+  if (m_joins.isEmpty() && member.deadline > now()) {
     m_now.store(member.deadline, std::memory_order_release);
   }
   if (member.signal != nullptr && !member.signalled) {
@@ -213,21 +168,21 @@ void Scheduler::giveTurn(Participant& member) {
   member.signal = nullptr;
   member.waiting = false;
   m_running = &member;
-  ++m_switches;
+  ++m_turns;
 }
 
 /// Checks periodically, in real time, that the running thread makes progress. Runs on its own
 /// thread, because a timer in every wait costs more than the rest of a turn.
 void Scheduler::watch() {
   for (;;) {
-    monotonicSleepUntil(monotonicNow() + kCheckIntervalNs);
+    monotonicSleepUntil(monotonicNow() + StallWatch::kCheckIntervalNs);
     checkProgress();
   }
 }
 
 Participant* Scheduler::announce(Role role, std::string name) {
   std::lock_guard lock(m_lock);
-  Participant* member = addMember(role, std::move(name));
+  Participant* member = m_members.add(role, std::move(name));
   member->waiting = true;
   member->deadline = now();
   member->what = "its start";
@@ -235,79 +190,59 @@ Participant* Scheduler::announce(Role role, std::string name) {
 }
 
 void Scheduler::adopt(Participant* member) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     takePart(member);
-    next = dispatch();
-  }
-  open(next);
+    return true;
+  });
   member->gate.passUntil(kNever);
 }
 
 void Scheduler::leave(Participant* member) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
+  handOver([&] {
     if (m_master == member) {
       m_master = nullptr;
     }
-    if (m_running == member) {
-      m_running = nullptr;
-    }
-    std::erase_if(m_members, [member](const auto& m) { return m.get() == member; });
-    next = dispatch();
-  }
-  open(next);
+    stopRunning(member);
+    m_members.remove(member);
+    return true;
+  });
 }
 
 std::uint64_t Scheduler::lastJoined() {
   std::lock_guard lock(m_lock);
-  return m_lastId;
+  return m_members.lastId();
 }
 
 MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
   std::unique_lock lock(m_lock);
-  const auto came = [&] { return m_lastId > after; };
+  const auto came = [&] { return m_members.lastId() > after; };
   return m_joined.wait_for(lock, std::chrono::milliseconds(patienceMs), came) ? after + 1 : 0;
 }
 
 bool Scheduler::beginJoin(MemberId target) {
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
-    if (find(target) == nullptr) {
+  return handOver([&] {
+    if (m_members.find(target) == nullptr) {
       return false;
     }
-    Participant* self = t_member;
-    m_joins.push_back({self, target});
-    if (m_running == self) {
-      m_running = nullptr;
-    }
-    next = dispatch();
-  }
-  open(next);
-  return true;
+    m_joins.push(t_member, target);
+    stopRunning(t_member);
+    return true;
+  });
 }
 
 void Scheduler::endJoin() {
   Participant* self = t_member;
-  Participant* next = nullptr;
-  {
-    std::lock_guard lock(m_lock);
-    m_joins.pop_back();
-    const bool outermost = std::none_of(m_joins.begin(), m_joins.end(),
-                                        [self](const Join& join) { return join.joiner == self; });
-    if (self != nullptr && outermost) {
+  handOver([&] {
+    m_joins.pop();
+    if (self != nullptr && m_joins.targetOf(self) == 0) {
       self->waiting = true;
       self->deadline = now();
       self->what = "its turn after a join";
     } else {
       self = nullptr;
     }
-    next = dispatch();
-  }
-  open(next);
+    return true;
+  });
   if (self != nullptr) {
     self->gate.passUntil(kNever);
   }
@@ -315,50 +250,18 @@ void Scheduler::endJoin() {
 
 void Scheduler::setStallHandler(StallHandler handler) {
   std::lock_guard lock(m_lock);
-  m_stallHandler = std::move(handler);
+  m_stalls.setHandler(std::move(handler));
 }
 
 void Scheduler::setStallPatience(std::uint64_t milliseconds) {
   std::lock_guard lock(m_lock);
-  m_patienceMs = milliseconds;
+  m_stalls.setPatience(milliseconds);
 }
 
-/// Counts how long the thread that should run has neither given up its turn nor used the processor.
-/// Only intervals between checks count, so a suspended process is not a stall.
 void Scheduler::checkProgress() {
   std::lock_guard lock(m_lock);
-  const Participant* mover =
-      m_running != nullptr ? m_running : (m_joins.empty() ? nullptr : m_joins.back().joiner);
-  const std::uint64_t cpuTime = mover != nullptr ? cpuTimeOf(*mover) : 0;
-  const bool moved = m_switches != m_checkedSwitches || cpuTime != m_checkedCpuTime;
-  m_checkedSwitches = m_switches;
-  m_checkedCpuTime = cpuTime;
-  m_stoodStillMs = moved || mover == nullptr ? 0 : m_stoodStillMs + kCheckIntervalNs / kNanosPerMs;
-  if (m_stoodStillMs >= m_patienceMs) {
-    m_stoodStillMs = 0;
-    m_stallHandler(report(mover->name + " blocks outside simulated time"));
-  }
-}
-
-std::string Scheduler::report(const std::string& headline) {
-  std::string text = "simulated time is stalled at " + secondsText(now()) + ": " + headline + "\n";
-  for (const auto& member : m_members) {
-    text += "  " + member->name + " #" + std::to_string(member->id) + ": ";
-    const auto join = std::find_if(m_joins.rbegin(), m_joins.rend(), [&](const Join& candidate) {
-      return candidate.joiner == member.get();
-    });
-    if (member->waiting) {
-      text += std::string("waits for ") + member->what;
-      text +=
-          member->deadline == kNever ? ", without end" : " until " + secondsText(member->deadline);
-    } else if (join != m_joins.rend()) {
-      text += "joins #" + std::to_string(join->target);
-    } else {
-      text += "runs";
-    }
-    text += "\n";
-  }
-  return text;
+  const Participant* joiner = m_joins.isEmpty() ? nullptr : m_joins.joiner();
+  m_stalls.check(m_running != nullptr ? m_running : joiner, m_turns, now());
 }
 
 }  // namespace Tavro::HostTime

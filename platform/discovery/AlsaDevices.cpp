@@ -44,7 +44,7 @@ void awaitReturn(const Device& lost) {
 }
 
 /// Runs on a thread of its own: ending a device waits for the driver's thread, which calls this,
-/// and the device may play before attachAlsa() knows its id.
+/// and the device may play before attachAlsa() knows its identifier.
 void loseLater(const std::shared_future<AudioDeviceID>& id, const AudioDevices::Failure& loss) {
   std::thread([id, loss] {
     if (const auto device = DeviceManager::instance().device(id.get())) {

@@ -2,13 +2,12 @@
 
 #include "platform/iec61937/BurstValidator.h"
 
-#include <boost/crc.hpp>
-
-#include <algorithm>
-#include <array>
 #include <optional>
 #include <utility>
+#include <vector>
 
+#include "ac3/FrameChecksums.h"
+#include "ac3/FrameHeader.h"
 #include "platform/format/Silence.h"
 
 namespace Platform {
@@ -16,7 +15,6 @@ namespace {
 
 constexpr std::uint16_t kSyncA = 0xF872;
 constexpr std::uint16_t kSyncB = 0x4E1F;
-constexpr std::uint16_t kFrameSync = 0x0B77;
 constexpr std::size_t kHeaderBytes = 8;
 constexpr std::size_t kMostViolationsKept = 16;
 
@@ -75,44 +73,28 @@ std::string dataTypeFault(Burst burst) {
   return (word & 0x80) != 0 ? "its sender marked it as faulty" : "";
 }
 
-struct FrameHeader {
-  std::uint32_t rate;
-  std::size_t bytes;  // of the whole frame
-  unsigned version;   // of the bit stream syntax
-};
-
-/// Returns nothing for a reserved sample rate or length code.
-std::optional<FrameHeader> headerOf(Burst burst) {
-  static constexpr std::array kKilobitsPerSecond = {32U,  40U,  48U,  56U,  64U,  80U,  96U,
-                                                    112U, 128U, 160U, 192U, 224U, 256U, 320U,
-                                                    384U, 448U, 512U, 576U, 640U};
-  const std::size_t word = wordAt(burst, kHeaderBytes + 4);
-  const std::size_t rateCode = word >> 14;
-  const std::size_t lengthCode = word >> 8 & 0x3F;
-  if (rateCode >= kBurstRates.size() || lengthCode / 2 >= kKilobitsPerSecond.size()) {
-    return {};
+/// Returns the AC-3 frame's first `count` bytes, an even number. A burst holds them as swapped
+/// words.
+std::vector<std::uint8_t> frameBytes(Burst burst, std::size_t count) {
+  std::vector<std::uint8_t> bytes(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    bytes[i] = burst[kHeaderBytes + (i ^ 1)];
   }
-  const std::uint32_t rate = kBurstRates.at(rateCode);
-  // At 44.1 kHz frames are not a whole number of words; the last bit marks those one word longer.
-  const std::size_t extra = rate == 44100 ? lengthCode & 1 : 0;
-  const std::size_t bitsPerSecond = std::size_t{kKilobitsPerSecond.at(lengthCode / 2)} * 1000;
-  return FrameHeader{.rate = rate,
-                     .bytes = 2 * (bitsPerSecond * kBurstFrames / (rate * 16) + extra),
-                     .version = static_cast<unsigned>(word >> 3 & 0x1F)};
+  return bytes;
 }
 
 std::string frameSyncFault(Burst burst) {
   const std::uint16_t sync = wordAt(burst, kHeaderBytes);
-  if (sync == kFrameSync) {
+  if (sync == Ac3::kSyncWord) {
     return {};
   }
-  return swapped(sync) == kFrameSync ? "AC-3 frame in the wrong byte order"
-                                     : "AC-3 sync word " + hex(sync) + " instead of 0B77";
+  return swapped(sync) == Ac3::kSyncWord ? "AC-3 frame in the wrong byte order"
+                                         : "AC-3 sync word " + hex(sync) + " instead of 0B77";
 }
 
 /// Checks the frame's header against the device's rate and the burst's length code.
 std::string frameHeaderFault(Burst burst, std::uint32_t rate,
-                             const std::optional<FrameHeader>& header) {
+                             const std::optional<Ac3::Header>& header) {
   constexpr unsigned kHighestVersion = 8;
   if (!header) {
     return "AC-3 frame with a reserved sample rate or length";
@@ -144,20 +126,15 @@ std::string stuffingFault(Burst burst, std::size_t frameBytes) {
   return "the bytes behind the AC-3 frame are not zero";
 }
 
-/// The first checksum covers five eighths of the frame, the second all of it.
-std::string checksumFault(Burst burst, std::size_t frameBytes) {
-  std::array<std::uint8_t, kBurstBytes> frame{};
-  for (std::size_t i = 0; i < frameBytes; ++i) {
-    frame.at(i) = burst[kHeaderBytes + (i ^ 1)];
+std::string checksumFault(Burst burst, std::size_t bytes) {
+  switch (Ac3::damageOf(frameBytes(burst, bytes))) {
+    case Ac3::Damage::FirstFiveEighths:
+      return "checksum of the AC-3 frame's first five eighths";
+    case Ac3::Damage::Rest:
+      return "checksum of the AC-3 frame";
+    default:
+      return {};
   }
-  const std::size_t firstBytes = (frameBytes / 4 + frameBytes / 16) * 2;
-  boost::crc_optimal<16, 0x8005> sum;
-  sum.process_bytes(frame.data() + 2, firstBytes - 2);
-  if (sum.checksum() != 0) {
-    return "checksum of the AC-3 frame's first five eighths";
-  }
-  sum.process_bytes(frame.data() + firstBytes, frameBytes - firstBytes);
-  return sum.checksum() != 0 ? "checksum of the AC-3 frame" : "";
 }
 
 }  // namespace
@@ -168,7 +145,7 @@ std::string burstFault(Burst burst, std::uint32_t rate) {
       return fault;
     }
   }
-  const auto header = headerOf(burst);
+  const auto header = Ac3::parseHeader(frameBytes(burst, Ac3::kHeaderBytes));
   if (std::string fault = frameHeaderFault(burst, rate, header); !fault.empty()) {
     return fault;
   }

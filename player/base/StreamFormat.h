@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "ac3/FrameHeader.h"
 #include "host/FormatDescriptor.h"
 #include "time/Nanoseconds.h"
 
@@ -24,8 +25,10 @@ constexpr std::uint32_t bitsOf(SampleType type) {
 }
 
 /// Audio frames per AC-3 frame. Its burst has as many frames of 16-bit stereo.
-inline constexpr std::uint32_t kFramesPerBurst = 1536;
+inline constexpr std::uint32_t kFramesPerBurst = Ac3::kAudioFrames;
 inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
+
+inline constexpr std::uint32_t kMostChannels = 8;  // that a component uses
 
 /// Rounds to the nearest frame.
 constexpr std::uint64_t framesOf(std::uint64_t ns, std::uint32_t rate) {

@@ -10,6 +10,7 @@
 #include "player/base/JsonFile.h"
 #include "player/base/Options.h"
 #include "player/base/ProgramFolder.h"
+#include "player/base/ProgramLog.h"
 #include "player/cli/Player.h"
 #include "player/device/Device.h"
 #include "player/report/DeviceReport.h"
@@ -88,9 +89,9 @@ int main(int argc, char** argv) {
     return static_cast<int>(play(options));
   } catch (const Player::PlayerError& error) {
     status = error.status;
-    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s", error.what());
+    Player::logError(error.what());
   } catch (const std::exception& error) {
-    Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s", error.what());
+    Player::logError(error.what());
   }
   return static_cast<int>(status);
 }

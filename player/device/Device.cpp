@@ -2,65 +2,24 @@
 
 #include "player/device/Device.h"
 
+#include <AudioDevices/Formats.h>
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "player/base/ExitStatus.h"
+#include "player/device/DeviceProperties.h"
 
 namespace Player {
 
 namespace {
 
-AudioObjectPropertyAddress address(AudioObjectPropertySelector selector,
-                                   AudioObjectPropertyScope scope) {
-  return {selector, scope, kAudioObjectPropertyElementMaster};
-}
-
-constexpr AudioObjectPropertyAddress kDefaultOutput{kAudioHardwarePropertyDefaultOutputDevice,
-                                                    kAudioObjectPropertyScopeGlobal,
-                                                    kAudioObjectPropertyElementMaster};
-
-AudioDeviceID defaultDevice() {
-  AudioDeviceID id = kAudioObjectUnknown;
-  UInt32 size = sizeof(id);
-  const OSStatus status =
-      AudioObjectGetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0, nullptr, &size, &id);
-  return status == noErr ? id : AudioDeviceID{kAudioObjectUnknown};
-}
-
-std::uint32_t numberOf(AudioDeviceID device, AudioObjectPropertySelector selector) {
-  const AudioObjectPropertyAddress where = address(selector, kAudioDevicePropertyScopeOutput);
-  UInt32 number = 0;
-  UInt32 size = sizeof(number);
-  const OSStatus status = AudioObjectGetPropertyData(device, &where, 0, nullptr, &size, &number);
-  return status == noErr ? number : 0;
-}
-
-bool isSet(AudioDeviceID device, AudioObjectPropertySelector selector) {
-  return numberOf(device, selector) != 0;
-}
-
 AudioStreamBasicDescription description(const StreamFormat& format) {
-  AudioStreamBasicDescription shape{};
-  shape.mSampleRate = format.rate;
-  shape.mFormatID = kAudioFormatLinearPCM;
-  shape.mFormatFlags = kAudioFormatFlagIsPacked |
-                       (format.type == SampleType::Float32 ? kAudioFormatFlagIsFloat
-                                                           : kAudioFormatFlagIsSignedInteger);
-  shape.mFramesPerPacket = 1;
-  shape.mBytesPerFrame = format.bytesPerFrame();
-  shape.mBytesPerPacket = format.bytesPerFrame();
-  shape.mChannelsPerFrame = format.channels;
-  shape.mBitsPerChannel = bitsOf(format.type);
-  return shape;
-}
-
-OSStatus setPhysicalFormat(AudioStreamID stream, const AudioStreamBasicDescription& shape) {
-  const AudioObjectPropertyAddress where =
-      address(kAudioStreamPropertyPhysicalFormat, kAudioObjectPropertyScopeGlobal);
-  return AudioObjectSetPropertyData(stream, &where, 0, nullptr, sizeof(shape), &shape);
+  return format.type == SampleType::Float32
+             ? AudioDevices::pcmFloat(format.rate, format.channels)
+             : AudioDevices::pcmInteger(format.rate, format.channels, bitsOf(format.type));
 }
 
 std::string shapeText(const AudioStreamBasicDescription& shape) {
@@ -101,9 +60,7 @@ void Device::attach() {
   if (m_id == kAudioObjectUnknown) {
     throw PlayerError(ExitStatus::DeviceFailed, failure.message + devicesBeside(m_choice));
   }
-  const OSStatus status = AudioObjectSetPropertyData(kAudioObjectSystemObject, &kDefaultOutput, 0,
-                                                     nullptr, sizeof(m_id), &m_id);
-  if (status != noErr) {
+  if (const OSStatus status = makeDefaultDevice(m_id); status != noErr) {
     AudioDevices::detach(m_id);
     throw PlayerError(ExitStatus::DeviceFailed, m_choice.identifier +
                                                     " cannot be made the default output: " +
@@ -131,7 +88,7 @@ void Device::settleOn(AudioDeviceID id) {
   const AudioDevices::DeviceDescription now = describe();
   m_identifier = now.identifier;
   m_streams = now.streams;
-  m_atFirst = AudioDevices::totalsOf(id);
+  m_totals.moveTo(id);
 }
 
 std::string Device::news() {
@@ -157,7 +114,6 @@ std::string Device::news() {
 std::string Device::moveTo(AudioDeviceID id) {
   const bool isLost = !m_isThere || !isSet(m_id, kAudioDevicePropertyDeviceIsAlive);
   const std::string former = m_identifier;
-  m_onOthers = totals();
   settleOn(id);
   m_isThere = true;
   m_isStalled = false;
@@ -168,32 +124,10 @@ std::string Device::moveTo(AudioDeviceID id) {
   return (isLost ? "lost " + former + ", " : "") + "switched to " + m_identifier;
 }
 
-/// Sums up the counts; all other fields are the current device's.
-AudioDevices::DeviceTotals Device::totals() const {
-  const AudioDevices::DeviceTotals now = AudioDevices::totalsOf(m_id);
-  AudioDevices::DeviceTotals all = now;
-  const auto sum = [&](auto count) {
-    all.*count = m_onOthers.*count + now.*count - std::min(now.*count, m_atFirst.*count);
-  };
-  using Totals = AudioDevices::DeviceTotals;
-  for (const auto count : {&Totals::cycles, &Totals::framesPlayed, &Totals::framesHeard,
-                           &Totals::framesDiscarded, &Totals::framesWritten, &Totals::lateCycles,
-                           &Totals::underruns, &Totals::burstCycles, &Totals::bursts}) {
-    sum(count);
-  }
-  return all;
-}
-
 void Device::setFileFormat(const StreamFormat& format) {
-  const AudioObjectPropertyAddress streams =
-      address(kAudioDevicePropertyStreams, kAudioDevicePropertyScopeOutput);
-  AudioStreamID stream = kAudioObjectUnknown;
-  UInt32 size = sizeof(stream);
-  OSStatus status = AudioObjectGetPropertyData(m_id, &streams, 0, nullptr, &size, &stream);
-  if (status == noErr) {
-    status = setPhysicalFormat(stream, description(format));
-  }
-  if (status != noErr) {
+  const AudioStreamID stream =
+      m_streams.empty() ? AudioStreamID{kAudioObjectUnknown} : m_streams.front().id;
+  if (const OSStatus status = setPhysicalFormat(stream, description(format)); status != noErr) {
     throw PlayerError(
         ExitStatus::DeviceFailed,
         fmt::format("{} cannot hold {}: {}", m_choice.identifier, shapeText(description(format)),
@@ -202,12 +136,11 @@ void Device::setFileFormat(const StreamFormat& format) {
 }
 
 std::uint32_t Device::channels() const {
-  constexpr std::ptrdiff_t kMost = 8;
   const std::vector<AudioChannelLabel> labels = describe().labels;
   const auto used = std::count_if(labels.begin(), labels.end(), [](AudioChannelLabel label) {
     return label != kAudioChannelLabel_Unused;
   });
-  return used > 0 ? static_cast<std::uint32_t>(std::min(used, kMost)) : 2;
+  return used > 0 ? std::min(static_cast<std::uint32_t>(used), kMostChannels) : 2;
 }
 
 void Device::restoreFormats() const {
@@ -237,11 +170,8 @@ std::uint64_t Device::latencyNs() const {
   if (m_choice.isFile) {
     return 0;
   }
-  const AudioObjectPropertyAddress where =
-      address(kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal);
-  Float64 rate = 0;
-  UInt32 size = sizeof(rate);
-  if (AudioObjectGetPropertyData(m_id, &where, 0, nullptr, &size, &rate) != noErr || rate <= 0) {
+  const double rate = nominalRate(m_id);
+  if (rate <= 0) {
     return 0;
   }
   const std::uint32_t frames = numberOf(m_id, kAudioDevicePropertyLatency) +

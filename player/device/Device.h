@@ -11,6 +11,7 @@
 
 #include "player/base/StreamFormat.h"
 #include "player/device/DeviceChoice.h"
+#include "player/device/RunTotals.h"
 
 namespace Player {
 
@@ -56,7 +57,7 @@ class Device {
   std::uint64_t latencyNs() const;
 
   /// Totals of all devices used so far.
-  AudioDevices::DeviceTotals totals() const;
+  AudioDevices::DeviceTotals totals() const { return m_totals.sum(); }
   AudioDevices::BurstReport burstReport() const { return AudioDevices::burstsOf(m_id); }
   std::uint64_t bursts() const { return totals().bursts; }
 
@@ -86,8 +87,7 @@ class Device {
   bool m_isThere = true;
   bool m_isStalled = false;
   std::vector<AudioDevices::StreamDescription> m_streams;  // as they were when m_id was selected
-  AudioDevices::DeviceTotals m_atFirst;                    // of m_id, when it was selected
-  AudioDevices::DeviceTotals m_onOthers;                   // of the devices used before
+  RunTotals m_totals;
 };
 
 }  // namespace Player

@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "player/base/ExitStatus.h"
-#include "tavro_core/Log.h"
+#include "player/base/ProgramLog.h"
 
 namespace Player {
 
@@ -25,7 +25,6 @@ constexpr std::string_view kBurstSuffix = ".spdif";
 constexpr const char* kServerPrefix = "pulse:";
 constexpr const char* kSinkVariable = "PULSE_SINK";
 constexpr const char* kAlsaDefault = "alsa:default";
-constexpr std::uint32_t kMostChannels = 8;
 
 bool isFileIdentifier(const std::string& identifier) {
   return identifier.compare(0, kFilePrefix.size(), kFilePrefix) == 0;
@@ -93,8 +92,7 @@ void chooseByItself(DeviceChoice& choice, const Options& options, const Sounding
     what = "no audio device, so writing " + name + " instead";
   }
   if (!sounding.isServers) {
-    Tavro::logLine(Tavro::LogLevel::Info, "tavro-play", "%s: %s", what.c_str(),
-                   sounding.reason.c_str());
+    logInfo(what + ": " + sounding.reason);
   }
 }
 

@@ -2,22 +2,20 @@
 
 #include "player/device/Passthrough.h"
 
+#include <AudioDevices/Formats.h>
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <string_view>
 
+#include "ac3/FrameHeader.h"
 #include "player/base/StreamFormat.h"
 
 namespace Player {
 
 namespace {
-
-// Equivalent; devices use any of them.
-constexpr std::array<AudioFormatID, 4> kAc3Formats = {0x49414333 /* IAC3 */, 0x69616333 /* iac3 */,
-                                                      kAudioFormat60958AC3, kAudioFormatAC3};
-constexpr std::array<std::uint32_t, 3> kAc3Rates = {48000, 44100, 32000};
 
 std::string nameOf(const std::string& codec) {
   return codec == "eac3" ? "E-AC-3" : codec == "dts" ? "DTS" : codec;
@@ -25,13 +23,9 @@ std::string nameOf(const std::string& codec) {
 
 }  // namespace
 
-bool isAc3(const AudioStreamBasicDescription& format) {
-  return std::find(kAc3Formats.begin(), kAc3Formats.end(), format.mFormatID) != kAc3Formats.end();
-}
-
 std::string refusalOf(const AudioStreamBasicDescription& format,
                       std::optional<std::uint32_t> rate) {
-  if (!isAc3(format)) {
+  if (!AudioDevices::isAc3Bursts(format)) {
     return format.mFormatID == kAudioFormatLinearPCM ? "PCM only" : "not AC-3";
   }
   const std::uint32_t channels = burstsAt(0).channels;
@@ -39,7 +33,7 @@ std::string refusalOf(const AudioStreamBasicDescription& format,
     return fmt::format("{} channels (IEC 61937 needs {})", format.mChannelsPerFrame, channels);
   }
   if (rate ? format.mSampleRate != *rate
-           : std::none_of(kAc3Rates.begin(), kAc3Rates.end(),
+           : std::none_of(Ac3::kRates.begin(), Ac3::kRates.end(),
                           [&](std::uint32_t each) { return format.mSampleRate == each; })) {
     return rate ? fmt::format("{} Hz (the input has {} Hz)", format.mSampleRate, *rate)
                 : fmt::format("{} Hz (AC-3 needs 32000, 44100 or 48000 Hz)", format.mSampleRate);
@@ -61,7 +55,7 @@ std::string refusalOf(const CodecInfo& coding, const AudioDevices::DeviceDescrip
       if (refusalOf(offer.mFormat, coding.rate).empty()) {
         return "";
       }
-      offersAc3 = offersAc3 || isAc3(offer.mFormat);
+      offersAc3 = offersAc3 || AudioDevices::isAc3Bursts(offer.mFormat);
     }
   }
   return offersAc3 ? fmt::format("{} offers AC-3, but not at {} Hz in 2 channels", device.name,

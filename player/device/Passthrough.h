@@ -12,9 +12,6 @@
 
 namespace Player {
 
-/// Returns whether `format` is one of AC-3 bursts.
-bool isAc3(const AudioStreamBasicDescription& format);
-
 /// The overloads of refusalOf() return why an input cannot be passed through, as a text for the
 /// user, or an empty string if it can.
 

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "player/engine/Progress.h"
+#include "player/source/BurstSource.h"
 #include "player/source/PcmSource.h"
 #include "time/Nanoseconds.h"
 
@@ -27,43 +29,33 @@ constexpr std::uint64_t kHearingPatienceNs = 1'000 * Tavro::kNanosPerMs;
 // A component with a full queue asks again once the device has consumed a burst.
 constexpr std::uint64_t kQuietNs = 200 * Tavro::kNanosPerMs;
 
-// Longer than the period of any device, shorter than the clock may run ahead of a full queue.
-constexpr std::uint64_t kCyclesAwayNs = 250 * Tavro::kNanosPerMs;
-
 std::uint64_t watchNs() { return isSimulated() ? kWatchSimulatedNs : kWatchRealNs; }
 
-}  // namespace
-
-bool CycleFlow::areRunning(const Device& device) {
-  const std::uint64_t cycles = device.cycles();
-  if (std::exchange(m_cycles, cycles) != cycles) {
-    m_since.restart();
+std::unique_ptr<Source> makeSource(const PlaybackContext& stage, const StreamFormat& format,
+                                   const std::optional<TrackPosition>& spot) {
+  const Beginning beginning{stage.session.clock().currentTime(), spot};
+  if (format.bursts) {
+    return std::make_unique<BurstSource>(stage.session, stage.playlist, format, beginning,
+                                         stage.wake);
   }
-  return isSimulated() || m_since.elapsed() < kCyclesAwayNs;
+  return std::make_unique<PcmSource>(stage.session, stage.playlist, format, stage.bufferMs,
+                                     beginning, stage.wake);
 }
+
+}  // namespace
 
 Playback::Playback(const PlaybackContext& stage, const GetOutput& output,
                    const StreamFormat& format, const std::optional<TrackPosition>& spot)
     : m_stage(stage),
       m_returnedBefore(stage.session.ledger().pulledCount()),
-      m_bursts(format.bursts ? std::make_unique<BurstSource>(stage.session, stage.playlist, format,
-                                                             beginning(spot), stage.wake)
-                             : nullptr),
-      m_pcm(format.bursts
-                ? nullptr
-                : std::make_unique<PcmSource>(stage.session, stage.playlist, format, stage.bufferMs,
-                                              beginning(spot), stage.wake)),
-      m_source(m_bursts ? static_cast<Source*>(m_bursts.get()) : m_pcm.get()),
       m_format(format),
+      m_source(makeSource(stage, format, spot)),
       m_device(stage.device.id()),
-      m_connection(whenMade(output), *m_source, format) {}
-
-Beginning Playback::beginning(const std::optional<TrackPosition>& spot) const {
-  return {m_stage.session.clock().currentTime(), spot};
-}
+      m_connection(whenMade(output), *m_source, format),
+      m_hold(stage, *m_source, m_connection) {}
 
 Playback::~Playback() {
-  (m_bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) +=
+  (m_format.bursts ? m_stage.counts.bursts : m_stage.counts.pcmBuffers) +=
       m_isGivenUp ? m_source->taken() : m_source->buffers();
   m_stage.counts.sentAgain += m_sentAgain;
   m_stage.counts.seeks += m_seeks;
@@ -78,7 +70,7 @@ Output& Playback::whenMade(const GetOutput& output) {
     m_stage.wait(kFirstBuffersNs);
   }
   // A burst device runs from its configuration on, on a thread of another kind.
-  if (!m_bursts) {
+  if (!m_format.bursts) {
     m_firstTurn.emplace();
   }
   return output();
@@ -99,7 +91,7 @@ void Playback::run(const Between& between) {
 /// Returns false if there is nothing to play.
 bool Playback::start() {
   // A burst device runs already: the clock must run before the first burst.
-  if (m_bursts) {
+  if (m_format.bursts) {
     m_timeBase.emplace(m_stage.session.clock(), m_stage.device, m_format.rate);
     m_stage.session.clock().start();
   }
@@ -118,7 +110,7 @@ bool Playback::start() {
 bool Playback::fillQueue() {
   Progress progress;
   const auto canStart = [this] {
-    return m_connection.isReady() && (m_bursts != nullptr || m_source->isQueued());
+    return m_connection.isReady() && (m_format.bursts || m_source->isQueued());
   };
   bool isReady = canStart();
   m_firstTurn.reset();
@@ -162,30 +154,13 @@ void Playback::giveUp() {
 /// Returns whether playback waits for a device.
 bool Playback::goWithDevice() {
   const Device& device = m_stage.device;
-  if (m_bursts && (!device.isThere() || device.id() != m_device)) {
+  if (m_format.bursts && (!device.isThere() || device.id() != m_device)) {
     giveUp();
   }
-  if (!m_isPaused && !m_bursts) {
-    keepClock(device.plays() && m_cycles.areRunning(device));
+  if (!m_isPaused && !m_format.bursts) {
+    m_hold.update();
   }
   return !device.plays();
-}
-
-/// Holds the clock while no cycles run: it would continue by host time, and late buffers would be
-/// dropped.
-void Playback::keepClock(bool plays) {
-  if (plays != m_isHeld) {
-    return;
-  }
-  m_isHeld = !plays;
-  if (m_isHeld) {
-    m_stage.session.clock().pause();
-    m_stage.session.clock().set(m_source->presentStampMs());
-  } else {
-    m_stage.session.clock().start();
-    m_connection.start();
-  }
-  m_stage.enter(m_isHeld ? PlayerState::Paused : PlayerState::Playing);
 }
 
 /// Waits for everything handed over, with a timeout, as the device may be stalled.
@@ -205,7 +180,7 @@ std::uint64_t Playback::toReturn(std::uint64_t ofThisStream) const {
 }
 
 void Playback::pause() {
-  if (m_bursts) {
+  if (m_format.bursts) {
     m_toSendAgain = takeBack();
   } else {
     m_connection.stop();
@@ -217,8 +192,7 @@ void Playback::pause() {
 
 void Playback::resume() {
   m_isPaused = false;
-  m_isHeld = false;
-  m_cycles = {};
+  m_hold.reset();
   m_sentAgain += std::exchange(m_toSendAgain, 0);
   m_source->release();
   start();
@@ -244,7 +218,7 @@ std::uint64_t Playback::takeBack() {
   Tavro::Clock& clock = m_stage.session.clock();
   const Tavro::Ledger& ledger = m_stage.session.ledger();
   m_source->hold();
-  if (m_pcm) {
+  if (!m_format.bursts) {
     m_connection.stop();
   } else if (!m_isPaused) {  // if paused, it asks for nothing and has nothing
     awaitQuiet();

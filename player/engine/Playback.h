@@ -8,56 +8,18 @@
 #include <optional>
 
 #include "player/device/BurstTimeBase.h"
-#include "player/device/Device.h"
+#include "player/engine/ClockHold.h"
 #include "player/engine/Output.h"
-#include "player/engine/Progress.h"
-#include "player/engine/RenderStats.h"
-#include "player/report/EventFile.h"
-#include "player/source/BurstSource.h"
-#include "player/source/Playlist.h"
+#include "player/engine/PlaybackContext.h"
 #include "player/source/Source.h"
-#include "tavro_core/Session.h"
 #include "time/FirstTurn.h"
 
 namespace Player {
-
-/// Totals over all streams of a run.
-struct StreamCounts {
-  std::uint64_t pcmBuffers = 0;
-  std::uint64_t bursts = 0;     // one for each AC-3 frame
-  std::uint64_t sentAgain = 0;  // bursts taken back by a pause and resent
-  std::uint64_t seeks = 0;
-};
 
 /// Thrown to end a stream that must continue on another device or with another plan, for example
 /// because the device that bursts go to is lost.
 struct DeviceChanged {
   std::optional<TrackPosition> goesOnAt;  // none: nothing was played yet
-};
-
-/// Detects whether the device runs cycles; poll it several times a second.
-class CycleFlow {
- public:
-  bool areRunning(const Device& device);
-
- private:
-  std::uint64_t m_cycles = 0;
-  RunningTime m_since;  // the last new cycle
-};
-
-/// What all streams of a run share.
-struct PlaybackContext {
-  Tavro::Session& session;
-  Playlist& playlist;
-  const Device& device;
-  RenderStats& watch;
-  Tavro::HostTime::Signal& wake;  // end of a stream, return of its buffers
-  StreamCounts& counts;
-  std::uint32_t bufferMs;                      // decoded audio per buffer
-  std::function<void(std::uint64_t ns)> wait;  // for `ns` or until woken; throws PlayerError
-  std::function<void(PlayerState state)> enter;
-  std::function<void(std::size_t position)> enterTrack;  // as often as convenient
-  std::function<void()> loadBundle;                      // called before GetOutput
 };
 
 /// Plays one stream through an output. [host-thread]
@@ -100,13 +62,11 @@ class Playback {
   bool isPaused() const { return m_isPaused; }
 
  private:
-  Beginning beginning(const std::optional<TrackPosition>& spot) const;
   Output& whenMade(const GetOutput& output);
   bool start();
   bool fillQueue();
   void playToTheEnd(const Between& between);
   bool goWithDevice();
-  void keepClock(bool plays);
   void waitUntilHeard();
   std::uint64_t takeBack();
   void awaitQuiet();
@@ -114,18 +74,15 @@ class Playback {
 
   const PlaybackContext& m_stage;
   const std::uint64_t m_returnedBefore;
-  std::unique_ptr<BurstSource> m_bursts;  // one of the two
-  std::unique_ptr<Source> m_pcm;
-  Source* m_source;
   const StreamFormat m_format;
+  const std::unique_ptr<Source> m_source;
   const AudioDeviceID m_device;  // at first
   std::optional<Tavro::HostTime::FirstTurn>
       m_firstTurn;  // until the component may poll for buffers
   Connection m_connection;
+  ClockHold m_hold;                         // for decoded audio
   std::optional<BurstTimeBase> m_timeBase;  // with bursts, while they play
   bool m_isPaused = false;
-  bool m_isHeld = false;  // no cycles run
-  CycleFlow m_cycles;
   bool m_isGivenUp = false;
   std::uint64_t m_takenBack = 0;  // buffers
   std::uint64_t m_toSendAgain = 0;

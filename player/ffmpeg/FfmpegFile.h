@@ -9,6 +9,7 @@
 
 #include "player/ffmpeg/Ffmpeg.h"
 #include "player/ffmpeg/FrameConverter.h"
+#include "player/ffmpeg/PacketReader.h"
 #include "player/ffmpeg/PipeInput.h"
 #include "player/media/Decoders.h"
 #include "player/media/MediaFile.h"
@@ -31,13 +32,12 @@ class FfmpegFile final : public MediaFile {
 
   /// Returns the next packet, valid until the next call; null at the end. Replaces seek() and
   /// decode().
-  const AVPacket* nextPacket();
+  const AVPacket* nextPacket() { return m_packets->next(); }
 
  private:
   const AVFrame* nextFrame();
   void findCoding();
   bool hasExactTimes() const;
-  int readPacket();
   std::string truncation() const;
   bool sendPacket();
 
@@ -45,18 +45,14 @@ class FfmpegFile final : public MediaFile {
   const std::unique_ptr<PipeInput> m_pipe;  // none for a regular file
   Owned<AVFormatContext> m_container;
   Owned<AVCodecContext> m_decoder;
-  Owned<AVPacket> m_packet;
   Owned<AVFrame> m_frame;
-  AVStream* m_stream = nullptr;  // the container's
+  AVStream* m_stream = nullptr;           // the container's
+  std::optional<PacketReader> m_packets;  // of m_stream
   StreamFormat m_format;
   CodecInfo m_coding;
   std::optional<FrameConverter> m_converter;  // once something was decoded
-  bool m_isPacketNext = false;                // m_packet was read ahead
   std::uint64_t m_position = 0;               // frames, at the decoder's output
   std::uint64_t m_lostPackets = 0;            // not or not fully decoded
-  std::int64_t m_ticksRead = 0;               // durations of the packets
-  bool m_isWhollyRead = false;
-  std::string m_readError;
 };
 
 }  // namespace Player

@@ -2,24 +2,19 @@
 
 #include "player/report/DeviceReport.h"
 
+#include <AudioDevices/Formats.h>
 #include <CoreAudio/CoreAudio.h>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdlib>
-#include <filesystem>
-
-#include "player/base/ExitStatus.h"
 #include "player/base/JsonFile.h"
-#include "player/device/Device.h"
-#include "player/device/Passthrough.h"
+#include "player/report/DeviceSurvey.h"
 
 namespace Player {
 
 namespace {
 
-namespace fs = std::filesystem;
 using AudioDevices::DeviceDescription;
 using AudioDevices::StreamDescription;
 using Json = nlohmann::ordered_json;
@@ -67,7 +62,7 @@ std::string layoutText(const DeviceDescription& device) {
 
 std::string kindText(const AudioStreamBasicDescription& format) {
   if (format.mFormatID != kAudioFormatLinearPCM) {
-    return isAc3(format) ? "AC-3" : "other";
+    return AudioDevices::isAc3Bursts(format) ? "AC-3" : "other";
   }
   return (format.mFormatFlags & kAudioFormatFlagIsFloat) != 0 ? "float" : "integer";
 }
@@ -121,123 +116,36 @@ AudioStreamRangedDescription currentOf(const StreamDescription& stream) {
   return {stream.currentFormat, {rate, rate}};
 }
 
-/// Names a temporary file like the given one, so that describing a file leaves an existing one
-/// unchanged.
-class LikeFile {
- public:
-  explicit LikeFile(const std::string& identifier) {
-    std::string name = (fs::temp_directory_path() / "tavro-play-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw PlayerError(ExitStatus::DeviceFailed, "cannot create a temporary folder");
-    }
-    m_folder = name;
-    m_identifier = "file:" + (m_folder / fs::path(identifier).filename()).string();
-  }
-  ~LikeFile() {
-    std::error_code ignored;
-    fs::remove_all(m_folder, ignored);
-  }
-  LikeFile(const LikeFile&) = delete;
-  LikeFile& operator=(const LikeFile&) = delete;
-
-  const std::string& identifier() const { return m_identifier; }
-
- private:
-  fs::path m_folder;
-  std::string m_identifier;
-};
-
-DeviceDescription describeFile(DeviceChoice choice) {
-  const std::string identifier = choice.identifier;
-  const LikeFile like(identifier);
-  choice.identifier = like.identifier();
-  DeviceDescription description = Device(choice).describe();
-  description.identifier = identifier;
-  description.name = identifier;
-  description.isDefault = false;
-  return description;
-}
-
-/// Returns the available devices, and the file if one is named.
-std::vector<DeviceDescription> devicesOf(const Options& options, AudioDevices::Failure& noServer) {
-  std::vector<DeviceDescription> devices = AudioDevices::list(&noServer);
-  if (options.device != "auto") {
-    const DeviceChoice choice = chooseDevice(options);
-    if (choice.isFile) {
-      devices.push_back(describeFile(choice));
-    }
-  }
-  return devices;
-}
-
-DeviceDescription deviceOf(const Options& options) {
-  const DeviceChoice choice = chooseDevice(options, [] {
-    SoundingDevice sounding = soundingDevice();
-    if (sounding.identifier.empty()) {
-      throw PlayerError(ExitStatus::DeviceFailed,
-                        "no audio device; use --device file:PATH: " + sounding.reason);
-    }
-    return sounding;
-  });
-  return choice.isFile ? describeFile(choice) : Device(choice).describe();
-}
-
-/// Returns the coding of the first input, if there is one.
-std::optional<CodecInfo> codingOf(const std::vector<std::string>& files) {
-  if (files.empty()) {
-    return std::nullopt;
-  }
-  try {
-    return openMedia(files.front())->coding();
-  } catch (const InputError& error) {
-    throw PlayerError(ExitStatus::InputUnreadable, files.front() + ": " + error.what());
-  }
-}
-
-/// Returns why a format does not accept the input, or AC-3 of any rate if there is no input.
-std::string reasonFor(const AudioStreamBasicDescription& format,
-                      const std::optional<CodecInfo>& coding) {
-  if (!coding) {
-    return refusalOf(format, std::nullopt);
-  }
-  const std::string reason = refusalOf(*coding);
-  return reason.empty() ? refusalOf(format, coding->rate) : reason;
-}
-
-Json inputJson(const std::string& path, const CodecInfo& coding, const std::string& reason) {
-  return {{"path", path},
-          {"codec", coding.codec},
-          {"rate", coding.rate},
-          {"channels", coding.channels},
-          {"passed_through", reason.empty()},
-          {"reason", reason}};
-}
-
-/// Returns the text, or an empty string after writing the JSON to its path.
-std::string deliver(const std::string& text, const Json& json, const Options& options) {
-  if (options.jsonPath.empty()) {
-    return text;
-  }
-  writeJson(json, options.jsonPath);
-  return "";
-}
-
-}  // namespace
-
-std::string reportDevices(const Options& options) {
+std::string textOf(const DeviceSurvey& survey) {
   std::string text;
+  for (const DeviceDescription& device : survey.devices) {
+    text += headline(device);
+    for (const StreamDescription& stream : device.streams) {
+      text += fmt::format("    stream {}: {}\n", stream.id, formatText(currentOf(stream)));
+      for (const AudioStreamRangedDescription& offer : stream.availableFormats) {
+        text += fmt::format("        {}\n", formatText(offer));
+      }
+    }
+  }
+  if (survey.noServer) {
+    text += survey.noServer.message + "; use file:PATH to write a file\n";
+  }
+  for (const AudioDevices::AttachableDevice& device : survey.unopened) {
+    text += fmt::format("  {}  {}  (not opened: rate and channels unknown)\n", device.identifier,
+                        device.name);
+  }
+  return survey.noAlsa ? text + survey.noAlsa.message + "\n" : text;
+}
+
+Json jsonOf(const DeviceSurvey& survey) {
   Json json = {
       {"version", PLAYER_VERSION}, {"devices", Json::array()}, {"unopened", Json::array()}};
-  AudioDevices::Failure noServer;
-  for (const DeviceDescription& device : devicesOf(options, noServer)) {
-    text += headline(device);
+  for (const DeviceDescription& device : survey.devices) {
     Json entry = deviceJson(device);
     entry["streams"] = Json::array();
     for (const StreamDescription& stream : device.streams) {
-      text += fmt::format("    stream {}: {}\n", stream.id, formatText(currentOf(stream)));
       Json formats = Json::array();
       for (const AudioStreamRangedDescription& offer : stream.availableFormats) {
-        text += fmt::format("        {}\n", formatText(offer));
         formats.push_back(formatJson(offer));
       }
       entry["streams"].push_back(
@@ -245,48 +153,74 @@ std::string reportDevices(const Options& options) {
     }
     json["devices"].push_back(entry);
   }
-  if (noServer) {
-    text += noServer.message + "; use file:PATH to write a file\n";
-  }
-  AudioDevices::Failure noAlsa;
-  for (const AudioDevices::AttachableDevice& device : AudioDevices::listAlsa(&noAlsa)) {
-    text += fmt::format("  {}  {}  (not opened: rate and channels unknown)\n", device.identifier,
-                        device.name);
+  for (const AudioDevices::AttachableDevice& device : survey.unopened) {
     json["unopened"].push_back({{"identifier", device.identifier}, {"name", device.name}});
   }
-  json["no_server"] = noServer ? Json(noServer.message) : Json();
-  json["no_alsa"] = noAlsa ? Json(noAlsa.message) : Json();
-  if (noAlsa) {
-    text += noAlsa.message + "\n";
-  }
-  return deliver(text, json, options);
+  json["no_server"] = survey.noServer ? Json(survey.noServer.message) : Json();
+  json["no_alsa"] = survey.noAlsa ? Json(survey.noAlsa.message) : Json();
+  return json;
 }
 
-std::string reportPassthrough(const Options& options) {
-  const DeviceDescription device = deviceOf(options);
-  const std::optional<CodecInfo> coding = codingOf(options.files);
-  Json json = {{"version", PLAYER_VERSION}, {"device", deviceJson(device)}, {"input", nullptr}};
-  std::string text = headline(device);
-  json["streams"] = Json::array();
-  for (const StreamDescription& stream : device.streams) {
+std::string textOf(const PassthroughSurvey& survey) {
+  std::string text = headline(survey.device);
+  for (const PassthroughSurvey::Stream& stream : survey.streams) {
     text += fmt::format("    stream {}\n", stream.id);
+    for (const auto& [format, refusal] : stream.offers) {
+      text += fmt::format("        {}: {}\n", formatText(format),
+                          refusal.empty() ? "accepted" : refusal);
+    }
+  }
+  if (survey.input) {
+    const std::string& refusal = survey.input->refusal;
+    text += fmt::format("{}: {}\n", survey.input->path,
+                        refusal.empty() ? "passed through" : "decoded: " + refusal);
+  }
+  return text;
+}
+
+Json inputJson(const PassthroughSurvey::Input& input) {
+  return {{"path", input.path},
+          {"codec", input.coding.codec},
+          {"rate", input.coding.rate},
+          {"channels", input.coding.channels},
+          {"passed_through", input.refusal.empty()},
+          {"reason", input.refusal}};
+}
+
+Json jsonOf(const PassthroughSurvey& survey) {
+  Json json = {{"version", PLAYER_VERSION},
+               {"device", deviceJson(survey.device)},
+               {"input", survey.input ? inputJson(*survey.input) : Json()},
+               {"streams", Json::array()}};
+  for (const PassthroughSurvey::Stream& stream : survey.streams) {
     Json formats = Json::array();
-    for (const AudioStreamRangedDescription& offer : stream.availableFormats) {
-      const std::string reason = reasonFor(offer.mFormat, coding);
-      const std::string verdict = reason.empty() ? "accepted" : reason;
-      text += fmt::format("        {}: {}\n", formatText(offer), verdict);
-      formats.push_back(formatJson(offer));
-      formats.back().update({{"accepted", reason.empty()}, {"reason", reason}});
+    for (const auto& [format, refusal] : stream.offers) {
+      formats.push_back(formatJson(format));
+      formats.back().update({{"accepted", refusal.empty()}, {"reason", refusal}});
     }
     json["streams"].push_back({{"id", stream.id}, {"formats", formats}});
   }
-  if (coding) {
-    const std::string reason = refusalOf(*coding, device);
-    const std::string verdict = reason.empty() ? "passed through" : "decoded: " + reason;
-    text += fmt::format("{}: {}\n", options.files.front(), verdict);
-    json["input"] = inputJson(options.files.front(), *coding, reason);
+  return json;
+}
+
+/// Returns the text, or an empty string after writing the JSON to its path.
+template <class Survey>
+std::string deliver(const Survey& survey, const Options& options) {
+  if (options.jsonPath.empty()) {
+    return textOf(survey);
   }
-  return deliver(text, json, options);
+  writeJson(jsonOf(survey), options.jsonPath);
+  return "";
+}
+
+}  // namespace
+
+std::string reportDevices(const Options& options) {
+  return deliver(surveyDevices(options), options);
+}
+
+std::string reportPassthrough(const Options& options) {
+  return deliver(surveyPassthrough(options), options);
 }
 
 }  // namespace Player

@@ -45,7 +45,7 @@ void BurstSource::keep() {
 
 std::uint64_t BurstSource::frameMadeUpTo() {
   const std::lock_guard guard(m_lock);
-  return frameOf(buffers());
+  return m_timeline.frameOf(buffers());
 }
 
 /// Writes the next burst, across track boundaries; returns false at the end of the stream.
@@ -75,8 +75,8 @@ Tavro::PooledBuffer* BurstSource::take() {
     return nullptr;
   }
   std::memcpy(buffer->bytes(), placeOf(next), kBurstBytes);
-  const std::uint32_t stampMs = stampOf(frameOf(next));
-  const std::uint32_t endMs = stampOf(frameOf(next + 1));
+  const std::uint32_t stampMs = m_timeline.stampOf(m_timeline.frameOf(next));
+  const std::uint32_t endMs = m_timeline.stampOf(m_timeline.frameOf(next + 1));
   buffer->describe(kBurstBytes, stampMs, endMs - stampMs);
   m_taken.store(next + 1, std::memory_order_release);
   if (buffers() - next <= kLowWater) {

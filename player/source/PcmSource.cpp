@@ -89,10 +89,10 @@ void PcmSource::make(Tavro::PooledBuffer& buffer) {
     end();
     return;
   }
-  const std::uint32_t stampMs = stampOf(m_framesMade);
+  const std::uint32_t stampMs = m_timeline.stampOf(m_framesMade);
   m_framesMade += frames;
   buffer.describe(static_cast<std::uint32_t>(frames) * m_format.bytesPerFrame(), stampMs,
-                  stampOf(m_framesMade) - stampMs);
+                  m_timeline.stampOf(m_framesMade) - stampMs);
   put(&buffer);
 }
 

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <utility>
 
+#include "player/base/ProgramLog.h"
 #include "player/media/InputKind.h"
 #include "player/terminal/SignalHandler.h"
-#include "tavro_core/Log.h"
 
 namespace Player {
 
@@ -94,7 +94,7 @@ void Playlist::report(const std::string& path, const std::string& problem) {
     return;
   }
   m_reported.push_back(path);
-  Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "%s: %s", path.c_str(), problem.c_str());
+  logError(path + ": " + problem);
 }
 
 std::unique_ptr<MediaFile> Playlist::open(const std::string& path) {

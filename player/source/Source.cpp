@@ -2,8 +2,6 @@
 
 #include "player/source/Source.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <utility>
 
 #include "host/Identifiers.h"
@@ -11,9 +9,6 @@
 namespace Player {
 
 namespace {
-
-// More than a component and a device hold together.
-constexpr std::uint64_t kHeardWithinSeconds = 10;
 
 std::uint64_t settledCount(Tavro::Session& session) {
   const Tavro::LedgerTotals totals = session.ledger().totals();
@@ -29,17 +24,10 @@ Source::Source(Tavro::Session& session, Playlist& playlist, const StreamFormat& 
       m_playlist(playlist),
       m_format(format),
       m_framesPerBuffer(framesPerBuffer),
-      m_originMs(beginning.stampMs),
+      m_timeline(format, framesPerBuffer, beginning),
       m_consumedBefore(settledCount(session)),
       m_wake(wake),
-      m_tracks(kHeardWithinSeconds * format.rate) {
-  if (beginning.spot) {
-    const std::uint64_t frame = wholeFrame(framesOf(beginning.spot->ns, format.rate));
-    m_sought = {beginning.spot->position, frame, frame};
-    m_shift = frame;
-    m_originMs -= stampOf(frame) - m_originMs;
-  }
-}
+      m_sought(m_timeline.entry()) {}
 
 bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
   if (id != Tavro::PortQuery::kNextBuffer) {
@@ -94,15 +82,11 @@ std::uint64_t Source::rewind() {
 void Source::seek(const Seek& to) {
   {
     const std::lock_guard guard(m_lock);
-    const std::uint64_t from = frameOf(taken());
-    const TrackMarks::Mark* track = m_tracks.at(from);
-    if (track == nullptr) {
+    const std::optional<EntryPoint> target = m_timeline.seek(taken(), to);
+    if (!target) {
       return;
     }
-    const std::uint64_t frameInTrack = targetIn(*track, from - track->begin, to);
-    m_sought = {track->position, frameInTrack, track->begin + frameInTrack};
-    m_tracks.forgetBehind(track->begin);
-    m_shift += m_sought->frame - from;
+    m_sought = target;
     drop();
     m_made.store(taken(), std::memory_order_release);
     m_ended.store(false, std::memory_order_release);
@@ -110,45 +94,25 @@ void Source::seek(const Seek& to) {
   m_wanted.notify();
 }
 
-/// Rounds down to a whole burst.
-std::uint64_t Source::wholeFrame(std::uint64_t frame) const {
-  return m_format.bursts ? frame - frame % kFramesPerBurst : frame;
-}
-
-std::uint64_t Source::targetIn(const TrackMarks::Mark& track, std::uint64_t from,
-                               const Seek& to) const {
-  const std::uint64_t way = framesOf(static_cast<std::uint64_t>(std::abs(to.ns)), m_format.rate);
-  std::uint64_t target = way;
-  if (to.relative) {
-    target = to.ns < 0 ? from - std::min(from, way) : from + way;
-  }
-  return wholeFrame(std::min(target, track.length.value_or(target)));
-}
-
 std::optional<TrackPosition> Source::spot() {
   const std::lock_guard guard(m_lock);
-  const std::uint64_t frame = frameOf(taken());
-  const TrackMarks::Mark* track = m_tracks.at(frame);
-  if (track == nullptr) {
-    return std::nullopt;
-  }
-  return TrackPosition{track->position, nanosecondsOf(frame - track->begin, m_format.rate)};
+  return m_timeline.positionAt(m_timeline.frameOf(taken()));
 }
 
 std::uint32_t Source::presentStampMs() {
   const std::lock_guard guard(m_lock);
-  return stampOf(frameOf(consumed()));
+  return m_timeline.stampOf(m_timeline.frameOf(consumed()));
 }
 
 std::optional<std::size_t> Source::presentPosition() {
   const std::lock_guard guard(m_lock);
-  const TrackMarks::Mark* track = m_tracks.at(frameOf(consumed()));
+  const TrackMarks::Mark* track = m_timeline.trackAt(m_timeline.frameOf(consumed()));
   return track != nullptr ? std::optional(track->position) : std::nullopt;
 }
 
 std::uint32_t Source::nextStampMs() {
   const std::lock_guard guard(m_lock);
-  return stampOf(frameOf(taken()));
+  return m_timeline.stampOf(m_timeline.frameOf(taken()));
 }
 
 std::optional<std::uint64_t> Source::goWhereSought() {
@@ -164,7 +128,7 @@ std::optional<std::uint64_t> Source::goWhereSought() {
 /// Returns the next track of the stream, which begins at the stream's frame `begin`.
 std::optional<Track> Source::nextTrack(std::uint64_t begin) {
   std::optional<Track> track = m_playlist.next(m_format);
-  const std::optional<Place> place = std::exchange(m_next, std::nullopt);
+  const std::optional<EntryPoint> place = std::exchange(m_next, std::nullopt);
   if (!track) {
     return std::nullopt;
   }
@@ -172,8 +136,8 @@ std::optional<Track> Source::nextTrack(std::uint64_t begin) {
   const std::uint64_t entry = isEntered ? place->frameInTrack : 0;
   {
     const std::lock_guard guard(m_lock);
-    if (!isSought() && (!isEntered || m_tracks.at(begin) == nullptr)) {
-      m_tracks.add(begin - entry, *track);
+    if (!isSought() && (!isEntered || m_timeline.trackAt(begin) == nullptr)) {
+      m_timeline.add(begin - entry, *track);
     }
   }
   track->cut = isEntered ? track->cut.behind(entry) : track->cut;
@@ -186,11 +150,6 @@ void Source::end() {
     m_ended.store(true, std::memory_order_release);
     m_wake.notify();
   }
-}
-
-std::uint32_t Source::stampOf(std::uint64_t frame) const {
-  return m_originMs + static_cast<std::uint32_t>(frame / m_format.rate * 1000 +
-                                                 frame % m_format.rate * 1000 / m_format.rate);
 }
 
 }  // namespace Player

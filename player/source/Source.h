@@ -10,7 +10,7 @@
 #include "host/PortInterface.h"
 #include "player/base/StreamFormat.h"
 #include "player/source/Playlist.h"
-#include "player/source/TrackMarks.h"
+#include "player/source/StreamTimeline.h"
 #include "tavro_core/BufferPool.h"
 #include "tavro_core/Session.h"
 #include "time/HostTime.h"
@@ -20,30 +20,9 @@ namespace Player {
 /// Buffers besides the ready ones: those that a component queues, plays, or was just handed.
 inline constexpr std::uint32_t kBuffersElsewhere = 16;
 
-/// A position in the played part of a track.
-struct TrackPosition {
-  std::size_t position = 0;  // in the playlist
-  std::uint64_t ns = 0;
-};
-
-/// Target of a seek within a track.
-struct Seek {
-  std::int64_t ns = 0;    // not negative unless relative
-  bool relative = false;  // to what the device consumed last; else to the track's start
-};
-
-/// Where a stream begins: in the middle of its first track, if that was partly played before.
-struct Beginning {
-  std::uint32_t stampMs = 0;
-  std::optional<TrackPosition> spot;
-};
-
 /// The upstream port of one stream: gapless inputs of one format. Makes buffers ahead on its own
 /// thread, so that a component's query returns at once, without a buffer if none is ready. Must
 /// outlive the component's connection to it.
-///
-/// Time stamps are computed from the count of frames, so that no error accumulates. A seek sets
-/// that count to the frame's position in its track, so that time and position agree.
 ///
 /// To take back what the component has: hold() → isQuiet(), if the device keeps running → flush →
 /// rewind() → seek(), if wanted → release().
@@ -121,11 +100,6 @@ class Source : public Tavro::PortInterface {
   /// Returns the number of buffers that are consumed.
   std::uint64_t consumed() const;
 
-  std::uint32_t stampOf(std::uint64_t frame) const;
-  std::uint64_t frameOf(std::uint64_t buffer) const {  // with the lock held
-    return buffer * m_framesPerBuffer + m_shift;
-  }
-
   // On the making thread. Buffers made while a seek is pending must be discarded.
   std::optional<std::uint64_t> goWhereSought();  // returns the stream frame of a pending seek
   std::optional<Track> nextTrack(std::uint64_t begin);
@@ -136,6 +110,7 @@ class Source : public Tavro::PortInterface {
   Playlist& m_playlist;
   const StreamFormat m_format;
   const std::uint32_t m_framesPerBuffer;
+  StreamTimeline m_timeline;  // guarded by m_lock, except stampOf()
 
   // Held for a few instructions, never while decoding.
   std::mutex m_lock;
@@ -150,15 +125,6 @@ class Source : public Tavro::PortInterface {
  private:
   static constexpr std::uint64_t kQueued = 10;  // by a component, at most
 
-  struct Place {
-    std::size_t position = 0;        // in the playlist
-    std::uint64_t frameInTrack = 0;  // of the played part
-    std::uint64_t frame = 0;         // of the stream
-  };
-  std::uint64_t wholeFrame(std::uint64_t frame) const;
-  std::uint64_t targetIn(const TrackMarks::Mark& track, std::uint64_t from, const Seek& to) const;
-
-  std::uint32_t m_originMs;  // of frame 0, which the stream need not contain
   const std::uint64_t m_consumedBefore;
   Tavro::HostTime::Signal& m_wake;
   std::atomic<bool> m_ended{false};  // written with m_lock held
@@ -167,11 +133,9 @@ class Source : public Tavro::PortInterface {
   // Guarded by m_lock.
   bool m_held = false;
   std::uint64_t m_asked = 0;  // queries since the start or release()
-  std::uint64_t m_shift = 0;  // frames, modulo 2^64, by which seeks have moved the buffers
-  TrackMarks m_tracks;
-  std::optional<Place> m_sought;
+  std::optional<EntryPoint> m_sought;
 
-  std::optional<Place> m_next;  // making thread only: where the next track is entered
+  std::optional<EntryPoint> m_next;  // making thread only: where the next track is entered
 };
 
 }  // namespace Player

@@ -35,14 +35,14 @@ class Consumer : public SettingConsumer {
 TEST(SessionTest, aSettingIsKnownOnceItIsSetAndByItsWholeName) {
   Session session;
   _Variant value{};
-  EXPECT_FALSE(session.getSetting(audioSetting("Output", "Volume"), &value));
-  session.setSetting(audioSetting("Output", "Volume"), {VariantType::kUInt8, 50});
-  session.setSetting(audioSetting("Output", "Volume"), {VariantType::kUInt8, 60});
-  ASSERT_TRUE(session.getSetting(audioSetting("Output", "Volume"), &value));
+  EXPECT_FALSE(session.getSetting(audioSetting(kVolumeName), &value));
+  session.setSetting(audioSetting(kVolumeName), {VariantType::kUInt8, 50});
+  session.setSetting(audioSetting(kVolumeName), {VariantType::kUInt8, 60});
+  ASSERT_TRUE(session.getSetting(audioSetting(kVolumeName), &value));
   EXPECT_EQ(value.type, VariantType::kUInt8);
   EXPECT_EQ(value.value, 60u);
-  EXPECT_FALSE(session.getSetting(audioSetting("Volume", "Output"), &value));
-  Setting otherType = audioSetting("Output", "Volume");
+  EXPECT_FALSE(session.getSetting(audioSetting({"Volume", "Output"}), &value));
+  Setting otherType = audioSetting(kVolumeName);
   otherType.mediaType = static_cast<MediaType>(1);
   EXPECT_FALSE(session.getSetting(otherType, &value));
 }
@@ -55,11 +55,11 @@ TEST(SessionTest, changesReachTheRegisteredConsumersOnly) {
   second.session = &session;
   session.registerSettingConsumer(&first);
   session.registerSettingConsumer(&second);
-  session.setSetting(audioSetting("Output", "Volume"), {VariantType::kUInt8, 10});
+  session.setSetting(audioSetting(kVolumeName), {VariantType::kUInt8, 10});
   first.leaves = &second;  // in the middle of an announcement
-  session.setSetting(audioSetting("Output", "Volume"), {VariantType::kUInt8, 20});
+  session.setSetting(audioSetting(kVolumeName), {VariantType::kUInt8, 20});
   session.unregisterSettingConsumer(&first);
-  session.setSetting(audioSetting("Output", "Volume"), {VariantType::kUInt8, 30});
+  session.setSetting(audioSetting(kVolumeName), {VariantType::kUInt8, 30});
   EXPECT_EQ(first.heard, (std::vector<std::string>{"Output/Volume=10", "Output/Volume=20"}));
   EXPECT_EQ(second.heard, (std::vector<std::string>{"Output/Volume=10"}));
 }

@@ -120,8 +120,8 @@ Failure detach(AudioDeviceID device);
 void trimEnd(AudioDeviceID device, std::uint32_t frames);
 
 /// Returns what went wrong (disk full, folder removed, start refused, …): for a file the first
-/// failure since attach(), for a sink or a PCM the last one until it plays again. Cheap enough to
-/// poll every few milliseconds.
+/// failure since attach(), for a sink the last one until it plays again, for a PCM the last one.
+/// Cheap enough to poll every few milliseconds.
 Failure failureOf(AudioDeviceID device);
 
 /// The counters of a device. A file device runs its cycles as fast as they are consumed in

@@ -17,6 +17,7 @@
 ///
 /// [any-thread] unless stated otherwise; nothing here may be called on a real-time thread.
 
+#include <AudioDevices/Formats.h>
 #include <AudioUnit/AudioUnit.h>
 #include <CoreAudio/CoreAudio.h>
 
@@ -33,14 +34,6 @@ class ScriptedDriver;
 }  // namespace Platform
 
 namespace AudioDevices {
-
-/// Packed, little-endian. `bits`: 8, 16, 24 or 32 for integers.
-AudioStreamBasicDescription pcmInteger(double rate, std::uint32_t channels, std::uint32_t bits);
-AudioStreamBasicDescription pcmFloat(double rate, std::uint32_t channels);
-
-/// A stream of AC-3 bursts of 6144 bytes, one per cycle.
-AudioStreamBasicDescription ac3Bursts(double rate, std::uint32_t channels,
-                                      AudioFormatID formatId = kAudioFormat60958AC3);
 
 struct ScriptedStream {
   AudioStreamBasicDescription format;                    // initially
