@@ -7,7 +7,6 @@
 #include <thread>
 #include <utility>
 
-#include "platform/device/StallMonitor.h"
 
 namespace Platform {
 namespace {
@@ -94,9 +93,6 @@ OSStatus Device::add(const std::shared_ptr<Client>& client) {
 
 /// Starts the driver with the first client, under m_control.
 OSStatus Device::startWith(const std::shared_ptr<Client>& client) {
-  if (m_driver->isSounding()) {
-    watchCycles();
-  }
   m_driver->stop();  // joins a thread that ended by itself
   const OSStatus status = m_driver->start(m_cycles);
   m_startStatus.store(status);

@@ -7,6 +7,7 @@
 
 #include "platform/device/ModelLock.h"
 #include "platform/device/PropertyListeners.h"
+#include "platform/device/StallMonitor.h"
 
 namespace Platform {
 namespace {
@@ -40,6 +41,9 @@ std::shared_ptr<Device> DeviceManager::make(std::string identifier, std::string 
 
 std::shared_ptr<Device> DeviceManager::add(std::string identifier, std::string name,
                                            std::unique_ptr<Driver> driver, Origin origin) {
+  if (driver->isSounding()) {
+    watchCycles();
+  }
   auto device = make(std::move(identifier), std::move(name), std::move(driver));
   std::vector<std::shared_ptr<Device>> forgotten;  // released after the lock
   {
