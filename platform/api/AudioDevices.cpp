@@ -9,10 +9,10 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/device/DeviceManager.h"
 #include "platform/discovery/AlsaDevices.h"
 #include "platform/discovery/ServerDevices.h"
 #include "platform/drivers/file/FileDriver.h"
+#include "platform/manager/DeviceManager.h"
 
 namespace AudioDevices {
 namespace {

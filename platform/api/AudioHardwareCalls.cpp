@@ -10,9 +10,9 @@
 #include <optional>
 
 #include "platform/api/CallInterceptor.h"
-#include "platform/device/IoProcedure.h"
-#include "platform/device/ObjectProperties.h"
-#include "platform/device/PropertyListeners.h"
+#include "platform/manager/IoProcedure.h"
+#include "platform/manager/ObjectProperties.h"
+#include "platform/manager/PropertyListeners.h"
 
 using Platform::CallData;
 using Platform::exported;

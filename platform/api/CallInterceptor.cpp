@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device/DeviceManager.h"
-#include "platform/device/IoProcedure.h"
+#include "platform/manager/DeviceManager.h"
+#include "platform/manager/IoProcedure.h"
 #include "platform/unit/Graph.h"
 
 namespace Platform {

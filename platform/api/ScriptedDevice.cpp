@@ -5,9 +5,9 @@
 #include <memory>
 #include <stdexcept>
 
-#include "platform/device/DeviceManager.h"
 #include "platform/drivers/scripted/ScriptedDriver.h"
 #include "platform/iec61937/BurstFormat.h"
+#include "platform/manager/DeviceManager.h"
 #include "time/HostTime.h"
 
 namespace AudioDevices {

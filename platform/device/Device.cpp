@@ -7,7 +7,6 @@
 #include <thread>
 #include <utility>
 
-
 namespace Platform {
 namespace {
 

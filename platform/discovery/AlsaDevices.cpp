@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "platform/device/BackOff.h"
-#include "platform/device/DeviceManager.h"
 #include "platform/driver/Alsa.h"
+#include "platform/manager/DeviceManager.h"
 #include "platform/system/BackendLibrary.h"
 #include "time/HostTime.h"
 

@@ -6,7 +6,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/device/DeviceManager.h"
+#include "platform/manager/DeviceManager.h"
 #include "platform/system/BackendLibrary.h"
 #include "time/HostTime.h"
 

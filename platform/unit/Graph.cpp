@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device/DeviceManager.h"
 #include "platform/device/ModelLock.h"
+#include "platform/manager/DeviceManager.h"
 
 namespace Platform {
 namespace {

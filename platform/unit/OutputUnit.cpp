@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "platform/device/DeviceManager.h"
 #include "platform/device/ModelLock.h"
+#include "platform/manager/DeviceManager.h"
 
 namespace Platform {
 OutputUnit::OutputUnit(std::shared_ptr<Device> device)

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/device/DeviceManager.h"
+#include "platform/manager/DeviceManager.h"
 
 namespace Platform {
 namespace {

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device/RoutingPolicy.h"
 #include "platform/device/StallDetector.h"
+#include "platform/manager/RoutingPolicy.h"
 
 namespace Platform {
 namespace {

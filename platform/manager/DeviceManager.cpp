@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/DeviceManager.h"
+#include "platform/manager/DeviceManager.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "platform/device/ModelLock.h"
-#include "platform/device/PropertyListeners.h"
-#include "platform/device/StallMonitor.h"
+#include "platform/manager/PropertyListeners.h"
+#include "platform/manager/StallMonitor.h"
 
 namespace Platform {
 namespace {

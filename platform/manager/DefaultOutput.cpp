@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/DefaultOutput.h"
+#include "platform/manager/DefaultOutput.h"
 
 #include <utility>
 
-#include "platform/device/PropertyListeners.h"
+#include "platform/manager/PropertyListeners.h"
 
 namespace Platform {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/PropertyListeners.h"
+#include "platform/manager/PropertyListeners.h"
 
 #include <algorithm>
 #include <condition_variable>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/DeviceList.h"
+#include "platform/manager/DeviceList.h"
 
 #include <algorithm>
 #include <iterator>

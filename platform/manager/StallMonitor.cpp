@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/StallMonitor.h"
+#include "platform/manager/StallMonitor.h"
 
 #include <chrono>
 #include <mutex>
 #include <thread>
 
-#include "platform/device/DeviceManager.h"
+#include "platform/manager/DeviceManager.h"
 #include "time/HostTime.h"
 
 namespace Platform {

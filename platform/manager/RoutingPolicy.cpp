@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/RoutingPolicy.h"
+#include "platform/manager/RoutingPolicy.h"
 
 #include <algorithm>
 #include <array>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/ObjectProperties.h"
+#include "platform/manager/ObjectProperties.h"
 
 #include <cstring>
 #include <optional>
 
 #include "platform/device/Device.h"
-#include "platform/device/DeviceManager.h"
 #include "platform/format/ChannelLayout.h"
+#include "platform/manager/DeviceManager.h"
 
 namespace Platform {
 namespace {

@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device/DefaultOutput.h"
 #include "platform/device/Device.h"
-#include "platform/device/DeviceList.h"
-#include "platform/device/RoutingPolicy.h"
+#include "platform/manager/DefaultOutput.h"
+#include "platform/manager/DeviceList.h"
+#include "platform/manager/RoutingPolicy.h"
 
 namespace Platform {
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/device/DeviceList.h"
-#include "platform/device/RoutingPolicy.h"
+#include "platform/manager/DeviceList.h"
+#include "platform/manager/RoutingPolicy.h"
 
 namespace Platform {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 
-#include "platform/device/IoProcedure.h"
+#include "platform/manager/IoProcedure.h"
 
 #include <atomic>
 #include <cstdint>
 #include <map>
 #include <utility>
 
-#include "platform/device/DeviceManager.h"
 #include "platform/device/ModelLock.h"
 #include "platform/format/Silence.h"
+#include "platform/manager/DeviceManager.h"
 
 namespace Platform {
 namespace {
