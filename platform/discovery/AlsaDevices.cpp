@@ -35,8 +35,8 @@ Function* entryOf(const char* name, AudioDevices::Failure& failure) {
 void awaitReturn(const Device& lost) {
   BackOff backOff(kFirstRetry, kLongestRetry);
   AudioDevices::Failure notYet;
-  DeviceManager& registry = DeviceManager::instance();
-  while (registry.device(lost.id()) && !registry.device(lost.identifier())) {
+  DeviceManager& manager = DeviceManager::instance();
+  while (manager.device(lost.id()) && !manager.device(lost.identifier())) {
     std::this_thread::sleep_for(backOff.interval());
     attachAlsa(lost.identifier(), notYet);
     backOff.increase();

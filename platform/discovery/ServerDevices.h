@@ -3,7 +3,7 @@
 #pragma once
 
 /// The sound server's sinks as devices. Connects on demand; from then on a thread of its own keeps
-/// the registry in step with the server: sinks that come and go, and the default output device,
+/// the manager in step with the server: sinks that come and go, and the default output device,
 /// which is the server's default sink unless another was chosen or attached. When the server goes,
 /// the thread reconnects with increasing intervals. The server itself is never changed.
 ///
@@ -30,7 +30,7 @@ class ServerDevices final : private SoundServerListener {
  public:
   static ServerDevices& instance();
 
-  /// Brings the registry up to date, connecting first if necessary. Sinks whose device was lost or
+  /// Brings the manager up to date, connecting first if necessary. Sinks whose device was lost or
   /// detached get a new one. Returns why there is no server. [host-thread], not inside a cycle
   AudioDevices::Failure update();
 

@@ -14,16 +14,16 @@ namespace {
 
 // A program that exits without detach() still leaves complete files.
 struct ExitGuard {
-  DeviceManager* registry;
-  ~ExitGuard() { registry->endAtExit(); }
+  DeviceManager* manager;
+  ~ExitGuard() { manager->endAtExit(); }
 };
 
 }  // namespace
 
 DeviceManager& DeviceManager::instance() {
-  static auto* registry = new DeviceManager;  // units may outlive every static's destructor
-  static const ExitGuard guard{registry};
-  return *registry;
+  static auto* manager = new DeviceManager;  // units may outlive every static's destructor
+  static const ExitGuard guard{manager};
+  return *manager;
 }
 
 std::shared_ptr<Device> DeviceManager::make(std::string identifier, std::string name,

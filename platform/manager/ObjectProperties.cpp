@@ -31,17 +31,17 @@ bool isInScope(const AudioObjectPropertyAddress& address, AudioObjectPropertySco
 }
 
 PropertyValue readSystem(const AudioObjectPropertyAddress& address) {
-  DeviceManager& registry = DeviceManager::instance();
+  DeviceManager& manager = DeviceManager::instance();
   switch (address.mSelector) {
     case kAudioHardwarePropertyDevices: {
       std::vector<AudioDeviceID> ids;
-      for (const auto& device : registry.devices()) {
+      for (const auto& device : manager.devices()) {
         ids.push_back(device->id());
       }
       return arrayOf(ids);
     }
     case kAudioHardwarePropertyDefaultOutputDevice: {
-      const auto device = registry.defaultDevice();
+      const auto device = manager.defaultDevice();
       return device ? valueOf(device->id()) : failed(kAudioHardwareUnspecifiedError);
     }
     case kAudioHardwarePropertyServiceRestarted:

@@ -19,18 +19,18 @@ constexpr std::uint64_t kStoppedNs = 500'000'000;
 
 void act(Device& device, StallDetector::Finding finding) {
   using Finding = StallDetector::Finding;
-  DeviceManager& registry = DeviceManager::instance();
+  DeviceManager& manager = DeviceManager::instance();
   if (const auto suspended = device.watch().changeOfSuspension()) {
-    registry.changed(*suspended ? DeviceEvent::Suspended : DeviceEvent::Resumed, device,
-                     kAudioDevicePropertyIOStoppedAbnormally);
+    manager.changed(*suspended ? DeviceEvent::Suspended : DeviceEvent::Resumed, device,
+                    kAudioDevicePropertyIOStoppedAbnormally);
   }
   if (finding == Finding::Resumed) {
-    registry.changed(DeviceEvent::Resumed, device, kAudioDevicePropertyIOStoppedAbnormally);
+    manager.changed(DeviceEvent::Resumed, device, kAudioDevicePropertyIOStoppedAbnormally);
   } else if (finding == Finding::Stalled) {
-    registry.changed(DeviceEvent::Stalled, device, kAudioDevicePropertyIOStoppedAbnormally);
+    manager.changed(DeviceEvent::Stalled, device, kAudioDevicePropertyIOStoppedAbnormally);
   } else if (finding == Finding::Reopen &&
-             registry.changed(DeviceEvent::Stalled, device,
-                              kAudioDevicePropertyIOStoppedAbnormally) == Action::Reopen) {
+             manager.changed(DeviceEvent::Stalled, device,
+                             kAudioDevicePropertyIOStoppedAbnormally) == Action::Reopen) {
     device.reopen();
   }
 }
