@@ -43,7 +43,7 @@ inline std::optional<Header> parseHeader(std::span<const std::uint8_t> frame) {
   const unsigned version = frame[5] >> 3;
   const unsigned halvings = version > kFullRateVersion ? version - kFullRateVersion : 0;
   return Header{.rate = rate >> halvings,
-                .bytes = 2 * (bitsPerSecond * kAudioFrames / (rate * 16) + extra),
+                .bytes = 2 * (bitsPerSecond * kAudioFrames / (std::size_t{rate} * 16) + extra),
                 .version = version};
 }
 

@@ -11,7 +11,7 @@ CoreAudioOutput::CoreAudioOutput(PluginContext* context)
   auto port = std::make_unique<CoreAudioPort>(this);
   setInputPort(port.get());
   m_thread = new boost::thread([this] { m_feeder.run(m_port->m_peer); });
-  port.release();  // m_port owns it now
+  [[maybe_unused]] const CoreAudioPort* const owned = port.release();  // by m_port
 }
 
 CoreAudioOutput::~CoreAudioOutput() {

@@ -31,7 +31,8 @@ struct Tone final : Tavro::PortInterface, Tavro::StreamSource {
     auto* samples = reinterpret_cast<std::int16_t*>(buffer->bytes());
     for (std::uint32_t i = 0; i < kFrames; ++i) {
       const double wave = 8000 * std::sin(2 * M_PI * 440 * (made * kFrames + i) / kRate);
-      samples[2 * i] = samples[2 * i + 1] = static_cast<std::int16_t>(wave);
+      *samples++ = static_cast<std::int16_t>(wave);  // left
+      *samples++ = static_cast<std::int16_t>(wave);  // right
     }
     buffer->describe(kFrames * 4, made++ * 20, 20);  // bytes, time stamp and duration in ms
     ledger.pulled(*buffer);

@@ -13,6 +13,7 @@ namespace Tavro {
 /// Name of a setting.
 class Setting {
  public:
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): the texts cannot be moved
   Setting(MediaType type, NarrowString groupName, NarrowString settingName)
       : mediaType(type), group(groupName), name(settingName) {}
   ~Setting() = default;

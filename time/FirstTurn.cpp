@@ -16,7 +16,7 @@ std::vector<pid_t> threads() {
   std::vector<pid_t> found;
   std::error_code failed;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task", failed)) {
-    found.push_back(std::atoi(entry.path().filename().c_str()));
+    found.push_back(std::stoi(entry.path().filename()));
   }
   std::sort(found.begin(), found.end());
   return found;

@@ -63,7 +63,7 @@ void CycleTimer::run(CycleSource& source) {
 /// Computed from the frame count, so that errors do not accumulate. Rates are whole numbers.
 std::uint64_t CycleTimer::offsetNs(std::uint64_t frames, double rate) const {
   const auto nominal = static_cast<std::uint64_t>(std::llround(rate));
-  const auto million = static_cast<std::uint64_t>(1'000'000 + m_clockPpm);
+  const auto million = static_cast<std::uint64_t>(std::int64_t{1'000'000} + m_clockPpm);
   __extension__ using Wide = unsigned __int128;
   return static_cast<std::uint64_t>(Wide{frames} * 1'000'000'000 * 1'000'000 /
                                     (Wide{nominal} * million));

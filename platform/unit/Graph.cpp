@@ -35,6 +35,7 @@ class HandleTable {
   }
   std::vector<std::shared_ptr<Object>> all() const {
     std::vector<std::shared_ptr<Object>> objects;
+    objects.reserve(m_objects.size());
     for (const auto& [handle, object] : m_objects) {
       objects.push_back(object);
     }

@@ -54,7 +54,7 @@ class Bytes {
 
  private:
   template <class Iterator>
-  static std::uint64_t number(Iterator first, Iterator last) {
+  static std::uint64_t number(const Iterator& first, const Iterator& last) {
     return std::accumulate(first, last, std::uint64_t{0}, [](std::uint64_t sum, char byte) {
       return sum << 8 | static_cast<unsigned char>(byte);
     });

@@ -81,7 +81,7 @@ bool FallbackFile::continueWithDecoders(const StreamFormat& target,
 
 /// The decoders do not report faults that they could repair.
 std::string FallbackFile::damage() const {
-  const std::string found = m_decoders ? m_decoders->damage() : "";
+  std::string found = m_decoders ? m_decoders->damage() : "";
   if (found.empty() && m_isDamaged) {
     const double seconds = static_cast<double>(m_position) / m_format.rate;
     return fmt::format("damaged, first at {:.3f} s", seconds);

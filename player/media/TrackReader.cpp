@@ -44,7 +44,7 @@ std::string TrackReader::problem() const {
   if (!m_error.empty()) {
     return m_error;
   }
-  const std::string damage = m_atEnd ? m_file->damage() : "";
+  std::string damage = m_atEnd ? m_file->damage() : "";
   if (!damage.empty()) {
     return damage;
   }

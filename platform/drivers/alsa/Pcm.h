@@ -33,7 +33,8 @@ class HwParams {
   ~HwParams() { snd_pcm_hw_params_free(m_params); }
   HwParams& operator=(const HwParams&) = delete;
 
-  snd_pcm_hw_params_t* get() const { return m_params; }
+  snd_pcm_hw_params_t* get() { return m_params; }
+  const snd_pcm_hw_params_t* get() const { return m_params; }
 
  private:
   snd_pcm_hw_params_t* m_params = nullptr;

@@ -32,11 +32,11 @@ Types typesFor(SampleType type) {
   }
 }
 
-bool hasRate(snd_pcm_t* pcm, const HwParams& params, std::uint32_t rate) {
+bool hasRate(snd_pcm_t* pcm, HwParams& params, std::uint32_t rate) {
   return snd_pcm_hw_params_test_rate(pcm, params.get(), rate, 0) == 0;
 }
 
-void readRates(snd_pcm_t* pcm, const HwParams& params, Ability& ability) {
+void readRates(snd_pcm_t* pcm, HwParams& params, Ability& ability) {
   unsigned lowest = 0;
   unsigned highest = 0;
   int direction = 0;
@@ -84,12 +84,12 @@ PcmCapabilities abilitiesOf(snd_pcm_t* pcm) {
   }
   const unsigned most = std::min(std::max(fewest, kMostUsualChannels), kMaxChannels);
   for (unsigned channels = std::max(fewest, 1U); channels <= most; ++channels) {
-    const HwParams some = all;
+    HwParams some = all;
     if (snd_pcm_hw_params_set_channels(pcm, some.get(), channels) < 0) {
       continue;
     }
     for (const SampleType type : kBackendTypes) {
-      const HwParams one = some;
+      HwParams one = some;
       Ability ability{.type = type, .channels = channels};
       if (snd_pcm_hw_params_set_format(pcm, one.get(), alsaFormatOf(type)) == 0) {
         readRates(pcm, one, ability);

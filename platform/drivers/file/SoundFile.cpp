@@ -176,7 +176,8 @@ AudioDevices::Failure SoundFile::failure() const {
   return m_failure;
 }
 
-void SoundFile::fail(const std::string& what, const std::string& reason, std::string remedy) {
+void SoundFile::fail(const std::string& what, const std::string& reason,
+                     const std::string& remedy) {
   const std::lock_guard lock(m_failureLock);
   if (!m_failure) {
     m_failure = {.status = kAudioHardwareUnspecifiedError,

@@ -55,7 +55,7 @@ class SoundFile {
   AudioDevices::Failure failure() const;  // [any-thread]
 
  private:
-  void fail(const std::string& what, const std::string& reason, std::string remedy);
+  void fail(const std::string& what, const std::string& reason, const std::string& remedy);
   void closeSound();
   std::string rest() const;
 
