@@ -13,6 +13,7 @@
 namespace Ac3 {
 
 inline constexpr std::uint32_t kAudioFrames = 1536;
+inline constexpr std::uint32_t kBurstBytes = kAudioFrames * 4;  // IEC 61937: as 16-bit stereo
 inline constexpr std::uint16_t kSyncWord = 0x0B77;              // the frame's first two bytes
 inline constexpr std::array kRates = {48000U, 44100U, 32000U};  // Hz, in the order of their codes
 inline constexpr unsigned kFullRateVersion = 8;  // each version above it halves the rate

@@ -12,14 +12,15 @@
 #include <optional>
 #include <span>
 
+#include "ac3/FrameHeader.h"
 #include "platform/format/PcmFormat.h"
 
 namespace Platform {
 
-inline constexpr std::uint32_t kBurstFrames = 1536;  // of the AC-3 frame, and of the carrier
-inline constexpr std::uint32_t kBurstBytes = 6144;
-inline constexpr std::uint32_t kBurstChannels = 2;                   // of the carrier
-inline constexpr std::array kBurstRates = {48000U, 44100U, 32000U};  // by AC-3's rate codes
+inline constexpr std::uint32_t kBurstFrames = Ac3::kAudioFrames;  // and of the carrier
+inline constexpr std::uint32_t kBurstBytes = Ac3::kBurstBytes;
+inline constexpr std::uint32_t kBurstChannels = 2;  // of the carrier
+inline constexpr std::array kBurstRates = Ac3::kRates;
 
 using Burst = std::span<const std::uint8_t, kBurstBytes>;
 

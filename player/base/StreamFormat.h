@@ -26,7 +26,7 @@ constexpr std::uint32_t bitsOf(SampleType type) {
 
 /// Audio frames per AC-3 frame. Its burst has as many frames of 16-bit stereo.
 inline constexpr std::uint32_t kFramesPerBurst = Ac3::kAudioFrames;
-inline constexpr std::uint32_t kBurstBytes = kFramesPerBurst * 4;
+inline constexpr std::uint32_t kBurstBytes = Ac3::kBurstBytes;
 
 inline constexpr std::uint32_t kMostChannels = 8;  // that a component uses
 
