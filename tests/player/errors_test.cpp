@@ -16,7 +16,7 @@ class Errors : public Workbench {
     writeWave(path("good.wav"), noise({16, false, 2, 48000}, 20000));
     writeFile(path("empty.wav"), {});
     for (const char* text : {"letter.txt", "list.m3u"}) {
-      writeFile(path(text), Bytes(2000, 'a'));
+      writeFile(path(text), joined({{'\n'}, Bytes(2000, 'a')}));
     }
     writeWave(path("no-frames.wav"), noise({16, false, 2, 48000}, 0));
     std::filesystem::create_directory(path("folder"));
@@ -85,6 +85,7 @@ TEST_F(Errors, eachIsOneLineAndTheRightStatus) {
            {{"--device", out, "--events", "nowhere/e", "good.wav"}, 2, "nowhere/e"},
            {{"--device", out, "--json", "nowhere/j", "good.wav"}, 2, "nowhere/j"},
            {{"--device", out, "--json", "folder", "good.wav"}, 2, "folder"},
+           {{"--device", out, "--json", "/dev/full", "good.wav"}, 1, "/dev/full"},
            {{"--device", out, "--json", "-", "--events", "-", "good.wav"}, 2, "--events"},
            {{"--device", out, "--events", "/dev/full", "good.wav"}, 1, "/dev/full"},
            {{"--device", out, "--plugin", "nowhere.so", "good.wav"}, 1, "nowhere.so"},
