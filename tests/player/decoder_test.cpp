@@ -73,6 +73,10 @@ TEST_F(Decoder, everyKindOfInputPlaysAsItsDecoderGivesIt) {
     encodeAs(each.file, each.encoder);
     expectAsDecoded(each.file, 0, each.type);
   }
+  const Result piped =
+      run("sh", {"-c", "cat flac24.flac | \"$0\" -q --device file:out.wav /dev/stdin", PLAYER});
+  EXPECT_TRUE(piped.status == 0 && piped.err.empty()) << piped.err;
+  EXPECT_TRUE(isExactly(readWave(path("out.wav")), readWave(path("in.wav")).data));
   expectAsDecoded("lossy.mp3", 0, "f32le");
   const Bytes whole = readWave(path("out.wav")).data;
   play({"--start", "0.25", "--device", "file:out.wav", "lossy.mp3"});
@@ -109,7 +113,11 @@ TEST_F(Decoder, aTruncatedFileIsReportedAndAWholeOneIsNot) {
     EXPECT_TRUE(result.status == 0 && result.err.empty()) << each.file << result.err;
 
     Bytes bytes = readFile(path(each.file));
-    bytes.resize(bytes.size() / 20 * 16 + 2);  // of WAV between two frames
+    const std::size_t lastPage = std::string(bytes.begin(), bytes.end()).rfind("OggS");
+    bytes.resize(each.file == std::string("vorbis.ogg") ? bytes.size() - 1
+                 : lastPage != std::string::npos
+                     ? lastPage
+                     : bytes.size() / 20 * 16 + 2);  // of WAV between two frames
     writeFile(path(each.file), bytes);
     result = play({"--device", "file:out.wav", each.file});
     EXPECT_EQ(result.status, each.says == nullptr ? 0 : 3) << each.file << result.err;

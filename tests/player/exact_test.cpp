@@ -75,8 +75,8 @@ TEST_F(Exact, inRealTimeToo) { expectExact(noise({16, false, 2, 48000}, 9600), {
 TEST_F(Exact, partsCutToTheSample) {
   const Wave in = noise({16, false, 2, 44100}, 44100);
   writeWave(path("in.wav"), in);
-  ffmpeg({"-i", "in.wav", "in.flac"});
-  for (const char* name : {"in.wav", "in.flac"}) {
+  ffmpeg({"-i", "in.wav", "in.flac", "in.aiff", "-c:a", "flac", "in.mka"});
+  for (const char* name : {"in.wav", "in.flac", "in.aiff", "in.mka"}) {
     const Result result =
         play({"--device", "file:out.wav", "--start", "0.25", "--length", "0:00:00.1", name});
     ASSERT_EQ(result.status, 0) << result.err;

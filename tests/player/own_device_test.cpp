@@ -98,8 +98,9 @@ TEST_F(OwnDevice, monoGoesToBothSides) {
     both.insert(both.end(), sample.begin(), sample.end());
     both.insert(both.end(), sample.begin(), sample.end());
   }
-  ASSERT_EQ(playOn(receiver(), {"in.wav"}), Player::ExitStatus::Played);
-  EXPECT_TRUE(contains(captured[0], both));
+  ffmpeg({"-i", "in.wav", "in.aiff"});
+  ASSERT_EQ(playOn(receiver(), {"in.wav", "in.aiff"}), Player::ExitStatus::Played);
+  EXPECT_TRUE(contains(captured[0], joined({both, both})));
 }
 
 TEST_F(OwnDevice, aDeviceThatDoesNotTakeTheBurstsAfterAllGetsTheSound) {

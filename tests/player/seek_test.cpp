@@ -32,6 +32,7 @@ class Seek : public Workbench {
     EXPECT_EQ(buffers["balanced"], true);
     EXPECT_GT(buffers["cleared"], 0);
     EXPECT_EQ(totals["passthrough"]["violations"], 0);
+    EXPECT_EQ(totals["passthrough"]["sent_again"], 0);
     EXPECT_EQ(totals["callbacks"]["silent_between"], 0);
   }
 
@@ -123,7 +124,6 @@ TEST_F(Seek, burstsGoOnWithTheFrameSought) {
       EXPECT_NEAR(static_cast<double>(before - out.begin()), std::stod(way.at) * rate / 1536,
                   0.3 * rate / 1536);
       EXPECT_EQ(totals["passthrough"]["bursts_accepted"], out.size());
-      EXPECT_EQ(totals["passthrough"]["sent_again"], 0);
     }
   }
 }
@@ -135,7 +135,7 @@ TEST_F(Seek, twoRunsAreTheSameToTheByte) {
       const std::string device = mode == std::string("on") ? ".spdif" : ".wav";
       playSeeking(name + device,
                   {"--passthrough", mode, "--events", name, "--pause-at", "0.5", "--pause-for",
-                   "0.3", "--seek-at", "1.3", "--seek-to", "0.4", "in.ac3"});
+                   "0.3", "--seek-at", "0.5", "--seek-to", "1.4", "in.ac3"});
       std::filesystem::rename(path(name + device), path(std::string(name) + ".out"));
     }
     EXPECT_TRUE(readFile(path("one.out")) == readFile(path("two.out")));
