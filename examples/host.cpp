@@ -56,9 +56,9 @@ void await(auto isMet) {  // for up to ten seconds
 bool play(AudioDeviceID device) {
   Tavro::Session session;
   Tone tone(session.ledger());
-  Tavro::Bundle bundle("CoreAudioOutput.so");  // beside libTavro_Core.so
-  auto component = bundle.makeComponent();     // getPlugin and the lookups
-  component->component().create(&session);     // adds its time base to the session's clock
+  Tavro::Bundle bundle(Tavro::Bundle::find("CoreAudioOutput.so"));
+  auto component = bundle.makeComponent();  // getPlugin and the lookups
+  component->component().create(&session);  // adds its time base to the session's clock
   const Tavro::FormatDescriptor format{Tavro::FormatCode::kInteger, 0, 0, 2, 0};
   auto* port = component->output().connectInput(Tavro::MediaType::Audio, &format, &tone);
   Tavro::_Variant peer = valueOf(static_cast<Tavro::PortInterface*>(&tone));

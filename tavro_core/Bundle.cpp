@@ -2,9 +2,13 @@
 
 #include "tavro_core/Bundle.h"
 
+#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
+#include <optional>
+#include <sstream>
 #include <system_error>
+#include <vector>
 
 namespace Tavro {
 
@@ -20,35 +24,75 @@ Interface* answered(Plugin& plugin, const char* id, const std::string& path) {
   return static_cast<Interface*>(found);
 }
 
-/// Returns the file's path. dlopen() alone would search beside the program that calls it, or beside
-/// a library loaded in between.
-std::string located(const std::string& path) {
+using Folders = std::vector<std::filesystem::path>;
+
+/// Returns where this library's modules lie: beside it in a build, in the private folder where it
+/// is installed.
+Folders moduleFolders() {
   Dl_info self{};
-  if (path.find('/') != std::string::npos ||
-      dladdr(reinterpret_cast<const void*>(&located), &self) == 0) {
-    return path;
+  dladdr(reinterpret_cast<const void*>(&moduleFolders), &self);
+  const auto beside = std::filesystem::path(self.dli_fname).parent_path();
+  return {beside, beside / PRIVATE_FOLDER};
+}
+
+Folders bundleFolders() {
+  Folders folders;
+  const char* const listed = secure_getenv(Bundle::kPathVariable);
+  std::istringstream list(listed != nullptr ? listed : "");
+  for (std::string folder; std::getline(list, folder, ':');) {
+    if (!folder.empty()) {
+      folders.emplace_back(folder);
+    }
   }
-  const auto beside = std::filesystem::path(self.dli_fname).parent_path() / path;
-  std::error_code unknown;
-  return std::filesystem::exists(beside, unknown) ? beside.string() : path;
+  for (auto& folder : moduleFolders()) {
+    folders.push_back(std::move(folder));
+  }
+  return folders;
+}
+
+std::optional<std::string> foundIn(const Folders& folders, const std::string& name) {
+  for (const auto& folder : folders) {
+    std::error_code unreadable;
+    if (std::filesystem::exists(folder / name, unreadable)) {
+      return (folder / name).string();
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace
+
+std::string modulePath(const std::string& name) {
+  return foundIn(moduleFolders(), name).value_or(name);
+}
 
 Component::~Component() {
   const HostTime::JoinScope joining(m_worker);
   delete m_plugin;
 }
 
-Bundle::Bundle(const std::string& path) : m_path(path) {
-  m_handle = dlopen(located(path).c_str(), RTLD_NOW | RTLD_LOCAL);
+std::string Bundle::find(const std::string& name) {
+  const Folders folders = bundleFolders();
+  if (const auto path = foundIn(folders, name)) {
+    return *path;
+  }
+  std::string message = "cannot find the bundle " + name + " in";
+  for (const auto& folder : folders) {
+    message += ' ' + folder.string();
+  }
+  throw BundleError(message + " (" + kPathVariable + " can name other folders)");
+}
+
+Bundle::Bundle(const std::string& path)
+    : m_path(path.find('/') == std::string::npos ? find(path) : path) {
+  m_handle = dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (m_handle == nullptr) {
     throw BundleError(std::string("cannot load the bundle: ") + dlerror());
   }
   m_getPlugin = reinterpret_cast<GetPluginFunction*>(dlsym(m_handle, "getPlugin"));
   if (m_getPlugin == nullptr) {
     dlclose(m_handle);
-    throw BundleError(path + ": not a bundle (it exports no getPlugin)");
+    throw BundleError(m_path + ": not a bundle (it exports no getPlugin)");
   }
 }
 

@@ -38,11 +38,24 @@ class Component {
   HostTime::MemberId m_worker = 0;  // its thread, joined by its destruction
 };
 
+/// Returns the path of a module that belongs to this library's build or installation, or the name
+/// alone if there is none.
+std::string modulePath(const std::string& name);
+
 /// A loaded bundle. It must outlive its components. [host-thread]
 class Bundle {
  public:
-  /// Loads a file. A name without a slash is searched for beside this library, then where the
-  /// system searches for libraries. Throws BundleError if it is missing or not a bundle.
+  /// A list of folders, separated by colons.
+  static constexpr const char* kPathVariable = "TAVRO_BUNDLE_PATH";
+
+  /// Returns the path of the first file of that name: in the folders of TAVRO_BUNDLE_PATH (which
+  /// privileged programs ignore), beside this library, where a build has its bundles, and in the
+  /// folder `tavro` below it, where an installation has them. Throws BundleError, which names every
+  /// folder searched, if there is none.
+  static std::string find(const std::string& name);
+
+  /// Loads a file; a name without a slash is one for find(). Throws BundleError if it is missing or
+  /// not a bundle.
   explicit Bundle(const std::string& path);
   ~Bundle();
   Bundle(const Bundle&) = delete;

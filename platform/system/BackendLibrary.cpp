@@ -4,16 +4,21 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <system_error>
 
 namespace Platform {
 namespace {
 
-/// Returns the module's path, in the directory of this library.
+/// Returns the module's path: beside this library, as in a build, or in the private folder of an
+/// installation below it.
 std::string modulePath(const char* module) {
   Dl_info self{};
   ::dladdr(reinterpret_cast<const void*>(&findEntry), &self);
   const std::filesystem::path library(self.dli_fname != nullptr ? self.dli_fname : "");
-  return (library.parent_path() / module).string();
+  const std::filesystem::path built = library.parent_path() / module;
+  std::error_code unreadable;
+  const bool isBuilt = std::filesystem::exists(built, unreadable);
+  return (isBuilt ? built : library.parent_path() / PRIVATE_FOLDER / module).string();
 }
 
 }  // namespace

@@ -2,8 +2,9 @@
 
 #pragma once
 
-/// Modules beside this library that are loaded on first use, so that the libraries they link to
-/// need not be installed. They are never unloaded.
+/// Modules of this library that are loaded on first use, so that the libraries they link to need
+/// not be installed. They lie beside it in a build, and in its private folder where it is
+/// installed. They are never unloaded.
 
 #include <string>
 

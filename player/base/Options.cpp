@@ -79,6 +79,10 @@ std::string modeProblem(const std::string& text) {
 /// Prints one line per option: its names, the placeholder of its value, what it does.
 class HelpFormatter : public CLI::Formatter {
  public:
+  std::string make_option_name(const CLI::Option* option, bool isPositional) const override {
+    const std::string names = Formatter::make_option_name(option, isPositional);
+    return std::regex_replace(names, std::regex(","), ", ");
+  }
   std::string make_option_opts(const CLI::Option* option) const override {
     const std::string& value = option->get_option_text();
     return value.empty() ? "" : " " + value;

@@ -23,7 +23,7 @@ struct Options {
   std::uint32_t loops = 1;
   std::string eventsPath;
   std::string jsonPath;    // for the totals, or for a report printed instead of playing
-  std::string pluginPath;  // empty: next to the program
+  std::string pluginPath;  // empty: the installed one
   PassthroughMode passthrough = PassthroughMode::Auto;
   std::optional<std::uint64_t> pauseAtNs;  // graph time
   std::uint64_t pauseForNs = 0;            // host time

@@ -9,7 +9,6 @@
 #include "player/base/ExitStatus.h"
 #include "player/base/JsonFile.h"
 #include "player/base/Options.h"
-#include "player/base/ProgramFolder.h"
 #include "player/base/ProgramLog.h"
 #include "player/cli/Player.h"
 #include "player/device/Device.h"
@@ -29,13 +28,6 @@ Tavro::LogLevel levelOf(const Player::Options& options) {
     return Tavro::LogLevel::Error;
   }
   return options.verbose ? Tavro::LogLevel::Verbose : Tavro::LogLevel::Info;
-}
-
-std::string bundlePath(const Player::Options& options) {
-  if (!options.pluginPath.empty()) {
-    return options.pluginPath;
-  }
-  return (Player::programFolder() / kBundleName).string();
 }
 
 std::optional<std::string> reportFor(const Player::Options& options) {
@@ -68,7 +60,8 @@ ExitStatus play(const Player::Options& options) {
     Tavro::HostTime::simulate();
   }
   Player::SignalHandler::endCleanly();
-  return Player::Player(options, choice, playlist, bundlePath(options)).run();
+  const std::string bundle = options.pluginPath.empty() ? kBundleName : options.pluginPath;
+  return Player::Player(options, choice, playlist, bundle).run();
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include <dlfcn.h>
 
-#include "player/base/ProgramFolder.h"
+#include "tavro_core/Bundle.h"
 
 namespace Player {
 
@@ -17,7 +17,8 @@ constexpr const char* kPackages = "libavformat59 libavcodec59 libavutil57 libswr
 /// Binds lazily: the module resolves its own symbols at once, the libraries behind it only what
 /// they call.
 const Decoders& load() {
-  void* const module = dlopen((programFolder() / kDecodersModule).c_str(), RTLD_LAZY | RTLD_LOCAL);
+  const std::string path = Tavro::modulePath(kDecodersModule);
+  void* const module = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
   void* const found = module != nullptr ? dlsym(module, kDecodersEntry) : nullptr;
   if (found == nullptr) {
     throw InputError(fmt::format("needs FFmpeg's libraries: {}; install {}", dlerror(), kPackages));

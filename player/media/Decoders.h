@@ -3,8 +3,8 @@
 #pragma once
 
 // The player's interface to FFmpeg's libraries. They depend on more than a hundred others, whose
-// loading takes longer than the rest of the start-up. So they are in a module next to the program,
-// which is loaded permanently with the first file that needs it.
+// loading takes longer than the rest of the start-up. So they are in a module that is loaded
+// permanently with the first file that needs it.
 
 #include <cstdint>
 #include <memory>

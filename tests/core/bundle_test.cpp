@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <string>
 #include <utility>
@@ -29,6 +31,28 @@ TEST(BundleTest, aFileThatIsNoBundleIsNamedWithWhatItLacks) {
       EXPECT_THAT(error.what(), testing::HasSubstr(name));
     }
   }
+}
+
+TEST(BundleTest, isFoundInAListedFolderOrBesideTheLibrary) {
+  const std::string name = "bundle_without_answers.so";
+  EXPECT_EQ(Bundle::find(name), inFolder(name.c_str()));
+  const std::string listed = testing::TempDir() + "listed";
+  std::filesystem::create_directory(listed);
+  std::filesystem::copy(inFolder(name.c_str()), listed,
+                        std::filesystem::copy_options::overwrite_existing);
+  setenv(Bundle::kPathVariable, ("/nonexistent:" + listed).c_str(), 1);
+  EXPECT_EQ(Bundle::find(name), listed + "/" + name);
+  try {
+    Bundle("nowhere.so");
+    ADD_FAILURE();
+  } catch (const BundleError& error) {
+    for (const char* searched : {"/nonexistent ", listed.c_str(), BUNDLE_FOLDER " ",
+                                 BUNDLE_FOLDER "/tavro ", "nowhere.so", Bundle::kPathVariable}) {
+      EXPECT_THAT(error.what(), testing::HasSubstr(searched));
+    }
+  }
+  unsetenv(Bundle::kPathVariable);
+  std::filesystem::remove_all(listed);
 }
 
 }  // namespace
