@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -36,7 +37,7 @@ TEST(BundleTest, aFileThatIsNoBundleIsNamedWithWhatItLacks) {
 TEST(BundleTest, isFoundInAListedFolderOrBesideTheLibrary) {
   const std::string name = "bundle_without_answers.so";
   EXPECT_EQ(Bundle::find(name), inFolder(name.c_str()));
-  const std::string listed = testing::TempDir() + "listed";
+  const std::string listed = testing::TempDir() + "listed-" + std::to_string(getpid());
   std::filesystem::create_directory(listed);
   std::filesystem::copy(inFolder(name.c_str()), listed,
                         std::filesystem::copy_options::overwrite_existing);
