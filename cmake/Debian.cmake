@@ -23,6 +23,10 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_SOURCE_DIR}/cmake/DebianRecommends.cmake)
 set(CPACK_BUILT ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 
+# The loader's cache is renewed when the libraries are installed.
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/triggers)
+
 # The changelog has the time that the environment names, so that the same sources give the same
 # packages.
 string(TIMESTAMP time "%a, %d %b %Y %H:%M:%S +0000" UTC)
