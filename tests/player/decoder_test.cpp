@@ -117,7 +117,7 @@ TEST_F(Decoder, aTruncatedFileIsReportedAndAWholeOneIsNot) {
     bytes.resize(each.file == std::string("vorbis.ogg") ? bytes.size() - 1
                  : lastPage != std::string::npos
                      ? lastPage
-                     : bytes.size() / 20 * 16 + 2);  // of WAV between two frames
+                     : bytes.size() / 20 * 16 + 3);  // of WAV within a frame
     writeFile(path(each.file), bytes);
     result = play({"--device", "file:out.wav", each.file});
     EXPECT_EQ(result.status, each.says == nullptr ? 0 : 3) << each.file << result.err;

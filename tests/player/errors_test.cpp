@@ -16,7 +16,7 @@ class Errors : public Workbench {
     writeWave(path("good.wav"), noise({16, false, 2, 48000}, 20000));
     writeFile(path("empty.wav"), {});
     for (const char* text : {"letter.txt", "list.m3u"}) {
-      writeFile(path(text), joined({Bytes(2000, 'a'), {'\n'}}));
+      writeFile(path(text), joined({{'\n'}, Bytes(2000, 'a')}));
     }
     writeWave(path("no-frames.wav"), noise({16, false, 2, 48000}, 0));
     std::filesystem::create_directory(path("folder"));
@@ -32,7 +32,6 @@ class Errors : public Workbench {
     writeFile(path("truncated.flac"), flac);
     Bytes wave = readFile(path("good.wav"));
     wave.resize(wave.size() / 2);
-    wave.insert(wave.begin() + 60, {'o', 'd', 'd', ' ', 1, 0, 0, 0, 0, 0});
     writeFile(path("truncated.wav"), wave);
     ffmpeg({"-f", "lavfi", "-i", "color=size=16x16:duration=0.2", "silent.avi"});
     ffmpeg({"-f", "lavfi", "-i", "color=size=16x16", "-frames:v", "1", "picture.png"});
