@@ -21,7 +21,7 @@ constexpr std::uint64_t kDeviceLookNs = 20 * Tavro::kNanosPerMs;
 }  // namespace
 
 Player::Player(const Options& options, const DeviceChoice& choice, Playlist& playlist,
-               const std::string& bundlePath)
+               Tavro::Bundle& bundle)
     : m_options(options),
       m_choice(choice),
       m_playlist(playlist),
@@ -29,7 +29,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
       m_plan(options, choice, m_device, playlist),
       m_events(m_session.events(), options.eventsPath),
       m_watch(m_session.events(), m_session.ledger()),
-      m_bundlePath(bundlePath),
+      m_bundle(bundle),
       m_status(!options.quiet),
       m_stage{m_session,
               playlist,
@@ -40,8 +40,7 @@ Player::Player(const Options& options, const DeviceChoice& choice, Playlist& pla
               options.bufferMs,
               [this](std::uint64_t ns) { wait(ns); },
               [this](PlayerState state) { enter(state); },
-              [this](std::size_t position) { enterTrack(position); },
-              [this] { loadBundle(); }},
+              [this](std::size_t position) { enterTrack(position); }},
       m_controls(options, m_session.clock(), !options.quiet && !choice.simulated,
                  [this](std::uint64_t ns) { wait(ns); }),
       m_report(options, choice, m_session, m_device, m_events, m_watch, m_counts) {
@@ -140,16 +139,10 @@ void Player::goOnAt(std::size_t position) {
   m_plan.planChannels();
 }
 
-void Player::loadBundle() {
-  if (!m_bundle) {
-    m_bundle.emplace(m_bundlePath);
-  }
-}
-
 Output& Player::outputFor(const StreamFormat& format) {
   if (!m_output || !m_output->takes(format)) {
     m_output.reset();
-    m_output = std::make_unique<Output>(*m_bundle, m_session);
+    m_output = std::make_unique<Output>(m_bundle, m_session);
   }
   return *m_output;
 }

@@ -29,7 +29,7 @@ class Player {
  public:
   /// Throws PlayerError before anything is played.
   Player(const Options& options, const DeviceChoice& choice, Playlist& playlist,
-         const std::string& bundlePath);
+         Tavro::Bundle& bundle);
 
   /// Plays everything, logs errors and writes the reports.
   ExitStatus run();
@@ -38,7 +38,6 @@ class Player {
   ExitStatus playAll();
   void playStream(const StreamFormat& format);
   void goOnAt(std::size_t position);
-  void loadBundle();
   Output& outputFor(const StreamFormat& format);
   void wait(std::uint64_t ns);
   void enter(PlayerState state);
@@ -54,8 +53,7 @@ class Player {
   StreamPlan m_plan;
   EventFile m_events;
   RenderStats m_watch;
-  const std::string m_bundlePath;
-  std::optional<Tavro::Bundle> m_bundle;  // loaded with the first stream
+  Tavro::Bundle& m_bundle;
   std::unique_ptr<Output> m_output;
   StatusLine m_status;
   PlayerState m_state = PlayerState::Filling;

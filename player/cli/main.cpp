@@ -14,6 +14,7 @@
 #include "player/device/Device.h"
 #include "player/report/DeviceReport.h"
 #include "player/terminal/SignalHandler.h"
+#include "tavro_core/Bundle.h"
 #include "tavro_core/Log.h"
 #include "time/HostTime.h"
 
@@ -40,7 +41,8 @@ std::optional<std::string> reportFor(const Player::Options& options) {
   return std::nullopt;
 }
 
-/// Queries the sound server while the inputs are opened; each takes some milliseconds.
+/// Queries the sound server while the inputs are opened and the bundle is loaded; each takes some
+/// milliseconds.
 std::future<Player::SoundingDevice> callServer(const Player::Options& options) {
   return options.device == "auto" ? std::async(std::launch::async, Player::soundingDevice)
                                   : std::future<Player::SoundingDevice>();
@@ -55,12 +57,12 @@ ExitStatus play(const Player::Options& options) {
   if (playlist.isEmpty()) {
     return ExitStatus::InputUnreadable;
   }
+  Tavro::Bundle bundle(options.pluginPath.empty() ? kBundleName : options.pluginPath);
   const Player::DeviceChoice choice = Player::chooseDevice(options, [&] { return called.get(); });
   if (choice.simulated) {
     Tavro::HostTime::simulate();
   }
   Player::SignalHandler::endCleanly();
-  const std::string bundle = options.pluginPath.empty() ? kBundleName : options.pluginPath;
   return Player::Player(options, choice, playlist, bundle).run();
 }
 

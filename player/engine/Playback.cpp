@@ -64,7 +64,6 @@ Playback::~Playback() {
 /// Waits for the first buffers, then gets the output: a feeder that finds nothing to do sleeps for
 /// longer than all of this takes, so its first poll must find buffers.
 Output& Playback::whenMade(const GetOutput& output) {
-  m_stage.loadBundle();  // buffers are made meanwhile
   const std::uint64_t deadline = Tavro::HostTime::now() + kFirstBuffersNs;
   while (!m_source->isAhead() && Tavro::HostTime::now() < deadline) {
     m_stage.wait(kFirstBuffersNs);

@@ -35,7 +35,6 @@ struct PlaybackContext {
   std::function<void(std::uint64_t ns)> wait;  // for `ns` or until woken; throws PlayerError
   std::function<void(PlayerState state)> enter;
   std::function<void(std::size_t position)> enterTrack;  // as often as convenient
-  std::function<void()> loadBundle;                      // called before GetOutput
 };
 
 }  // namespace Player

@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "player/cli/Player.h"
+#include "tavro_core/Bundle.h"
 #include "tests/support/Workbench.h"
 #include "time/HostTime.h"
 
@@ -37,7 +38,8 @@ class OwnDevice : public Workbench {
     Player::DeviceChoice choice;
     choice.identifier = "scripted:" + setup.name;
     Player::Playlist playlist(options);
-    Player::Player player(options, choice, playlist, BUNDLE);
+    Tavro::Bundle bundle(BUNDLE);
+    Player::Player player(options, choice, playlist, bundle);
     const Player::ExitStatus status = player.run();
     for (std::size_t i = 0; i < setup.streams.size(); ++i) {
       captured.push_back(device.captured(i));
