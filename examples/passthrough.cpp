@@ -5,7 +5,6 @@
 
 #include <AudioDevices/AudioDevices.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -20,11 +19,11 @@ constexpr std::uint32_t kBurstBytes = 6144, kMs = 32;  // 1536 frames of 16-bit 
 
 /// Returns the bytes of the frame at the front, or 0 if that is not a whole one of AC-3 at 48 kHz.
 std::uint32_t frameBytes(std::span<const std::uint8_t> file) {
-  constexpr std::array kKilobits = {32U,  40U,  48U,  56U,  64U,  80U,  96U,  112U, 128U, 160U,
-                                    192U, 224U, 256U, 320U, 384U, 448U, 512U, 576U, 640U};
+  constexpr std::uint32_t kKilobits[] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
+                                         192, 224, 256, 320, 384, 448, 512, 576, 640};
   if (file.size() < 5 || file[0] != 0x0B || file[1] != 0x77) return 0;
   const std::size_t code = file[4] / 2;  // the two upper bits are the rate, 0 for 48 kHz
-  const std::uint32_t bytes = code < kKilobits.size() ? kKilobits[code] * kMs / 8 : 0;
+  const std::uint32_t bytes = code < std::size(kKilobits) ? kKilobits[code] * kMs / 8 : 0;
   return bytes <= file.size() ? bytes : 0;
 }
 
@@ -94,5 +93,7 @@ int main(int argc, char** argv) {
   std::printf("sent %u, arrived %zu, faulty %zu\n", upstream.made, report.bursts,
               report.violations);
   failure = AudioDevices::detach(device);  // completes the file
-  return passes && !failure && report.bursts == upstream.made && report.violations == 0 ? 0 : 1;
+  const bool isComplete =
+      upstream.made > 0 && upstream.rest.empty() && report.bursts == upstream.made;
+  return passes && isComplete && report.violations == 0 && !failure ? 0 : 1;
 }

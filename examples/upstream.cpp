@@ -50,8 +50,7 @@ struct Upstream final : Tavro::PortInterface, Tavro::StreamSource {
   std::deque<Prepared> buffers;
 };
 
-/// A session without settings, on the project's clock.
-struct Session final : Tavro::GraphSessionInterface {
+struct Session final : Tavro::GraphSessionInterface {  // without settings
   void reportBuffer(std::uint32_t, std::uint32_t state, Tavro::MediaBuffer*) override {
     if (state == Tavro::BufferState::kPlayed) ++fates.played;
     if (state == Tavro::BufferState::kDroppedLate) ++fates.late;
@@ -93,7 +92,8 @@ int main(int argc, char** argv) {
   if (component->component().getInfo("Peak", &peak)) std::printf("peak %zu\n", peak.value);
   component->component().destroy();
   const unsigned cleared = fates.returned - fates.played - fates.late;
-  std::printf("taken %u: played %u, dropped as late %u, cleared %u\n", +fates.taken, +fates.played,
-              +fates.late, cleared);
-  return fates.returned == fates.taken && fates.returnedTwice == 0 ? 0 : 1;
+  const bool isBalanced = fates.returned == fates.taken && fates.returnedTwice == 0;
+  std::printf("taken %u: played %u, dropped as late %u, cleared %u; %s\n", +fates.taken,
+              +fates.played, +fates.late, cleared, isBalanced ? "balanced" : "not balanced");
+  return isBalanced ? 0 : 1;
 }
