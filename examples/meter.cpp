@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// The contract from the other side: a renderer bundle. It pulls 16-bit samples as fast as a device
-// would play them, measures their peak level, and discards them.
+// The contract from the other side: a renderer bundle that measures the peak of 16-bit samples.
 
 #include <atomic>
 #include <cstdlib>
@@ -12,7 +11,7 @@
 #include "host/TavroCore.h"
 using namespace Tavro;
 
-/// The component, which is its own input port, and a time base for the session's clock.
+/// The component, which is its own input port, and a time base. It takes samples as a device would.
 struct Meter final : Plugin, OutputComponent, PortInterface, TimeBaseInterface {
   using Plugin::Plugin;
   std::uint32_t queryInterface(const NarrowString& id, void** out) override {
@@ -35,17 +34,17 @@ struct Meter final : Plugin, OutputComponent, PortInterface, TimeBaseInterface {
     return true;
   }
   bool getInfoKeys(std::vector<const char*>* keys) override {
-    keys->push_back("Peak");
-    return true;
+    return keys->push_back("Peak"), true;
   }
   bool getInfo(const char* key, _Variant* out) override {
     if (std::string_view(key) != "Peak") return false;
-    *out = {VariantType::kUInt32, m_peak};
+    *out = {VariantType::kUInt32, static_cast<std::uint32_t>(m_peak)};
     return true;
   }
-  PortInterface* connectInput(MediaType, const FormatDescriptor*, StreamSource* source) override {
+  PortInterface* connectInput(MediaType type, const FormatDescriptor* format,
+                              StreamSource* source) override {
     m_streamId = source->streamId();
-    return this;
+    return type == MediaType::Audio && format->formatCode == FormatCode::kInteger ? this : nullptr;
   }
   bool disconnectInput(PortInterface* port) override { return port == this; }
   bool checkEvent(unsigned, _Variant*) override { return true; }  // always ready
@@ -74,7 +73,7 @@ struct Meter final : Plugin, OutputComponent, PortInterface, TimeBaseInterface {
     auto* buffer = reinterpret_cast<MediaBuffer*>(answer.value);  // with one reference
     const auto* samples = reinterpret_cast<const std::int16_t*>(buffer->lockData());
     for (std::uint32_t i = 0; i < buffer->bufferSize() / 2; ++i)
-      if (const std::uint32_t level = std::abs(samples[i]); level > m_peak) m_peak = level;
+      if (const int level = std::abs(samples[i]); level > m_peak) m_peak = level;
     buffer->unlockData();
     m_session->reportBuffer(m_streamId, BufferState::kPlayed, buffer);
     const std::uint32_t durationMs = buffer->duration;
@@ -86,7 +85,8 @@ struct Meter final : Plugin, OutputComponent, PortInterface, TimeBaseInterface {
   GraphSessionInterface* m_session = nullptr;
   PortInterface* m_peer = nullptr;
   std::uint32_t m_streamId = 0;
-  std::atomic<std::uint32_t> m_peak{0}, m_measuredMs{0};
+  std::atomic<int> m_peak{0};
+  std::atomic<std::uint32_t> m_measuredMs{0};
   std::atomic<bool> m_plays{false};
   std::jthread m_worker{[this](const std::stop_token& end) {  // last: it uses the others
     while (!end.stop_requested()) SleepMS(measureNext());     // with no lock held
