@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Plays a tone of two seconds through the bundle, on the default device or into the WAV file named
-// by the argument.
+// Plays two seconds of a tone on the default device, or into the WAV file named by the argument.
 
 #include <AudioDevices/AudioDevices.h>
 
@@ -16,34 +15,26 @@
 
 constexpr std::uint32_t kRate = 48000, kFrames = 960, kBuffers = 100, kQueue = 10;  // of 20 ms
 
-Tavro::_Variant valueOf(void* object) {
-  return {Tavro::VariantType::kObject, reinterpret_cast<std::uintptr_t>(object)};
-}
-
-/// The upstream component's port: generates 16-bit stereo when the output's feeder asks for a
-/// buffer.
+/// The upstream port: generates 16-bit stereo when the output's feeder asks for a buffer.
 struct Tone final : Tavro::PortInterface, Tavro::StreamSource {
   explicit Tone(Tavro::Ledger& books) : ledger(books), pool(2 * kQueue, kFrames * 4, books) {}
-  bool readQuery(unsigned id, Tavro::_Variant* value) override {
-    const bool isWanted = id == Tavro::PortQuery::kNextBuffer && made < kBuffers;
-    Tavro::PooledBuffer* buffer = isWanted ? pool.acquire() : nullptr;
+  bool readQuery(unsigned, Tavro::_Variant* value) override {  // kNextBuffer, the only query
+    Tavro::PooledBuffer* buffer = made < kBuffers ? pool.acquire() : nullptr;
     if (buffer == nullptr) return false;
     auto* samples = reinterpret_cast<std::int16_t*>(buffer->bytes());
-    for (std::uint32_t i = 0; i < kFrames; ++i) {
+    for (std::uint32_t i = 0; i < kFrames; ++i, samples += 2) {
       const double wave = 8000 * std::sin(2 * M_PI * 440 * (made * kFrames + i) / kRate);
-      *samples++ = static_cast<std::int16_t>(wave);  // left
-      *samples++ = static_cast<std::int16_t>(wave);  // right
+      samples[0] = samples[1] = static_cast<std::int16_t>(wave);  // left and right
     }
     buffer->describe(kFrames * 4, made++ * 20, 20);  // bytes, time stamp and duration in ms
     ledger.pulled(*buffer);
-    *value = valueOf(static_cast<Tavro::MediaBuffer*>(buffer));
+    value->value = reinterpret_cast<std::uintptr_t>(static_cast<Tavro::MediaBuffer*>(buffer));
     return true;
   }
   bool checkEvent(unsigned, Tavro::_Variant*) override { return false; }
   bool sendEvent(unsigned, Tavro::_Variant*) override { return false; }
   bool writeQuery(unsigned, Tavro::_Variant*) override { return false; }
   std::uint32_t streamId() override { return 1; }
-
   std::atomic<std::uint32_t> made{0};
   Tavro::Ledger& ledger;
   Tavro::BufferPool pool;
@@ -56,18 +47,17 @@ void await(auto isMet) {  // for up to ten seconds
 bool play(AudioDeviceID device) {
   Tavro::Session session;
   Tone tone(session.ledger());
-  Tavro::Bundle bundle(Tavro::Bundle::find("CoreAudioOutput.so"));
+  Tavro::Bundle bundle("CoreAudioOutput.so");
   auto component = bundle.makeComponent();  // getPlugin and the lookups
   component->component().create(&session);  // adds its time base to the session's clock
   const Tavro::FormatDescriptor format{Tavro::FormatCode::kInteger, 0, 0, 2, 0};
   auto* port = component->output().connectInput(Tavro::MediaType::Audio, &format, &tone);
-  Tavro::_Variant peer = valueOf(static_cast<Tavro::PortInterface*>(&tone));
-  port->sendEvent(Tavro::PortEvent::kConnect, &peer);  // the feeder asks it for buffers
+  Tavro::PortInterface* peer = &tone;
+  Tavro::_Variant value{Tavro::VariantType::kObject, reinterpret_cast<std::uintptr_t>(peer)};
+  port->sendEvent(Tavro::PortEvent::kConnect, &value);  // the feeder asks it for buffers
   Tavro::AudioProperties stream;
-  stream.m_sampleRate = kRate;
-  stream.m_channels = 2;
-  stream.m_bitsPerSample = 16;
-  Tavro::_Variant value = valueOf(&stream);
+  stream.m_sampleRate = kRate, stream.m_channels = 2, stream.m_bitsPerSample = 16;
+  value.value = reinterpret_cast<std::uintptr_t>(&stream);
   port->writeQuery(Tavro::PortQuery::kConfigurePcm, &value);  // builds the output
   // The ready check lets the feeder fill the queue. A sink takes 160 ms at once when it starts.
   await([&] { return port->checkEvent(Tavro::PortCheck::kReady, nullptr) && tone.made >= kQueue; });
@@ -91,7 +81,7 @@ bool play(AudioDeviceID device) {
   return session.ledger().totals().played == kBuffers;
 }
 
-int main(int argc, char** argv) try {
+int main(int argc, char** argv) {
   AudioDevices::Failure failure;
   AudioDeviceID device = kAudioObjectUnknown;
   if (argc > 1) {
@@ -103,10 +93,7 @@ int main(int argc, char** argv) try {
   }
   const bool isPlayed = !failure && play(device);
   if (!failure) failure = AudioDevices::detach(device);  // completes the file
-  if (failure || !isPlayed)
-    throw std::runtime_error(failure ? failure.message : "some buffers were not played");
-  return 0;
-} catch (const std::runtime_error& error) {
-  std::fprintf(stderr, "example-host: %s\n", error.what());
-  return 1;
+  if (!failure && isPlayed) return 0;
+  const char* what = failure ? failure.message.c_str() : "some buffers were not played";
+  return std::fprintf(stderr, "example-host: %s\n", what), 1;
 }
