@@ -21,7 +21,9 @@
 
 #include "FakeBuffer.h"
 #include "Journal.h"
-#include "tests/support/LayoutRecord.h"
+#include "check/bench/LayoutRecord.h"
+
+using Check::layoutRecord;
 
 inline constexpr AudioDeviceID kDevice = 40;  // the default output device after a reset
 
