@@ -63,7 +63,7 @@ package(player sound "command-line audio player in exact time"
 "Plays audio files without a gap on a sound server, on ALSA or into a file,
 passes AC-3 through to a receiver, and reports what happened to every buffer.
 WAV and FLAC need nothing else; other formats need the recommended
-libraries.")
+libraries. \"tavro-play check\" judges renderer plug-ins.")
 
 set(CPACK_COMPONENTS_ALL runtime development player)
 set(CPACK_COMPONENT_PLAYER_DEPENDS runtime)

@@ -41,6 +41,26 @@ function(install_program target)
   install(TARGETS ${target} COMPONENT player)
 endfunction()
 
+# The man page is made from --help, and from share/TARGET.h2m if there is one, where help2man is
+# there to do so.
+function(install_man_page target summary)
+  find_program(HELP2MAN help2man)
+  if(NOT HELP2MAN OR CMAKE_CROSSCOMPILING OR SANITIZE)
+    return()
+  endif()
+  set(make_man ${PROJECT_SOURCE_DIR}/tools/make-man)
+  file(GLOB additions CONFIGURE_DEPENDS share/${target}.h2m)
+  set(page ${target}.1.gz)
+  add_custom_command(
+    OUTPUT ${page}
+    COMMAND ${make_man} $<TARGET_FILE:${target}> ${summary} ${page} ${additions}
+    DEPENDS ${target} ${make_man} ${additions}
+    VERBATIM)
+  add_custom_target(${target}-man-page ALL DEPENDS ${page})
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${page}
+          DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT player)
+endfunction()
+
 # The licence, and an example that is a project of its own.
 function(install_documents)
   install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

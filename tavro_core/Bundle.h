@@ -27,6 +27,7 @@ class Component {
 
   ComponentInterface& component() { return *m_component; }
   OutputInterface& output() { return *m_output; }
+  Plugin& plugin() { return *m_plugin; }
 
  private:
   friend class Bundle;

@@ -3,8 +3,10 @@
 #include "platform/api/CallInterceptor.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -30,6 +32,7 @@ struct State {
   bool recording = false;
   std::vector<Call> calls;
   std::vector<PlannedFailure> failures;
+  std::map<std::string, std::function<void()>> hooks;  // by function
   std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Answer> objectAnswers;
   std::map<AudioUnitPropertyID, Answer> unitAnswers;
 };
@@ -63,6 +66,11 @@ std::optional<OSStatus> takeFailure(State& script, const char* name) {
   return status;
 }
 
+std::function<void()> hookOf(const State& script, const char* name) {
+  const auto found = script.hooks.find(name);
+  return found == script.hooks.end() ? std::function<void()>() : found->second;
+}
+
 template <class Key>
 std::optional<Answer> lookUp(const std::map<Key, Answer> State::*answers, const Key& key) {
   const std::lock_guard lock(state().mutex);
@@ -77,7 +85,7 @@ bool isScripted() { return active.load(std::memory_order_relaxed); }
 InterceptedCall::InterceptedCall(const char* name, std::initializer_list<std::int64_t> arguments,
                                  const void* data, std::size_t dataBytes) {
   State& script = state();
-  const std::lock_guard lock(script.mutex);
+  std::unique_lock lock(script.mutex);
   m_failure = takeFailure(script, name);
   m_epoch = script.epoch;
   m_index = script.calls.size();
@@ -88,6 +96,10 @@ InterceptedCall::InterceptedCall(const char* name, std::initializer_list<std::in
          .arguments = arguments,
          .data = bytes ? std::vector(bytes, bytes + dataBytes) : std::vector<std::uint8_t>(),
          .status = {}});
+  }
+  if (const auto hook = hookOf(script, name)) {
+    lock.unlock();
+    hook();
   }
 }
 
@@ -137,6 +149,10 @@ void failCall(const std::string& function, std::uint64_t nth, OSStatus status) {
   });
 }
 
+void onCall(const std::string& function, std::function<void()> hook) {
+  Platform::scriptThat([&](Platform::State& script) { script.hooks[function] = std::move(hook); });
+}
+
 void record() {
   Platform::scriptThat([](Platform::State& script) {
     if (!script.recording) {
@@ -159,6 +175,7 @@ void reset() {
   script.recording = false;
   script.calls.clear();
   script.failures.clear();
+  script.hooks.clear();
   script.objectAnswers.clear();
   script.unitAnswers.clear();
 }

@@ -3,6 +3,7 @@
 #include <AudioDevices/Formats.h>
 
 #include "platform/format/PcmFormat.h"
+#include "platform/iec61937/BurstFormat.h"
 
 namespace AudioDevices {
 namespace {

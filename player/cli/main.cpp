@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
 
+#include <cerrno>
 #include <exception>
+#include <filesystem>
 #include <future>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
+#include <unistd.h>
 
 #include "player/base/ExitStatus.h"
 #include "player/base/JsonFile.h"
@@ -66,9 +71,23 @@ ExitStatus play(const Player::Options& options) {
   return Player::Player(options, choice, playlist, bundle).run();
 }
 
+/// Runs the program that checks bundles, which lies beside this one, in place of it. Returns only
+/// if that fails.
+ExitStatus checkBundle(char** arguments) {
+  const std::filesystem::path self = std::filesystem::canonical("/proc/self/exe");
+  const std::string program = (self.parent_path() / "tavro-play-check").string();
+  execv(program.c_str(), arguments);
+  Tavro::logLine(Tavro::LogLevel::Error, "tavro-play", "cannot run %s: %s", program.c_str(),
+                 std::generic_category().message(errno).c_str());
+  return ExitStatus::Usage;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc > 1 && argv[1] == std::string_view("check")) {
+    return static_cast<int>(checkBundle(argv + 1));
+  }
   Player::Options options;
   if (const std::optional<int> done = Player::parseOptions(argc, argv, options)) {
     return *done;

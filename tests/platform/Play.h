@@ -21,7 +21,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/LayoutRecord.h"
+#include "check/bench/LayoutRecord.h"
+
+using Bytes = std::vector<std::uint8_t>;
+using Check::layoutRecord;
 
 inline Bytes randomBytes(std::size_t count, unsigned seed = 1) {
   std::mt19937 generator(seed);

@@ -48,4 +48,16 @@ TEST_F(Scripted, callsAreRecordedInOrderWithArgumentsDataAndStatus) {
   EXPECT_TRUE(Script::calls().empty());
 }
 
+TEST_F(Scripted, aHookRunsBeforeTheWorkOfItsCallsAndMayCall) {
+  Graph graph;
+  float before = 0;
+  Script::onCall("AudioUnitSetParameter",
+                 [&] { AudioUnitGetParameter(graph.unit, kHALOutputParam_Volume, 0, 0, &before); });
+  graph.setVolume(0.5F);
+  EXPECT_EQ(before, 1.0F);
+  Script::onCall("AudioUnitSetParameter", {});
+  graph.setVolume(0.25F);
+  EXPECT_EQ(before, 1.0F);
+}
+
 }  // namespace

@@ -23,6 +23,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -112,6 +113,11 @@ void answerUnitProperty(AudioUnitPropertyID property, Answer answer);
 /// AudioDeviceDestroyIOProcID and AudioObjectRemovePropertyListener do theirs before.
 void failCall(const std::string& function, std::uint64_t nth, OSStatus status);
 
+/// Runs `hook` inside every call of the function of this name from now on, on the calling thread,
+/// before the call's work and with no lock of the layer held. It may make calls of its own. An
+/// empty hook removes it; a call under way may still run it.
+void onCall(const std::string& function, std::function<void()> hook);
+
 /// A recorded call. Arguments are in the function's order: pointers and handles as numbers, a
 /// property address as its three parts (listener calls: its selector); qualifiers and values passed
 /// as data are omitted.
@@ -126,7 +132,7 @@ struct Call {
 void record();
 std::vector<Call> calls();
 
-/// Clears results, failures and calls, and stops recording.
+/// Clears results, failures, hooks and calls, and stops recording.
 void reset();
 
 /// What is currently registered with the layer.
