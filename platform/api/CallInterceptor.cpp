@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <map>
-#include <mutex>
 #include <utility>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/manager/DeviceManager.h"
 #include "platform/manager/IoProcedure.h"
 #include "platform/unit/Graph.h"
@@ -25,13 +25,14 @@ struct PlannedFailure {
 };
 
 struct State {
-  std::mutex mutex;
-  std::uint64_t epoch = 0;  // grows with each reset
-  bool recording = false;
-  std::vector<Call> calls;
-  std::vector<PlannedFailure> failures;
-  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Answer> objectAnswers;
-  std::map<AudioUnitPropertyID, Answer> unitAnswers;
+  Tavro::Mutex<Tavro::LockRank::CallScript> mutex;
+  std::uint64_t epoch TAVRO_GUARDED_BY(mutex) = 0;  // grows with each reset
+  bool recording TAVRO_GUARDED_BY(mutex) = false;
+  std::vector<Call> calls TAVRO_GUARDED_BY(mutex);
+  std::vector<PlannedFailure> failures TAVRO_GUARDED_BY(mutex);
+  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Answer> objectAnswers
+      TAVRO_GUARDED_BY(mutex);
+  std::map<AudioUnitPropertyID, Answer> unitAnswers TAVRO_GUARDED_BY(mutex);
 };
 
 std::atomic<bool> active{false};  // a hint only: the state itself is guarded by its mutex
@@ -41,16 +42,8 @@ State& state() {
   return *only;
 }
 
-/// Applies `change` to the state and activates the script.
-template <class Change>
-void scriptThat(Change change) {
-  const std::lock_guard lock(state().mutex);
-  change(state());
-  active.store(true);
-}
-
 /// Counts the call against every planned failure, and removes one whose turn has come.
-std::optional<OSStatus> takeFailure(State& script, const char* name) {
+std::optional<OSStatus> takeFailure(State& script, const char* name) TAVRO_REQUIRES(script.mutex) {
   std::optional<OSStatus> status;
   for (PlannedFailure& planned : script.failures) {
     if (planned.function.empty() || planned.function == name) {
@@ -65,7 +58,7 @@ std::optional<OSStatus> takeFailure(State& script, const char* name) {
 
 template <class Key>
 std::optional<Answer> lookUp(const std::map<Key, Answer> State::*answers, const Key& key) {
-  const std::lock_guard lock(state().mutex);
+  const Tavro::Lock lock(state().mutex);
   const auto found = (state().*answers).find(key);
   return found == (state().*answers).end() ? std::nullopt : std::optional(found->second);
 }
@@ -77,7 +70,7 @@ bool isScripted() { return active.load(std::memory_order_relaxed); }
 InterceptedCall::InterceptedCall(const char* name, std::initializer_list<std::int64_t> arguments,
                                  const void* data, std::size_t dataBytes) {
   State& script = state();
-  const std::lock_guard lock(script.mutex);
+  const Tavro::Lock lock(script.mutex);
   m_failure = takeFailure(script, name);
   m_epoch = script.epoch;
   m_index = script.calls.size();
@@ -93,7 +86,7 @@ InterceptedCall::InterceptedCall(const char* name, std::initializer_list<std::in
 
 OSStatus InterceptedCall::finish(OSStatus status) const {
   State& script = state();
-  const std::lock_guard lock(script.mutex);
+  const Tavro::Lock lock(script.mutex);
   if (script.recording && script.epoch == m_epoch && m_index < script.calls.size()) {
     script.calls[m_index].status = status;
   }
@@ -119,42 +112,52 @@ std::optional<Answer> scriptedUnitProperty(AudioUnitPropertyID property) {
 
 namespace AudioDevices::Script {
 
+using Platform::active;
+using Platform::State;
+using Platform::state;
+
 void answerObjectProperty(AudioObjectID object, AudioObjectPropertySelector selector,
                           Answer answer) {
-  Platform::scriptThat([&](Platform::State& script) {
-    script.objectAnswers[{object, selector}] = std::move(answer);
-  });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.objectAnswers[{object, selector}] = std::move(answer);
+  active.store(true);
 }
 
 void answerUnitProperty(AudioUnitPropertyID property, Answer answer) {
-  Platform::scriptThat(
-      [&](Platform::State& script) { script.unitAnswers[property] = std::move(answer); });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.unitAnswers[property] = std::move(answer);
+  active.store(true);
 }
 
 void failCall(const std::string& function, std::uint64_t nth, OSStatus status) {
-  Platform::scriptThat([&](Platform::State& script) {
-    script.failures.push_back({function, std::max<std::uint64_t>(nth, 1), status});
-  });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.failures.push_back({function, std::max<std::uint64_t>(nth, 1), status});
+  active.store(true);
 }
 
 void record() {
-  Platform::scriptThat([](Platform::State& script) {
-    if (!script.recording) {
-      ++script.epoch;  // calls under way were not recorded
-    }
-    script.recording = true;
-  });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  if (!script.recording) {
+    ++script.epoch;  // calls under way were not recorded
+  }
+  script.recording = true;
+  active.store(true);
 }
 
 std::vector<Call> calls() {
-  const std::lock_guard lock(Platform::state().mutex);
-  return Platform::state().calls;
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  return script.calls;
 }
 
 void reset() {
-  Platform::State& script = Platform::state();
-  const std::lock_guard lock(script.mutex);
-  Platform::active.store(false);
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  active.store(false);
   ++script.epoch;
   script.recording = false;
   script.calls.clear();

@@ -30,8 +30,8 @@ OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
   if (inCycle()) {
     return kAudioHardwareIllegalOperationError;  // the cycle's buffers are in use
   }
-  const std::lock_guard control(m_control);
-  const std::lock_guard io(ioLock());
+  const Tavro::Lock control(m_control);
+  const Tavro::Lock io(ioLock());
   if (m_life.hasEnded()) {
     return kAudioHardwareBadDeviceError;
   }
@@ -54,8 +54,8 @@ OSStatus Device::negotiateFormat(const PcmFormat& format) {
   if (inCycle()) {
     return noErr;
   }
-  const std::lock_guard control(m_control);
-  const std::lock_guard io(ioLock());
+  const Tavro::Lock control(m_control);
+  const Tavro::Lock io(ioLock());
   if (m_life.hasEnded()) {
     return noErr;
   }
@@ -67,35 +67,39 @@ OSStatus Device::negotiateFormat(const PcmFormat& format) {
 }
 
 OSStatus Device::add(const std::shared_ptr<Client>& client) {
-  const bool inside = inCycle();
-  std::unique_lock control(m_control, std::defer_lock);
-  if (!inside) {
-    control.lock();
+  if (inCycle()) {
+    const Tavro::Lock io(ioLock());
+    return insert(client);
   }
-  bool first = false;
+  const Tavro::Lock control(m_control);
   {
-    const std::lock_guard io(ioLock());
-    if (!isAlive()) {
-      return kAudioHardwareBadDeviceError;
+    const Tavro::Lock io(ioLock());
+    const bool first = !hasClients();
+    if (const OSStatus status = insert(client); status != noErr || !first) {
+      return status;
     }
-    if (!(m_cycles.sampleRate() > 0)) {
-      return kAudioHardwareBadStreamError;
-    }
-    first = !inside && !hasClients();
-    m_cycles.clients().add(client);
-    if (first) {
-      m_cycles.resetSampleTime();
-    }
+    m_cycles.resetSampleTime();
   }
-  return first ? startWith(client) : OSStatus{noErr};
+  return startWith(client);
 }
 
-/// Starts the driver with the first client, under m_control.
+OSStatus Device::insert(const std::shared_ptr<Client>& client) {
+  if (!isAlive()) {
+    return kAudioHardwareBadDeviceError;
+  }
+  if (!(m_cycles.sampleRate() > 0)) {
+    return kAudioHardwareBadStreamError;
+  }
+  m_cycles.clients().add(client);
+  return noErr;
+}
+
+/// Starts the driver with the first client.
 OSStatus Device::startWith(const std::shared_ptr<Client>& client) {
   m_driver->stop();  // joins a thread that ended by itself
   const OSStatus status = m_driver->start(m_cycles);
   m_startStatus.store(status);
-  const std::lock_guard io(ioLock());
+  const Tavro::Lock io(ioLock());
   if (status != noErr) {
     m_cycles.clients().remove(*client);
     m_cycles.clients().closeGaps();
@@ -106,29 +110,35 @@ OSStatus Device::startWith(const std::shared_ptr<Client>& client) {
 }
 
 void Device::remove(const Client& client) {
-  const bool inside = inCycle();
-  std::unique_lock control(m_control, std::defer_lock);
-  if (!inside) {
-    control.lock();
+  if (inCycle()) {
+    const Tavro::Lock io(ioLock());
+    takeOut(client);  // the cycle closes the gap; the driver's thread ends by itself
+    return;
   }
+  const Tavro::Lock control(m_control);
   {
-    const std::lock_guard io(ioLock());
-    ClientList& clients = m_cycles.clients();
-    if (!clients.has(client)) {
+    const Tavro::Lock io(ioLock());
+    if (!takeOut(client)) {
       return;
     }
-    if (clients.count() == 1) {
-      discardBuffered();
-    }
-    clients.remove(client);
-    if (inside) {
-      return;
-    }
-    clients.closeGaps();
+    m_cycles.clients().closeGaps();
   }
   if (!hasClients()) {
     m_driver->stop();
   }
+}
+
+/// Leaves a gap in the list. Returns false if the client was not in it.
+bool Device::takeOut(const Client& client) {
+  ClientList& clients = m_cycles.clients();
+  if (!clients.has(client)) {
+    return false;
+  }
+  if (clients.count() == 1) {
+    discardBuffered();
+  }
+  clients.remove(client);
+  return true;
 }
 
 /// Counts what the driver has not played yet, as it is never played.
@@ -139,9 +149,9 @@ void Device::discardBuffered() {
 }
 
 void Device::end() {
-  const std::lock_guard control(m_control);
+  const Tavro::Lock control(m_control);
   {
-    const std::lock_guard io(ioLock());
+    const Tavro::Lock io(ioLock());
     if (!m_life.end()) {
       return;
     }
@@ -156,7 +166,7 @@ void Device::end() {
 
 void Device::endAtExit() {
   {
-    const std::lock_guard io(ioLock());
+    const Tavro::Lock io(ioLock());
     if (!m_life.end()) {
       return;
     }
@@ -175,7 +185,7 @@ void Device::reopen() {
   if (m_cycles.count() != cyclesBefore) {
     return;
   }
-  const std::lock_guard control(m_control);
+  const Tavro::Lock control(m_control);
   if (hasClients() && isAlive()) {
     discardBuffered();
     m_driver->restart(m_cycles);

@@ -20,10 +20,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/device/Client.h"
 #include "platform/device/CycleRunner.h"
 #include "platform/device/CycleWatch.h"
@@ -84,11 +84,13 @@ class Device final {
 
   /// Returns true if the calling thread is inside a cycle of this device.
   bool inCycle() const { return m_cycles.isInside(); }
-  std::recursive_mutex& ioLock() { return m_cycles.lock(); }
+  CycleRunner::IoMutex& ioLock() TAVRO_RETURNS_LOCK(m_cycles.lock()) { return m_cycles.lock(); }
   CycleSource& cycles() { return m_cycles; }
 
  private:
-  OSStatus startWith(const std::shared_ptr<Client>& client);
+  OSStatus insert(const std::shared_ptr<Client>& client) TAVRO_REQUIRES(ioLock());
+  bool takeOut(const Client& client) TAVRO_REQUIRES(ioLock());
+  OSStatus startWith(const std::shared_ptr<Client>& client) TAVRO_REQUIRES(m_control);
   void discardBuffered();
 
   // Constant after construction
@@ -98,7 +100,7 @@ class Device final {
   const std::string m_name;
   const std::unique_ptr<Driver> m_driver;
 
-  std::mutex m_control;
+  Tavro::Mutex<Tavro::LockRank::DeviceControl> m_control;
   CycleRunner m_cycles;
   CycleWatch m_watch;
   DeviceLife m_life;
