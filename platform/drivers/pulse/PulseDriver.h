@@ -7,10 +7,10 @@
 /// exclusively while something plays.
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "locks/Mutex.h"
 #include "platform/driver/DriverFormat.h"
 #include "platform/drivers/pulse/PulseStream.h"
 
@@ -55,8 +55,8 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   StreamStats m_figures;
   std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can run
 
-  mutable std::mutex m_failureLock;  // a leaf
-  AudioDevices::Failure m_failure;
+  mutable Tavro::Mutex<Tavro::LockRank::DriverFailure> m_failureLock;
+  AudioDevices::Failure m_failure TAVRO_GUARDED_BY(m_failureLock);
 };
 
 }  // namespace Platform
