@@ -43,7 +43,7 @@ void Feeder::run(const std::atomic<PortInterface*>& peer) {
 /// Asks again if there was no buffer, as the first query may only have woken the source. Asks for
 /// nothing if a flush or a disconnect came while it waited for the lock.
 Feeder::Pull Feeder::pullFrom(const std::atomic<PortInterface*>& peer) {
-  const boost::recursive_mutex::scoped_lock lock(m_configLock);
+  const ComponentLock lock(m_configLock);
   PortInterface* const upstream = peer;
   Pull pull{.streamId = m_feed.m_streamId, .clears = m_feed.m_clears};
   if (upstream == nullptr || !m_feed.m_playing) {
