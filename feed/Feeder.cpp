@@ -8,12 +8,6 @@ namespace {
 constexpr std::uint32_t kQueueLimit = 10;
 constexpr unsigned long long kPauseMs = 10;
 
-MediaBuffer* askForBuffer(PortInterface& peer) {
-  _Variant answer{};
-  const bool handled = peer.readQuery(PortQuery::kNextBuffer, &answer);
-  return handled ? reinterpret_cast<MediaBuffer*>(answer.value) : nullptr;
-}
-
 }  // namespace
 
 /// A buffer from upstream, and the state when it was requested: a buffer requested before the
@@ -55,6 +49,12 @@ Feeder::Pull Feeder::pullFrom(const std::atomic<PortInterface*>& peer) {
     pull.buffer = askForBuffer(*upstream);
   }
   return pull;
+}
+
+MediaBuffer* Feeder::askForBuffer(PortInterface& upstream) {
+  _Variant answer{};
+  const bool handled = upstream.readQuery(PortQuery::kNextBuffer, &answer);
+  return handled ? reinterpret_cast<MediaBuffer*>(answer.value) : nullptr;
 }
 
 void Feeder::queueOrDrop(const Pull& pull) {

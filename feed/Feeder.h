@@ -24,7 +24,8 @@ class Feeder {
  private:
   struct Pull;
   Pull pullFrom(const std::atomic<PortInterface*>& peer) TAVRO_EXCLUDES(m_configLock);
-  void queueOrDrop(const Pull& pull);
+  MediaBuffer* askForBuffer(PortInterface& upstream) TAVRO_REQUIRES(m_configLock);
+  void queueOrDrop(const Pull& pull) TAVRO_EXCLUDES(m_configLock);
   bool reportIfLate(const Pull& pull);
 
   Feed& m_feed;
