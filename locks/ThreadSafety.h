@@ -16,8 +16,9 @@
 #define TAVRO_LOCKABLE TAVRO_ATTRIBUTE(capability("mutex"))
 #define TAVRO_SCOPED_LOCK TAVRO_ATTRIBUTE(scoped_lockable)
 
-// Data that is accessed with the lock held only.
+// Data that is accessed, or that a pointer leads to, with the lock held only.
 #define TAVRO_GUARDED_BY(lock) TAVRO_ATTRIBUTE(guarded_by(lock))
+#define TAVRO_TARGET_GUARDED_BY(lock) TAVRO_ATTRIBUTE(pt_guarded_by(lock))
 
 // A lock that a thread takes before the others, if it takes both.
 #define TAVRO_BEFORE(...) TAVRO_ATTRIBUTE(acquired_before(__VA_ARGS__))

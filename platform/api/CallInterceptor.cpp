@@ -57,10 +57,9 @@ std::optional<OSStatus> takeFailure(State& script, const char* name) TAVRO_REQUI
 }
 
 template <class Key>
-std::optional<Answer> lookUp(const std::map<Key, Answer> State::*answers, const Key& key) {
-  const Tavro::Lock lock(state().mutex);
-  const auto found = (state().*answers).find(key);
-  return found == (state().*answers).end() ? std::nullopt : std::optional(found->second);
+std::optional<Answer> lookUp(const std::map<Key, Answer>& answers, const Key& key) {
+  const auto found = answers.find(key);
+  return found == answers.end() ? std::nullopt : std::optional(found->second);
 }
 
 }  // namespace
@@ -98,14 +97,18 @@ std::optional<Answer> scriptedObjectProperty(AudioObjectID object,
   if (!isScripted()) {
     return {};
   }
-  return lookUp(&State::objectAnswers, std::pair(object, selector));
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  return lookUp(script.objectAnswers, std::pair(object, selector));
 }
 
 std::optional<Answer> scriptedUnitProperty(AudioUnitPropertyID property) {
   if (!isScripted()) {
     return {};
   }
-  return lookUp(&State::unitAnswers, property);
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  return lookUp(script.unitAnswers, property);
 }
 
 }  // namespace Platform

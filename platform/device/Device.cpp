@@ -43,11 +43,14 @@ OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
 }
 
 OSStatus Device::setFormat(std::size_t stream, const AudioStreamBasicDescription& format) {
-  return change([&](bool running) { return m_driver->setFormat(stream, format, running); });
+  return change([&](bool running) TAVRO_REQUIRES(m_control) {
+    return m_driver->setFormat(stream, format, running);
+  });
 }
 
 OSStatus Device::setLayout(const Labels& labels) {
-  return change([&](bool running) { return m_driver->setLayout(labels, running); });
+  return change([&](bool running)
+                    TAVRO_REQUIRES(m_control) { return m_driver->setLayout(labels, running); });
 }
 
 OSStatus Device::negotiateFormat(const PcmFormat& format) {
@@ -143,8 +146,8 @@ bool Device::takeOut(const Client& client) {
 
 /// Counts what the driver has not played yet, as it is never played.
 void Device::discardBuffered() {
-  if (m_driver->isSounding()) {
-    m_framesDiscarded.fetch_add(m_driver->latencyFrames());
+  if (m_asked.isSounding()) {
+    m_framesDiscarded.fetch_add(m_asked.latencyFrames());
   }
 }
 
@@ -172,13 +175,13 @@ void Device::endAtExit() {
     }
     m_cycles.clients().clear();
   }
-  m_driver->finish();
+  unlocked().finish();
 }
 
 /// A server that responds again may resume the old stream, so it first gets some time to do so.
 void Device::reopen() {
   const std::uint64_t cyclesBefore = m_cycles.count();
-  if (!isAlive() || !m_driver->isResponsive()) {
+  if (!isAlive() || !m_asked.isResponsive()) {
     return;
   }
   std::this_thread::sleep_for(kTimeToGoOn);
@@ -194,21 +197,21 @@ void Device::reopen() {
 
 AudioDevices::Failure Device::failure() const {
   const AudioDevices::Failure ownFailure = m_life.failure();
-  return ownFailure ? ownFailure : m_driver->failure();
+  return ownFailure ? ownFailure : m_asked.failure();
 }
 
 AudioDevices::DeviceTotals Device::totals() const {
   // In this order, a cycle in between can make framesHeard too small, but never too large.
   AudioDevices::DeviceTotals totals = m_cycles.totals();
   totals.framesDiscarded = m_framesDiscarded.load();
-  const std::uint64_t pending = hasClients() ? m_driver->latencyFrames() : 0;
+  const std::uint64_t pending = hasClients() ? m_asked.latencyFrames() : 0;
   totals.framesHeard =
       totals.framesPlayed - std::min(totals.framesPlayed, totals.framesDiscarded + pending);
-  totals.framesWritten = m_driver->framesWritten();
-  totals.underruns = m_driver->underruns();
-  totals.latencyFrames = m_driver->latencyFrames();
+  totals.framesWritten = m_asked.framesWritten();
+  totals.underruns = m_asked.underruns();
+  totals.latencyFrames = m_asked.latencyFrames();
   totals.startStatus = m_startStatus.load();
-  totals.driftPpm = m_driver->driftPpm();
+  totals.driftPpm = m_asked.driftPpm();
   return totals;
 }
 

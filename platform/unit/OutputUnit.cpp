@@ -32,9 +32,14 @@ OSStatus OutputUnit::change(Change apply) {
       return refused;
     }
   }
+  exchange(changed);
+  return noErr;
+}
+
+/// The caller releases the previous device after the lock.
+void OutputUnit::exchange(UnitConfiguration& changed) {
   const Tavro::Lock model(modelLock());
   std::swap(m_configuration, changed);
-  return noErr;
 }
 
 /// Offers the format to the device, which may refuse it, before the unit plays it.
@@ -98,10 +103,7 @@ OSStatus OutputUnit::moveTo(UnitConfiguration changed, bool plays) {
     }
     stop();
   }
-  {
-    const Tavro::Lock model(modelLock());
-    std::swap(m_configuration, changed);  // the previous device is released after the lock
-  }
+  exchange(changed);
   return isElsewhere && plays ? start() : OSStatus{noErr};
 }
 

@@ -58,6 +58,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   template <class Change>
   OSStatus change(Change apply);
   static OSStatus offered(const UnitConfiguration& configuration);
+  void exchange(UnitConfiguration& changed) TAVRO_REQUIRES(m_change);
   OSStatus moveTo(UnitConfiguration changed, bool plays) TAVRO_REQUIRES(m_change);
   void leaveDevice();
   void markStarted(bool started);

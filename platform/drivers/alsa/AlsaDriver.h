@@ -32,7 +32,7 @@ class AlsaDriver final : public Driver {
   void stop() override;
   void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
-  bool isResponsive() override { return m_figures->isAbandoned.load() == 0; }
+  bool isResponsive() const override { return m_figures->isAbandoned.load() == 0; }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures->latencyFrames.load(); }
   AudioDevices::Failure failure() const override;

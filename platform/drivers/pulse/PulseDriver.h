@@ -32,7 +32,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
   bool isSuspended() const override { return m_figures.suspended.load(); }
-  bool isResponsive() override { return m_connection->isResponsive(); }
+  bool isResponsive() const override { return m_connection->isResponsive(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures.latencyFrames.load(); }
   std::optional<double> driftPpm() const override { return m_figures.drift.driftPpm(); }
