@@ -3,7 +3,9 @@
 #pragma once
 
 #include <mutex>
+#include <type_traits>
 
+#include "locks/LockOrder.h"
 #include "locks/LockRank.h"
 #include "locks/ThreadSafety.h"
 
@@ -19,11 +21,17 @@ class TAVRO_LOCKABLE RankedMutex {
   RankedMutex& operator=(const RankedMutex&) = delete;
   ~RankedMutex() = default;
 
-  void lock() TAVRO_ACQUIRE() { m_native.lock(); }
-  void unlock() TAVRO_RELEASE() { m_native.unlock(); }
+  void lock() TAVRO_ACQUIRE() {
+    LockOrder::taking(this, rank, std::is_same_v<Native, std::recursive_mutex>);
+    m_native.lock();
+  }
+  void unlock() TAVRO_RELEASE() {
+    m_native.unlock();
+    LockOrder::released(this);
+  }
 
   /// For code that runs under the lock where the analysis cannot see it.
-  void assertHeld() const TAVRO_ASSERTS_HELD() {}
+  void assertHeld() const TAVRO_ASSERTS_HELD() { LockOrder::requireHeld(this, rank); }
 
  private:
   friend class Condition;
