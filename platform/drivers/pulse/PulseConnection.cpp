@@ -73,13 +73,13 @@ AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
   if (m_context == nullptr) {
     return noServer("out of memory");
   }
+  const Tavro::Lock hold(m_loop);  // connecting calls back already
   pa_context_set_state_callback(m_context, onContextState, this);
   pa_context_set_subscribe_callback(m_context, onEvent, this);
   if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
       !m_loop.start()) {
     return noServer(pa_strerror(pa_context_errno(m_context)));
   }
-  const Tavro::Lock hold(m_loop);
   const bool answered = waitUntil(
       [this] { return state().connected || !PA_CONTEXT_IS_GOOD(pa_context_get_state(m_context)); });
   if (!answered) {
