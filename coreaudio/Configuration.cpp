@@ -14,7 +14,7 @@ bool CoreAudioOutput::CoreAudioPort::configure(_Variant* value, bool passthrough
     return false;
   }
   const auto& wanted = *reinterpret_cast<const AudioProperties*>(value->value);
-  const boost::recursive_mutex::scoped_lock lock(m_owner->m_configLock);
+  const ComponentLock lock(m_owner->m_configLock);
   if (m_owner->m_feed.m_session == nullptr) {
     return false;  // nothing is stored, so that the same write succeeds once there is a session
   }

@@ -6,13 +6,12 @@
 #include <AudioUnit/AudioUnit.h>
 #include <CoreAudio/CoreAudio.h>
 
-#include <boost/thread/recursive_mutex.hpp>
-
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <optional>
 
+#include "feed/ComponentLock.h"
 #include "feed/Feeder.h"
 #include "host/TavroCore.h"
 #include "output/AudioOutput.h"
@@ -48,15 +47,15 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   AudioPort* getInputPort() override;
 
   // Life cycle of the output. [host-thread]
-  OSStatus buildGraph(bool passthrough);
+  OSStatus buildGraph(bool passthrough) TAVRO_REQUIRES(m_configLock);
   OSStatus teardown();
   OSStatus reset();
   OSStatus start();
   OSStatus stop();
 
-  bool fillStreamFormat();
-  OSStatus buildPcmGraph();
-  OSStatus setUpUnit(AudioUnit unit);
+  bool fillStreamFormat() TAVRO_REQUIRES(m_configLock);
+  OSStatus buildPcmGraph() TAVRO_REQUIRES(m_configLock);
+  OSStatus setUpUnit(AudioUnit unit) TAVRO_REQUIRES(m_configLock);
   void swapSurroundPairs(AudioUnit unit);
   void endPassthrough();
 
@@ -69,13 +68,13 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
                                 AudioBufferList* output, const AudioTimeStamp* outputTime,
                                 void* self);
 
-  OSStatus startPassthrough();
-  bool selectPhysicalFormat();
-  bool selectFormatOfStream(AudioStreamID stream);
-  void savePhysicalFormat();
+  OSStatus startPassthrough() TAVRO_REQUIRES(m_configLock);
+  bool selectPhysicalFormat() TAVRO_REQUIRES(m_configLock);
+  bool selectFormatOfStream(AudioStreamID stream) TAVRO_REQUIRES(m_configLock);
+  void savePhysicalFormat() TAVRO_REQUIRES(m_configLock);
   OSStatus setPhysicalFormat(const AudioStreamBasicDescription& format);
 
-  void applySessionVolume();
+  void applySessionVolume() TAVRO_REQUIRES(m_configLock);
   std::uint32_t maximumChannels();
 
   /// Reads one property into a block from malloc(), which the caller must free(). Returns its size
@@ -94,16 +93,17 @@ class CoreAudioOutput : public AudioOutput<CoreAudioOutput> {
   // Set once the graph is built and cleared before it is disposed of, both under m_graphLock. Calls
   // on them are made within a GraphUse. m_graph is also compared with null without the lock.
   std::atomic<AUGraph> m_graph{nullptr};
-  AudioUnit m_outputUnit = nullptr;
+  AudioUnit m_outputUnit TAVRO_GUARDED_BY(m_graphLock) = nullptr;
   AUNode m_outputNode = 0;
-  std::uint32_t m_graphUses = 0;            // guarded by m_graphLock
+  std::uint32_t m_graphUses TAVRO_GUARDED_BY(m_graphLock) = 0;
   std::condition_variable_any m_graphFree;  // the last use of a cleared graph has ended
 
   AudioStreamBasicDescription m_streamFormat{};  // constant while callbacks can come
   AudioDeviceID m_deviceId = kAudioObjectUnknown;
 
-  boost::recursive_mutex m_configLock;  // the port's connection and the configuration
-  boost::recursive_mutex m_graphLock;   // the handles of the graph and the unit, and their uses
+  // The port's connection and the configuration
+  ComponentMutex m_configLock TAVRO_BEFORE(m_graphLock, m_feed.m_queueLock, m_feed.m_clockLock);
+  ComponentMutex m_graphLock;  // the handles of the graph and the unit, and their uses
 
   // The number of announced volumes, with the last volume in the low byte.
   std::atomic<std::uint32_t> m_announcedVolume{0};
@@ -121,7 +121,8 @@ class CoreAudioOutput::CoreAudioPort : public AudioOutput<CoreAudioOutput>::Audi
   bool readQuery(unsigned id, _Variant* value) override;
   bool writeQuery(unsigned id, _Variant* value) override;
 
-  bool m_passthrough = false;  // the mode of the last valid write
+  // The mode of the last valid write
+  bool m_passthrough TAVRO_GUARDED_BY(m_owner->m_configLock) = false;
 
  private:
   bool configure(_Variant* value, bool passthrough);

@@ -36,13 +36,13 @@ bool CoreAudioOutput::CoreAudioPort::sendEvent(unsigned id, _Variant* value) {
 /// again.
 void CoreAudioOutput::CoreAudioPort::connect(PortInterface* peer) {
   m_owner->teardown();
-  const boost::recursive_mutex::scoped_lock lock(m_owner->m_configLock);
+  const ComponentLock lock(m_owner->m_configLock);
   m_peer = peer;
 }
 
 void CoreAudioOutput::CoreAudioPort::disconnect() {
   m_owner->teardown();
-  const boost::recursive_mutex::scoped_lock lock(m_owner->m_configLock);
+  const ComponentLock lock(m_owner->m_configLock);
   m_peer = nullptr;
   m_format = nullptr;
 }
@@ -53,7 +53,7 @@ bool CoreAudioOutput::CoreAudioPort::checkEvent(unsigned id, _Variant* /*value*/
 
 /// Also makes the feeder start to fill the queue.
 bool CoreAudioOutput::CoreAudioPort::isReady() {
-  const boost::recursive_mutex::scoped_lock lock(m_owner->m_feed.m_queueLock);
+  const ComponentLock lock(m_owner->m_feed.m_queueLock);
   m_owner->m_feed.m_playing = true;
   const bool filled = m_owner->m_feed.queuedCount() >= kRecordsToStartOn;
   return filled && (m_owner->m_passthroughActive || m_owner->m_graph != nullptr);

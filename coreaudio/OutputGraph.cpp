@@ -91,7 +91,7 @@ OSStatus CoreAudioOutput::buildPcmGraph() {
     disposeOf(graph);
     return status;
   }
-  const boost::recursive_mutex::scoped_lock lock(m_graphLock);
+  const ComponentLock lock(m_graphLock);
   m_graph = graph;
   m_outputUnit = unit;
   return noErr;
@@ -157,7 +157,7 @@ void CoreAudioOutput::swapSurroundPairs(AudioUnit unit) {
 }
 
 CoreAudioOutput::GraphUse::GraphUse(CoreAudioOutput& owner) : m_owner(owner) {
-  const boost::recursive_mutex::scoped_lock lock(owner.m_graphLock);
+  const ComponentLock lock(owner.m_graphLock);
   m_graph = owner.m_graph;
   m_unit = owner.m_outputUnit;
   owner.m_graphUses += m_graph != nullptr ? 1 : 0;
@@ -167,7 +167,7 @@ CoreAudioOutput::GraphUse::~GraphUse() {
   if (m_graph == nullptr) {
     return;
   }
-  const boost::recursive_mutex::scoped_lock lock(m_owner.m_graphLock);
+  const ComponentLock lock(m_owner.m_graphLock);
   if (--m_owner.m_graphUses == 0 && m_owner.m_graph == nullptr) {
     m_owner.m_graphFree.notify_all();
   }
@@ -176,10 +176,12 @@ CoreAudioOutput::GraphUse::~GraphUse() {
 OSStatus CoreAudioOutput::teardown() {
   AUGraph graph = nullptr;
   {
-    boost::recursive_mutex::scoped_lock lock(m_graphLock);
+    const ComponentLock lock(m_graphLock);
     graph = m_graph.exchange(nullptr);
     m_outputUnit = nullptr;
-    m_graphFree.wait(lock, [this] { return m_graphUses == 0; });
+    while (m_graphUses != 0) {
+      m_graphFree.wait(m_graphLock);
+    }
   }
   disposeOf(graph);
   m_feed.m_playing = false;
@@ -191,7 +193,7 @@ OSStatus CoreAudioOutput::teardown() {
   m_feed.m_synced = false;
   m_feed.forgetLastCallback();
   m_streamFormat = {};
-  const boost::recursive_mutex::scoped_lock lock(m_configLock);
+  const ComponentLock lock(m_configLock);
   m_feed.clearQueue();
   return noErr;
 }
@@ -201,7 +203,7 @@ OSStatus CoreAudioOutput::reset() {
     AudioUnitReset(use.unit(), kAudioUnitScope_Input, 0);
   }
   m_feed.m_playing = false;
-  const boost::recursive_mutex::scoped_lock lock(m_configLock);
+  const ComponentLock lock(m_configLock);
   m_feed.clearQueue();
   m_feed.m_synced = false;
   m_feed.forgetLastCallback();

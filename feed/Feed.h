@@ -2,12 +2,11 @@
 
 #pragma once
 
-#include <boost/thread/recursive_mutex.hpp>
-
 #include <atomic>
 #include <cstdint>
 
 #include "feed/BufferQueue.h"
+#include "feed/ComponentLock.h"
 #include "host/TavroCore.h"
 
 namespace Tavro {
@@ -56,14 +55,15 @@ struct Feed {
   std::atomic<bool> m_synced{false};   // buffers play back to back, whatever the clock says
   std::uint32_t m_lastEndTime = 0;     // milliseconds; render thread only
 
-  boost::recursive_mutex m_queueLock;
-  BufferQueue m_queue;                     // guarded by m_queueLock
+  ComponentMutex m_queueLock;
+  BufferQueue m_queue TAVRO_GUARDED_BY(m_queueLock);
   std::atomic<std::uint32_t> m_clears{0};  // count of clears; changed under m_queueLock
 
-  boost::recursive_mutex m_clockLock;
-  std::uint32_t m_bytesPerSecond = 0;    // guarded by m_clockLock, as are the next two
-  std::uint64_t m_bytesRendered = 0;     // since construction
-  std::uint64_t m_lastCallbackTime = 0;  // GetTimeMS(); 0 if there was none
+  ComponentMutex m_clockLock;
+  std::uint32_t m_bytesPerSecond TAVRO_GUARDED_BY(m_clockLock) = 0;
+  std::uint64_t m_bytesRendered TAVRO_GUARDED_BY(m_clockLock) = 0;  // since construction
+  // GetTimeMS(); 0 if there was none
+  std::uint64_t m_lastCallbackTime TAVRO_GUARDED_BY(m_clockLock) = 0;
 };
 
 }  // namespace Tavro

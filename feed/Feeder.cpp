@@ -8,12 +8,6 @@ namespace {
 constexpr std::uint32_t kQueueLimit = 10;
 constexpr unsigned long long kPauseMs = 10;
 
-MediaBuffer* askForBuffer(PortInterface& peer) {
-  _Variant answer{};
-  const bool handled = peer.readQuery(PortQuery::kNextBuffer, &answer);
-  return handled ? reinterpret_cast<MediaBuffer*>(answer.value) : nullptr;
-}
-
 }  // namespace
 
 /// A buffer from upstream, and the state when it was requested: a buffer requested before the
@@ -43,7 +37,7 @@ void Feeder::run(const std::atomic<PortInterface*>& peer) {
 /// Asks again if there was no buffer, as the first query may only have woken the source. Asks for
 /// nothing if a flush or a disconnect came while it waited for the lock.
 Feeder::Pull Feeder::pullFrom(const std::atomic<PortInterface*>& peer) {
-  const boost::recursive_mutex::scoped_lock lock(m_configLock);
+  const ComponentLock lock(m_configLock);
   PortInterface* const upstream = peer;
   Pull pull{.streamId = m_feed.m_streamId, .clears = m_feed.m_clears};
   if (upstream == nullptr || !m_feed.m_playing) {
@@ -55,6 +49,12 @@ Feeder::Pull Feeder::pullFrom(const std::atomic<PortInterface*>& peer) {
     pull.buffer = askForBuffer(*upstream);
   }
   return pull;
+}
+
+MediaBuffer* Feeder::askForBuffer(PortInterface& upstream) {
+  _Variant answer{};
+  const bool handled = upstream.readQuery(PortQuery::kNextBuffer, &answer);
+  return handled ? reinterpret_cast<MediaBuffer*>(answer.value) : nullptr;
 }
 
 void Feeder::queueOrDrop(const Pull& pull) {

@@ -2,10 +2,9 @@
 
 #pragma once
 
-#include <boost/thread/recursive_mutex.hpp>
-
 #include <atomic>
 
+#include "feed/ComponentLock.h"
 #include "feed/Feed.h"
 
 namespace Tavro {
@@ -15,7 +14,7 @@ namespace Tavro {
 /// lock while it queries upstream, never together with another lock, and never while it pauses.
 class Feeder {
  public:
-  Feeder(Feed& feed, boost::recursive_mutex& configLock) : m_feed(feed), m_configLock(configLock) {}
+  Feeder(Feed& feed, ComponentMutex& configLock) : m_feed(feed), m_configLock(configLock) {}
 
   /// Returns within one pause after stop(). `peer` is the upstream port, null while there is none;
   /// it changes under the configuration lock. [feeder-thread]
@@ -24,12 +23,13 @@ class Feeder {
 
  private:
   struct Pull;
-  Pull pullFrom(const std::atomic<PortInterface*>& peer);
-  void queueOrDrop(const Pull& pull);
+  Pull pullFrom(const std::atomic<PortInterface*>& peer) TAVRO_EXCLUDES(m_configLock);
+  MediaBuffer* askForBuffer(PortInterface& upstream) TAVRO_REQUIRES(m_configLock);
+  void queueOrDrop(const Pull& pull) TAVRO_EXCLUDES(m_configLock);
   bool reportIfLate(const Pull& pull);
 
   Feed& m_feed;
-  boost::recursive_mutex& m_configLock;
+  ComponentMutex& m_configLock;
   std::atomic<bool> m_stop{false};
 };
 

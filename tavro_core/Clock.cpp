@@ -56,13 +56,13 @@ std::uint32_t Clock::currentTime() {
 }
 
 void Clock::addTimeBase(TimeBaseInterface* timeBase) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   m_timeBases.push_back(timeBase);
   askTimeBases();
 }
 
 void Clock::removeTimeBase(TimeBaseInterface* timeBase) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   std::erase(m_timeBases, timeBase);
   if (m_followed == timeBase) {
     m_followed = nullptr;
@@ -71,7 +71,7 @@ void Clock::removeTimeBase(TimeBaseInterface* timeBase) {
 }
 
 void Clock::start() {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   if (m_state != State::Stands) {
     return;
   }
@@ -82,7 +82,7 @@ void Clock::start() {
 }
 
 void Clock::pause() {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   askTimeBases();
   const std::uint32_t hostMs = hostNowMs();
   publish({reading().at(hostMs), hostMs, false});
@@ -92,14 +92,14 @@ void Clock::pause() {
 }
 
 void Clock::set(std::uint32_t graphMs) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   publish({graphMs, hostNowMs(), reading().goes});
   m_followed = nullptr;
   askTimeBases();
 }
 
 void Clock::sample() {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   askTimeBases();
 }
 

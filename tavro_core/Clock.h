@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 #include "host/GraphSession.h"
+#include "locks/Mutex.h"
 #include "tavro_core/ClockReading.h"
 #include "time/HostTime.h"
 
@@ -50,14 +50,14 @@ class Clock final : public SessionClock {
   enum class State : std::uint8_t { Stands, Armed, Follows };
 
   void run();
-  void askTimeBases();
-  TimeBaseInterface* leader() const;
-  void follow(std::uint32_t baseMs, std::uint32_t hostMs);
-  void anchor(std::uint32_t baseMs, std::uint32_t hostMs);
-  void steer(std::uint32_t targetMs, std::uint32_t hostMs);
+  void askTimeBases() TAVRO_REQUIRES(m_lock);
+  TimeBaseInterface* leader() const TAVRO_REQUIRES(m_lock);
+  void follow(std::uint32_t baseMs, std::uint32_t hostMs) TAVRO_REQUIRES(m_lock);
+  void anchor(std::uint32_t baseMs, std::uint32_t hostMs) TAVRO_REQUIRES(m_lock);
+  void steer(std::uint32_t targetMs, std::uint32_t hostMs) TAVRO_REQUIRES(m_lock);
   bool wasStopped(std::uint32_t hostMs) const;
-  ClockReading reading() const;
-  void publish(ClockReading reading);
+  ClockReading reading() const TAVRO_REQUIRES(m_lock);
+  void publish(ClockReading reading) TAVRO_REQUIRES(m_lock);
 
   // A packed ClockReading. Written with m_lock held.
   std::atomic<std::uint64_t> m_reading{0};
@@ -67,15 +67,15 @@ class Clock final : public SessionClock {
   // Held while time bases are queried, so that no query of a removed one is under way. Time bases
   // take locks of their components under it: no caller that holds those may call the clock's
   // [host-thread] operations.
-  std::mutex m_lock;
-  std::vector<TimeBaseInterface*> m_timeBases;
-  State m_state = State::Stands;
-  TimeBaseInterface* m_followed = nullptr;
-  bool m_moves = false;            // m_followed has moved since it was chosen
-  std::uint32_t m_lastBaseMs = 0;  // its last value
-  std::uint32_t m_lastHostMs = 0;  // host time of that value
-  std::uint32_t m_anchorBaseMs = 0;
-  std::uint32_t m_anchorGraphMs = 0;
+  Mutex<LockRank::ClockState> m_lock;
+  std::vector<TimeBaseInterface*> m_timeBases TAVRO_GUARDED_BY(m_lock);
+  State m_state TAVRO_GUARDED_BY(m_lock) = State::Stands;
+  TimeBaseInterface* m_followed TAVRO_GUARDED_BY(m_lock) = nullptr;
+  bool m_moves TAVRO_GUARDED_BY(m_lock) = false;  // m_followed has moved since it was chosen
+  std::uint32_t m_lastBaseMs TAVRO_GUARDED_BY(m_lock) = 0;  // its last value
+  std::uint32_t m_lastHostMs TAVRO_GUARDED_BY(m_lock) = 0;  // host time of that value
+  std::uint32_t m_anchorBaseMs TAVRO_GUARDED_BY(m_lock) = 0;
+  std::uint32_t m_anchorGraphMs TAVRO_GUARDED_BY(m_lock) = 0;
 
   std::atomic<bool> m_ends{false};
   std::atomic<bool> m_idle{true};  // nothing to query: m_state == Stands

@@ -5,19 +5,19 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "host/Services.h"
+#include "locks/Mutex.h"
 
 namespace Tavro {
 
 namespace {
 
 std::atomic<LogLevel> s_level{LogLevel::Warning};
-std::mutex s_lock;  // orders lines, guards s_sink
-LogSink s_sink;
+Mutex<LockRank::LogLines> s_lock;  // also orders lines
+LogSink s_sink TAVRO_GUARDED_BY(s_lock);
 
 std::string formatted(const char* format, va_list arguments) {
   va_list again;
@@ -31,7 +31,7 @@ std::string formatted(const char* format, va_list arguments) {
 
 void emit(LogLevel level, const char* category, const char* format, va_list arguments) {
   const std::string line = std::string(category) + ": " + formatted(format, arguments);
-  const std::lock_guard guard(s_lock);
+  const Lock guard(s_lock);
   if (s_sink) {
     s_sink(level, line);
   } else {
@@ -46,7 +46,7 @@ bool isHeard(LogLevel level) { return level <= s_level.load(std::memory_order_re
 void setLogLevel(LogLevel level) { s_level.store(level, std::memory_order_relaxed); }
 
 void setLogSink(LogSink sink) {
-  const std::lock_guard guard(s_lock);
+  const Lock guard(s_lock);
   s_sink = std::move(sink);
 }
 

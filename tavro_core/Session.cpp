@@ -20,7 +20,7 @@ auto isNamed(const Setting& setting) {
 }  // namespace
 
 bool Session::getSetting(const Setting& setting, _Variant* out) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   const auto entry = std::find_if(m_settings.begin(), m_settings.end(), isNamed(setting));
   if (entry == m_settings.end()) {
     return false;
@@ -32,7 +32,7 @@ bool Session::getSetting(const Setting& setting, _Variant* out) {
 void Session::setSetting(const Setting& setting, const _Variant& value) {
   std::vector<SettingConsumer*> consumers;
   {
-    const std::lock_guard guard(m_lock);
+    const Lock guard(m_lock);
     const auto entry = std::find_if(m_settings.begin(), m_settings.end(), isNamed(setting));
     if (entry != m_settings.end()) {
       entry->second = value;
@@ -54,17 +54,17 @@ void Session::reportBuffer(std::uint32_t, std::uint32_t state, MediaBuffer* buff
 }
 
 void Session::registerSettingConsumer(SettingConsumer* consumer) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   m_consumers.push_back(consumer);
 }
 
 void Session::unregisterSettingConsumer(SettingConsumer* consumer) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   std::erase(m_consumers, consumer);
 }
 
 bool Session::isRegistered(SettingConsumer* consumer) {
-  const std::lock_guard guard(m_lock);
+  const Lock guard(m_lock);
   return std::find(m_consumers.begin(), m_consumers.end(), consumer) != m_consumers.end();
 }
 

@@ -3,11 +3,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "host/GraphSession.h"
+#include "locks/Mutex.h"
 #include "tavro_core/Clock.h"
 #include "tavro_core/EventLog.h"
 #include "tavro_core/Ledger.h"
@@ -38,15 +38,15 @@ class Session final : public GraphSessionInterface {
   EventLog& events() { return m_events; }
 
  private:
-  bool isRegistered(SettingConsumer* consumer);
+  bool isRegistered(SettingConsumer* consumer) TAVRO_EXCLUDES(m_lock);
 
   Clock m_clock;
   EventLog m_events{m_clock};
   Ledger m_ledger{m_events};
 
-  std::mutex m_lock;  // guards both lists; held only to access them
-  std::vector<std::pair<Setting, _Variant>> m_settings;
-  std::vector<SettingConsumer*> m_consumers;
+  Mutex<LockRank::SessionLists> m_lock;  // held only to access the lists
+  std::vector<std::pair<Setting, _Variant>> m_settings TAVRO_GUARDED_BY(m_lock);
+  std::vector<SettingConsumer*> m_consumers TAVRO_GUARDED_BY(m_lock);
 };
 
 }  // namespace Tavro

@@ -45,7 +45,7 @@ Scheduler& Scheduler::instance() {
 }
 
 void Scheduler::simulate() {
-  std::lock_guard lock(m_lock);
+  const Lock lock(m_lock);
   if (m_simulated) {
     return;
   }
@@ -61,7 +61,7 @@ void Scheduler::enlist(Role role, const char* name) {
   t_role = role;
   t_name = name;
   if (t_member != nullptr) {
-    std::lock_guard lock(m_lock);
+    const Lock lock(m_lock);
     t_member->role = role;
     t_member->name = name;
   }
@@ -81,7 +81,7 @@ template <class Change>
 bool Scheduler::handOver(const Change& change) {
   Participant* next = nullptr;
   {
-    std::lock_guard lock(m_lock);
+    const Lock lock(m_lock);
     if (!change()) {
       return false;
     }
@@ -105,7 +105,7 @@ void Scheduler::stopRunning(const Participant* member) {
 bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
   Participant* self = nullptr;
   bool joining = false;
-  handOver([&] {
+  handOver([&]() TAVRO_REQUIRES(m_lock) {
     joining = !m_joins.isEmpty();
     self = currentMember();
     self->waiting = true;
@@ -119,7 +119,7 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
       signal->m_waiter = self;
     }
     stopRunning(self);
-    m_joined.notify_all();
+    m_joined.notifyAll();
     return true;
   });
   self->gate.passUntil(kNever);
@@ -130,7 +130,7 @@ bool Scheduler::wait(std::uint64_t deadline, Signal* signal, const char* what) {
 }
 
 void Scheduler::notify(Signal& signal) {
-  handOver([&] {
+  handOver([&]() TAVRO_REQUIRES(m_lock) {
     Participant* waiter = std::exchange(signal.m_waiter, nullptr);
     if (waiter == nullptr) {
       signal.m_gate.open();
@@ -181,7 +181,7 @@ void Scheduler::watch() {
 }
 
 Participant* Scheduler::announce(Role role, std::string name) {
-  std::lock_guard lock(m_lock);
+  const Lock lock(m_lock);
   Participant* member = m_members.add(role, std::move(name));
   member->waiting = true;
   member->deadline = now();
@@ -190,7 +190,7 @@ Participant* Scheduler::announce(Role role, std::string name) {
 }
 
 void Scheduler::adopt(Participant* member) {
-  handOver([&] {
+  handOver([&]() TAVRO_REQUIRES(m_lock) {
     takePart(member);
     return true;
   });
@@ -198,7 +198,7 @@ void Scheduler::adopt(Participant* member) {
 }
 
 void Scheduler::leave(Participant* member) {
-  handOver([&] {
+  handOver([&]() TAVRO_REQUIRES(m_lock) {
     if (m_master == member) {
       m_master = nullptr;
     }
@@ -209,18 +209,20 @@ void Scheduler::leave(Participant* member) {
 }
 
 std::uint64_t Scheduler::lastJoined() {
-  std::lock_guard lock(m_lock);
+  const Lock lock(m_lock);
   return m_members.lastId();
 }
 
 MemberId Scheduler::awaitJoined(std::uint64_t after, std::uint64_t patienceMs) {
-  std::unique_lock lock(m_lock);
-  const auto came = [&] { return m_members.lastId() > after; };
-  return m_joined.wait_for(lock, std::chrono::milliseconds(patienceMs), came) ? after + 1 : 0;
+  const auto deadline = Condition::Clock::now() + std::chrono::milliseconds(patienceMs);
+  const Lock lock(m_lock);
+  while (m_members.lastId() <= after && m_joined.waitUntil(m_lock, deadline)) {
+  }
+  return m_members.lastId() > after ? after + 1 : 0;
 }
 
 bool Scheduler::beginJoin(MemberId target) {
-  return handOver([&] {
+  return handOver([&]() TAVRO_REQUIRES(m_lock) {
     if (m_members.find(target) == nullptr) {
       return false;
     }
@@ -232,7 +234,7 @@ bool Scheduler::beginJoin(MemberId target) {
 
 void Scheduler::endJoin() {
   Participant* self = t_member;
-  handOver([&] {
+  handOver([&]() TAVRO_REQUIRES(m_lock) {
     m_joins.pop();
     if (self != nullptr && m_joins.targetOf(self) == 0) {
       self->waiting = true;
@@ -249,17 +251,17 @@ void Scheduler::endJoin() {
 }
 
 void Scheduler::setStallHandler(StallHandler handler) {
-  std::lock_guard lock(m_lock);
+  const Lock lock(m_lock);
   m_stalls.setHandler(std::move(handler));
 }
 
 void Scheduler::setStallPatience(std::uint64_t milliseconds) {
-  std::lock_guard lock(m_lock);
+  const Lock lock(m_lock);
   m_stalls.setPatience(milliseconds);
 }
 
 void Scheduler::checkProgress() {
-  std::lock_guard lock(m_lock);
+  const Lock lock(m_lock);
   const Participant* joiner = m_joins.isEmpty() ? nullptr : m_joins.joiner();
   m_stalls.check(m_running != nullptr ? m_running : joiner, m_turns, now());
 }

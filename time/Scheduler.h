@@ -3,11 +3,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
+#include "locks/Condition.h"
+#include "locks/Mutex.h"
 #include "time/HostTime.h"
 #include "time/JoinStack.h"
 #include "time/Participants.h"
@@ -43,25 +43,25 @@ class Scheduler {
 
  private:
   template <class Change>
-  bool handOver(const Change& change);
-  void stopRunning(const Participant* member);
-  Participant* currentMember();
-  Participant* pickNext();
-  void giveTurn(Participant& member);
+  bool handOver(const Change& change) TAVRO_EXCLUDES(m_lock);
+  void stopRunning(const Participant* member) TAVRO_REQUIRES(m_lock);
+  Participant* currentMember() TAVRO_REQUIRES(m_lock);
+  Participant* pickNext() TAVRO_REQUIRES(m_lock);
+  void giveTurn(Participant& member) TAVRO_REQUIRES(m_lock);
   void watch();
   void checkProgress();
 
   std::atomic<bool> m_simulated{false};
   std::atomic<std::uint64_t> m_now{0};
 
-  std::mutex m_lock;  // guards everything below; never held while a thread waits
-  std::condition_variable m_joined;
-  Participants m_members;
-  JoinStack m_joins;
-  Participant* m_running = nullptr;
-  Participant* m_master = nullptr;  // its exit ends the simulation
-  std::uint64_t m_turns = 0;        // given so far
-  StallWatch m_stalls{m_members, m_joins};
+  Mutex<LockRank::SchedulerState> m_lock;  // never held while a thread waits for its turn
+  Condition m_joined;
+  Participants m_members TAVRO_GUARDED_BY(m_lock);
+  JoinStack m_joins TAVRO_GUARDED_BY(m_lock);
+  Participant* m_running TAVRO_GUARDED_BY(m_lock) = nullptr;
+  Participant* m_master TAVRO_GUARDED_BY(m_lock) = nullptr;  // its exit ends the simulation
+  std::uint64_t m_turns TAVRO_GUARDED_BY(m_lock) = 0;        // given so far
+  StallWatch m_stalls TAVRO_GUARDED_BY(m_lock){m_members, m_joins};
 };
 
 }  // namespace Tavro::HostTime

@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/manager/DeviceManager.h"
 #include "platform/manager/IoProcedure.h"
 #include "platform/unit/Graph.h"
@@ -27,14 +27,15 @@ struct PlannedFailure {
 };
 
 struct State {
-  std::mutex mutex;
-  std::uint64_t epoch = 0;  // grows with each reset
-  bool recording = false;
-  std::vector<Call> calls;
-  std::vector<PlannedFailure> failures;
-  std::map<std::string, std::function<void()>> hooks;  // by function
-  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Answer> objectAnswers;
-  std::map<AudioUnitPropertyID, Answer> unitAnswers;
+  Tavro::Mutex<Tavro::LockRank::CallScript> mutex;
+  std::uint64_t epoch TAVRO_GUARDED_BY(mutex) = 0;  // grows with each reset
+  bool recording TAVRO_GUARDED_BY(mutex) = false;
+  std::vector<Call> calls TAVRO_GUARDED_BY(mutex);
+  std::vector<PlannedFailure> failures TAVRO_GUARDED_BY(mutex);
+  std::map<std::string, std::function<void()>> hooks TAVRO_GUARDED_BY(mutex);  // by function
+  std::map<std::pair<AudioObjectID, AudioObjectPropertySelector>, Answer> objectAnswers
+      TAVRO_GUARDED_BY(mutex);
+  std::map<AudioUnitPropertyID, Answer> unitAnswers TAVRO_GUARDED_BY(mutex);
 };
 
 std::atomic<bool> active{false};  // a hint only: the state itself is guarded by its mutex
@@ -44,16 +45,8 @@ State& state() {
   return *only;
 }
 
-/// Applies `change` to the state and activates the script.
-template <class Change>
-void scriptThat(Change change) {
-  const std::lock_guard lock(state().mutex);
-  change(state());
-  active.store(true);
-}
-
 /// Counts the call against every planned failure, and removes one whose turn has come.
-std::optional<OSStatus> takeFailure(State& script, const char* name) {
+std::optional<OSStatus> takeFailure(State& script, const char* name) TAVRO_REQUIRES(script.mutex) {
   std::optional<OSStatus> status;
   for (PlannedFailure& planned : script.failures) {
     if (planned.function.empty() || planned.function == name) {
@@ -66,16 +59,15 @@ std::optional<OSStatus> takeFailure(State& script, const char* name) {
   return status;
 }
 
-std::function<void()> hookOf(const State& script, const char* name) {
+std::function<void()> hookOf(const State& script, const char* name) TAVRO_REQUIRES(script.mutex) {
   const auto found = script.hooks.find(name);
   return found == script.hooks.end() ? std::function<void()>() : found->second;
 }
 
 template <class Key>
-std::optional<Answer> lookUp(const std::map<Key, Answer> State::*answers, const Key& key) {
-  const std::lock_guard lock(state().mutex);
-  const auto found = (state().*answers).find(key);
-  return found == (state().*answers).end() ? std::nullopt : std::optional(found->second);
+std::optional<Answer> lookUp(const std::map<Key, Answer>& answers, const Key& key) {
+  const auto found = answers.find(key);
+  return found == answers.end() ? std::nullopt : std::optional(found->second);
 }
 
 }  // namespace
@@ -85,27 +77,30 @@ bool isScripted() { return active.load(std::memory_order_relaxed); }
 InterceptedCall::InterceptedCall(const char* name, std::initializer_list<std::int64_t> arguments,
                                  const void* data, std::size_t dataBytes) {
   State& script = state();
-  std::unique_lock lock(script.mutex);
-  m_failure = takeFailure(script, name);
-  m_epoch = script.epoch;
-  m_index = script.calls.size();
-  if (script.recording) {
-    const auto* bytes = static_cast<const std::uint8_t*>(data);
-    script.calls.push_back(
-        {.function = name,
-         .arguments = arguments,
-         .data = bytes ? std::vector(bytes, bytes + dataBytes) : std::vector<std::uint8_t>(),
-         .status = {}});
+  std::function<void()> hook;
+  {
+    const Tavro::Lock lock(script.mutex);
+    m_failure = takeFailure(script, name);
+    m_epoch = script.epoch;
+    m_index = script.calls.size();
+    if (script.recording) {
+      const auto* bytes = static_cast<const std::uint8_t*>(data);
+      script.calls.push_back(
+          {.function = name,
+           .arguments = arguments,
+           .data = bytes ? std::vector(bytes, bytes + dataBytes) : std::vector<std::uint8_t>(),
+           .status = {}});
+    }
+    hook = hookOf(script, name);
   }
-  if (const auto hook = hookOf(script, name)) {
-    lock.unlock();
+  if (hook) {
     hook();
   }
 }
 
 OSStatus InterceptedCall::finish(OSStatus status) const {
   State& script = state();
-  const std::lock_guard lock(script.mutex);
+  const Tavro::Lock lock(script.mutex);
   if (script.recording && script.epoch == m_epoch && m_index < script.calls.size()) {
     script.calls[m_index].status = status;
   }
@@ -117,60 +112,77 @@ std::optional<Answer> scriptedObjectProperty(AudioObjectID object,
   if (!isScripted()) {
     return {};
   }
-  return lookUp(&State::objectAnswers, std::pair(object, selector));
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  return lookUp(script.objectAnswers, std::pair(object, selector));
 }
 
 std::optional<Answer> scriptedUnitProperty(AudioUnitPropertyID property) {
   if (!isScripted()) {
     return {};
   }
-  return lookUp(&State::unitAnswers, property);
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  return lookUp(script.unitAnswers, property);
 }
 
 }  // namespace Platform
 
 namespace AudioDevices::Script {
 
+using Platform::active;
+using Platform::State;
+using Platform::state;
+
 void answerObjectProperty(AudioObjectID object, AudioObjectPropertySelector selector,
                           Answer answer) {
-  Platform::scriptThat([&](Platform::State& script) {
-    script.objectAnswers[{object, selector}] = std::move(answer);
-  });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.objectAnswers[{object, selector}] = std::move(answer);
+  active.store(true);
 }
 
 void answerUnitProperty(AudioUnitPropertyID property, Answer answer) {
-  Platform::scriptThat(
-      [&](Platform::State& script) { script.unitAnswers[property] = std::move(answer); });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.unitAnswers[property] = std::move(answer);
+  active.store(true);
 }
 
 void failCall(const std::string& function, std::uint64_t nth, OSStatus status) {
-  Platform::scriptThat([&](Platform::State& script) {
-    script.failures.push_back({function, std::max<std::uint64_t>(nth, 1), status});
-  });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.failures.push_back({function, std::max<std::uint64_t>(nth, 1), status});
+  active.store(true);
 }
 
 void onCall(const std::string& function, std::function<void()> hook) {
-  Platform::scriptThat([&](Platform::State& script) { script.hooks[function] = std::move(hook); });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  script.hooks[function] = std::move(hook);
+  active.store(true);
 }
 
 void record() {
-  Platform::scriptThat([](Platform::State& script) {
-    if (!script.recording) {
-      ++script.epoch;  // calls under way were not recorded
-    }
-    script.recording = true;
-  });
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  if (!script.recording) {
+    ++script.epoch;  // calls under way were not recorded
+  }
+  script.recording = true;
+  active.store(true);
 }
 
 std::vector<Call> calls() {
-  const std::lock_guard lock(Platform::state().mutex);
-  return Platform::state().calls;
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  return script.calls;
 }
 
 void reset() {
-  Platform::State& script = Platform::state();
-  const std::lock_guard lock(script.mutex);
-  Platform::active.store(false);
+  State& script = state();
+  const Tavro::Lock lock(script.mutex);
+  active.store(false);
   ++script.epoch;
   script.recording = false;
   script.calls.clear();

@@ -37,7 +37,7 @@ AudioStreamID ScriptedDevice::stream(std::size_t index) const {
 void ScriptedDevice::makeDefault() { Platform::DeviceManager::instance().choose(id()); }
 
 ScriptedDevice::Cycle ScriptedDevice::cycle(std::uint32_t frames) {
-  const std::lock_guard lock(m_driver->handLock());
+  const Tavro::Lock lock(m_driver->handLock());
   const bool played = m_device->cycles().cycle(frames, Tavro::HostTime::now()) != 0;
   return played ? m_driver->lastCycle() : Cycle{};
 }

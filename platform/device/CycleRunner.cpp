@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/device/ModelLock.h"
 #include "platform/format/Silence.h"
 #include "platform/iec61937/BurstFormat.h"
 #include "time/HostTime.h"
@@ -19,17 +18,17 @@ CycleRunner::CycleRunner(Driver& driver, std::size_t streamCount)
 }
 
 DeviceState CycleRunner::state() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_state;
 }
 
 std::uint32_t CycleRunner::cycleFrames() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_state.cycleFrames();
 }
 
 double CycleRunner::sampleRate() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_state.sampleRate();
 }
 
@@ -44,7 +43,7 @@ AudioDevices::DeviceTotals CycleRunner::totals() const {
 bool CycleRunner::readDescription() {
   DriverDescription description = m_driver.describe();
   m_buffers.allocate(description.streams);
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   const bool differs = !playsAlike(description, m_state.description);
   m_state.description = std::move(description);
   m_state.generation += differs ? 1 : 0;
@@ -52,12 +51,12 @@ bool CycleRunner::readDescription() {
 }
 
 std::uint32_t CycleRunner::cycle(std::uint32_t frames, std::uint64_t dueNs) {
-  const std::lock_guard io(m_io);
+  const Tavro::Lock io(m_io);
   if (!hasClients()) {
     return 0;
   }
   frames =
-      frames == kUsualFrames ? m_state.cycleFrames() : std::min(frames, CycleBuffers::kMaxFrames);
+      frames == kUsualFrames ? present().cycleFrames() : std::min(frames, CycleBuffers::kMaxFrames);
   m_cycleThread.store(std::this_thread::get_id());
   scheduleThread();
   const bool silent = play(frames, dueNs);
@@ -79,7 +78,7 @@ void CycleRunner::scheduleThread() {
 
 /// Returns true if there is only silence.
 bool CycleRunner::play(std::uint32_t frames, std::uint64_t dueNs) {
-  m_buffers.prepare(m_state.description.streams, frames);
+  m_buffers.prepare(present().description.streams, frames);
   AudioTimeStamp time{};
   time.mSampleTime = static_cast<Float64>(m_framesSinceStart);
   time.mHostTime = dueNs;
@@ -88,11 +87,12 @@ bool CycleRunner::play(std::uint32_t frames, std::uint64_t dueNs) {
 }
 
 void CycleRunner::countBursts() {
+  const std::vector<DriverStream>& streams = present().description.streams;
   const AudioBufferList& list = m_buffers.list();
   bool anyStream = false;
   bool anyBurst = false;
-  for (std::size_t i = 0; i < m_state.description.streams.size(); ++i) {
-    if (isBurstFormat(m_state.description.streams[i].format)) {
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    if (isBurstFormat(streams[i].format)) {
       anyStream = true;
       anyBurst |= !isZero(list.mBuffers[i].mData, list.mBuffers[i].mDataByteSize);
     }
@@ -102,7 +102,7 @@ void CycleRunner::countBursts() {
 }
 
 void CycleRunner::countCycle(std::uint32_t frames, std::uint64_t dueNs) {
-  const double cycleNs = frames * 1e9 / m_state.sampleRate();
+  const double cycleNs = frames * 1e9 / present().sampleRate();
   if (Tavro::HostTime::now() > dueNs + static_cast<std::uint64_t>(cycleNs)) {
     m_lateCycles.fetch_add(1, std::memory_order_relaxed);
   }

@@ -30,8 +30,8 @@ OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
   if (inCycle()) {
     return kAudioHardwareIllegalOperationError;  // the cycle's buffers are in use
   }
-  const std::lock_guard control(m_control);
-  const std::lock_guard io(ioLock());
+  const Tavro::Lock control(m_control);
+  const Tavro::Lock io(ioLock());
   if (m_life.hasEnded()) {
     return kAudioHardwareBadDeviceError;
   }
@@ -43,19 +43,22 @@ OSStatus Device::change(const std::function<OSStatus(bool running)>& apply) {
 }
 
 OSStatus Device::setFormat(std::size_t stream, const AudioStreamBasicDescription& format) {
-  return change([&](bool running) { return m_driver->setFormat(stream, format, running); });
+  return change([&](bool running) TAVRO_REQUIRES(m_control) {
+    return m_driver->setFormat(stream, format, running);
+  });
 }
 
 OSStatus Device::setLayout(const Labels& labels) {
-  return change([&](bool running) { return m_driver->setLayout(labels, running); });
+  return change([&](bool running)
+                    TAVRO_REQUIRES(m_control) { return m_driver->setLayout(labels, running); });
 }
 
 OSStatus Device::negotiateFormat(const PcmFormat& format) {
   if (inCycle()) {
     return noErr;
   }
-  const std::lock_guard control(m_control);
-  const std::lock_guard io(ioLock());
+  const Tavro::Lock control(m_control);
+  const Tavro::Lock io(ioLock());
   if (m_life.hasEnded()) {
     return noErr;
   }
@@ -67,35 +70,39 @@ OSStatus Device::negotiateFormat(const PcmFormat& format) {
 }
 
 OSStatus Device::add(const std::shared_ptr<Client>& client) {
-  const bool inside = inCycle();
-  std::unique_lock control(m_control, std::defer_lock);
-  if (!inside) {
-    control.lock();
+  if (inCycle()) {
+    const Tavro::Lock io(ioLock());
+    return insert(client);
   }
-  bool first = false;
+  const Tavro::Lock control(m_control);
   {
-    const std::lock_guard io(ioLock());
-    if (!isAlive()) {
-      return kAudioHardwareBadDeviceError;
+    const Tavro::Lock io(ioLock());
+    const bool first = !hasClients();
+    if (const OSStatus status = insert(client); status != noErr || !first) {
+      return status;
     }
-    if (!(m_cycles.sampleRate() > 0)) {
-      return kAudioHardwareBadStreamError;
-    }
-    first = !inside && !hasClients();
-    m_cycles.clients().add(client);
-    if (first) {
-      m_cycles.resetSampleTime();
-    }
+    m_cycles.resetSampleTime();
   }
-  return first ? startWith(client) : OSStatus{noErr};
+  return startWith(client);
 }
 
-/// Starts the driver with the first client, under m_control.
+OSStatus Device::insert(const std::shared_ptr<Client>& client) {
+  if (!isAlive()) {
+    return kAudioHardwareBadDeviceError;
+  }
+  if (!(m_cycles.sampleRate() > 0)) {
+    return kAudioHardwareBadStreamError;
+  }
+  m_cycles.clients().add(client);
+  return noErr;
+}
+
+/// Starts the driver with the first client.
 OSStatus Device::startWith(const std::shared_ptr<Client>& client) {
   m_driver->stop();  // joins a thread that ended by itself
   const OSStatus status = m_driver->start(m_cycles);
   m_startStatus.store(status);
-  const std::lock_guard io(ioLock());
+  const Tavro::Lock io(ioLock());
   if (status != noErr) {
     m_cycles.clients().remove(*client);
     m_cycles.clients().closeGaps();
@@ -106,42 +113,48 @@ OSStatus Device::startWith(const std::shared_ptr<Client>& client) {
 }
 
 void Device::remove(const Client& client) {
-  const bool inside = inCycle();
-  std::unique_lock control(m_control, std::defer_lock);
-  if (!inside) {
-    control.lock();
+  if (inCycle()) {
+    const Tavro::Lock io(ioLock());
+    takeOut(client);  // the cycle closes the gap; the driver's thread ends by itself
+    return;
   }
+  const Tavro::Lock control(m_control);
   {
-    const std::lock_guard io(ioLock());
-    ClientList& clients = m_cycles.clients();
-    if (!clients.has(client)) {
+    const Tavro::Lock io(ioLock());
+    if (!takeOut(client)) {
       return;
     }
-    if (clients.count() == 1) {
-      discardBuffered();
-    }
-    clients.remove(client);
-    if (inside) {
-      return;
-    }
-    clients.closeGaps();
+    m_cycles.clients().closeGaps();
   }
   if (!hasClients()) {
     m_driver->stop();
   }
 }
 
+/// Leaves a gap in the list. Returns false if the client was not in it.
+bool Device::takeOut(const Client& client) {
+  ClientList& clients = m_cycles.clients();
+  if (!clients.has(client)) {
+    return false;
+  }
+  if (clients.count() == 1) {
+    discardBuffered();
+  }
+  clients.remove(client);
+  return true;
+}
+
 /// Counts what the driver has not played yet, as it is never played.
 void Device::discardBuffered() {
-  if (m_driver->isSounding()) {
-    m_framesDiscarded.fetch_add(m_driver->latencyFrames());
+  if (m_asked.isSounding()) {
+    m_framesDiscarded.fetch_add(m_asked.latencyFrames());
   }
 }
 
 void Device::end() {
-  const std::lock_guard control(m_control);
+  const Tavro::Lock control(m_control);
   {
-    const std::lock_guard io(ioLock());
+    const Tavro::Lock io(ioLock());
     if (!m_life.end()) {
       return;
     }
@@ -156,26 +169,26 @@ void Device::end() {
 
 void Device::endAtExit() {
   {
-    const std::lock_guard io(ioLock());
+    const Tavro::Lock io(ioLock());
     if (!m_life.end()) {
       return;
     }
     m_cycles.clients().clear();
   }
-  m_driver->finish();
+  unlocked().finish();
 }
 
 /// A server that responds again may resume the old stream, so it first gets some time to do so.
 void Device::reopen() {
   const std::uint64_t cyclesBefore = m_cycles.count();
-  if (!isAlive() || !m_driver->isResponsive()) {
+  if (!isAlive() || !m_asked.isResponsive()) {
     return;
   }
   std::this_thread::sleep_for(kTimeToGoOn);
   if (m_cycles.count() != cyclesBefore) {
     return;
   }
-  const std::lock_guard control(m_control);
+  const Tavro::Lock control(m_control);
   if (hasClients() && isAlive()) {
     discardBuffered();
     m_driver->restart(m_cycles);
@@ -184,21 +197,21 @@ void Device::reopen() {
 
 AudioDevices::Failure Device::failure() const {
   const AudioDevices::Failure ownFailure = m_life.failure();
-  return ownFailure ? ownFailure : m_driver->failure();
+  return ownFailure ? ownFailure : m_asked.failure();
 }
 
 AudioDevices::DeviceTotals Device::totals() const {
   // In this order, a cycle in between can make framesHeard too small, but never too large.
   AudioDevices::DeviceTotals totals = m_cycles.totals();
   totals.framesDiscarded = m_framesDiscarded.load();
-  const std::uint64_t pending = hasClients() ? m_driver->latencyFrames() : 0;
+  const std::uint64_t pending = hasClients() ? m_asked.latencyFrames() : 0;
   totals.framesHeard =
       totals.framesPlayed - std::min(totals.framesPlayed, totals.framesDiscarded + pending);
-  totals.framesWritten = m_driver->framesWritten();
-  totals.underruns = m_driver->underruns();
-  totals.latencyFrames = m_driver->latencyFrames();
+  totals.framesWritten = m_asked.framesWritten();
+  totals.underruns = m_asked.underruns();
+  totals.latencyFrames = m_asked.latencyFrames();
   totals.startStatus = m_startStatus.load();
-  totals.driftPpm = m_driver->driftPpm();
+  totals.driftPpm = m_asked.driftPpm();
   return totals;
 }
 

@@ -20,10 +20,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/device/Client.h"
 #include "platform/device/CycleRunner.h"
 #include "platform/device/CycleWatch.h"
@@ -75,20 +75,24 @@ class Device final {
   /// holds no lock meanwhile. [device watch]
   void reopen();
 
-  void trimEnd(std::uint32_t frames) { m_driver->trimEnd(frames); }  // [host-thread]
+  void trimEnd(std::uint32_t frames) { unlocked().trimEnd(frames); }  // [host-thread]
 
   AudioDevices::Failure failure() const;  // of its life, else of its driver; [any-thread]
-  std::uint32_t latencyFrames() const { return m_driver->latencyFrames(); }
+  std::uint32_t latencyFrames() const { return m_asked.latencyFrames(); }
   AudioDevices::DeviceTotals totals() const;  // [any-thread]
-  AudioDevices::BurstReport burstReport() const { return m_driver->burstReport(); }
+  AudioDevices::BurstReport burstReport() const { return m_asked.burstReport(); }
 
   /// Returns true if the calling thread is inside a cycle of this device.
   bool inCycle() const { return m_cycles.isInside(); }
-  std::recursive_mutex& ioLock() { return m_cycles.lock(); }
+  CycleRunner::IoMutex& ioLock() TAVRO_RETURNS_LOCK(m_cycles.lock()) { return m_cycles.lock(); }
   CycleSource& cycles() { return m_cycles; }
 
  private:
-  OSStatus startWith(const std::shared_ptr<Client>& client);
+  /// For what a driver guards itself, and at process exit. Not analysed.
+  Driver& unlocked() TAVRO_NO_ANALYSIS { return *m_driver; }
+  OSStatus insert(const std::shared_ptr<Client>& client) TAVRO_REQUIRES(ioLock());
+  bool takeOut(const Client& client) TAVRO_REQUIRES(ioLock());
+  OSStatus startWith(const std::shared_ptr<Client>& client) TAVRO_REQUIRES(m_control);
   void discardBuffered();
 
   // Constant after construction
@@ -96,9 +100,10 @@ class Device final {
   const std::vector<AudioStreamID> m_streamIds;
   const std::string m_identifier;
   const std::string m_name;
-  const std::unique_ptr<Driver> m_driver;
+  const std::unique_ptr<Driver> m_driver TAVRO_TARGET_GUARDED_BY(m_control);
+  const Driver& m_asked{*m_driver};  // the same, for what changes nothing and needs no lock
 
-  std::mutex m_control;
+  Tavro::Mutex<Tavro::LockRank::DeviceControl> m_control;
   CycleRunner m_cycles;
   CycleWatch m_watch;
   DeviceLife m_life;

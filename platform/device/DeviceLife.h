@@ -6,10 +6,12 @@
 
 #include <atomic>
 
+#include "platform/device/ModelLock.h"
+
 namespace Platform {
 
 /// How far a device's life has come: alive, lost, ended. Also why it is lost, or why a unit cannot
-/// play on it. Failures are guarded by modelLock(). [any-thread]
+/// play on it. [any-thread]
 class DeviceLife {
  public:
   bool isAlive() const { return !m_ended.load() && !m_lost.load(); }
@@ -28,8 +30,8 @@ class DeviceLife {
  private:
   std::atomic<bool> m_ended{false};
   std::atomic<bool> m_lost{false};
-  AudioDevices::Failure m_loss;
-  AudioDevices::Failure m_refusal;
+  AudioDevices::Failure m_loss TAVRO_GUARDED_BY(modelLock());
+  AudioDevices::Failure m_refusal TAVRO_GUARDED_BY(modelLock());
 };
 
 }  // namespace Platform

@@ -4,8 +4,8 @@
 
 namespace Platform {
 
-std::mutex& modelLock() {
-  static auto* lock = new std::mutex;  // outlives every static that uses it
+ModelMutex& modelLock() {
+  static auto* lock = new ModelMutex;  // outlives every static that uses it
   return *lock;
 }
 

@@ -35,7 +35,7 @@ AudioDevices::Failure ServerDevices::update() {
     return {.status = kAudioHardwareUnsupportedOperationError,
             .message = "no sound server: it plays in real time only"};
   }
-  const std::lock_guard lock(m_lock);
+  const Tavro::Lock lock(m_lock);
   AudioDevices::Failure failure;
   if (!m_server || !m_server->state().connected) {
     return reconnect();
@@ -49,7 +49,7 @@ AudioDevices::Failure ServerDevices::update() {
 }
 
 void ServerDevices::setStreamName(const AudioDevices::StreamName& name) {
-  const std::lock_guard lock(m_lock);
+  const Tavro::Lock lock(m_lock);
   m_streamName = name;
   if (m_server) {
     m_server->setStreamName(name);
@@ -76,17 +76,17 @@ AudioDevices::Failure ServerDevices::connect() {
 
 void ServerDevices::serverChanged() {
   {
-    const std::lock_guard lock(m_changeLock);
+    const Tavro::Lock lock(m_changeLock);
     m_changed = true;
   }
-  m_change.notify_one();
+  m_change.notifyOne();
 }
 
 void ServerDevices::watch() {
   std::optional<BackOff::Interval> atMost;  // until the next attempt to connect
   for (;;) {
     awaitChange(atMost);
-    const std::lock_guard lock(m_lock);
+    const Tavro::Lock lock(m_lock);
     if (m_server->state().connected) {
       synchronise(Lost::StayLost);
     } else {
@@ -100,12 +100,10 @@ void ServerDevices::watch() {
 }
 
 void ServerDevices::awaitChange(std::optional<BackOff::Interval> atMost) {
-  std::unique_lock lock(m_changeLock);
-  const auto hasChanged = [this] { return m_changed; };
-  if (atMost) {
-    m_change.wait_for(lock, *atMost, hasChanged);
-  } else {
-    m_change.wait(lock, hasChanged);
+  using Clock = Tavro::Condition::Clock;
+  const auto deadline = atMost ? Clock::now() + *atMost : Clock::time_point::max();
+  const Tavro::Lock lock(m_changeLock);
+  while (!m_changed && m_change.waitUntil(m_changeLock, deadline)) {
   }
   m_changed = false;
 }

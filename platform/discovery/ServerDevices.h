@@ -11,13 +11,13 @@
 /// and is taken before all locks of theirs; waits for the server under it last 2 s at most.
 
 #include <chrono>
-#include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "locks/Condition.h"
+#include "locks/Mutex.h"
 #include "platform/device/BackOff.h"
 #include "platform/device/Device.h"
 #include "platform/driver/SoundServer.h"
@@ -47,30 +47,29 @@ class ServerDevices final : private SoundServerListener {
 
   ServerDevices() = default;
   void serverChanged() override;
-  AudioDevices::Failure connect();
-  [[noreturn]] void watch();
-  void awaitChange(std::optional<BackOff::Interval> atMost);
-  AudioDevices::Failure reconnect();
-  void synchronise(Lost lost);
-  void takeOver(const Sink& sink, Lost lost);
-  void replace(Entry& entry, const Sink& sink);
-  Entry makeDevice(const Sink& sink);
-  void loseDevices(const ServerState& state);
+  AudioDevices::Failure connect() TAVRO_REQUIRES(m_lock);
+  [[noreturn]] void watch() TAVRO_EXCLUDES(m_lock);
+  void awaitChange(std::optional<BackOff::Interval> atMost) TAVRO_EXCLUDES(m_changeLock);
+  AudioDevices::Failure reconnect() TAVRO_REQUIRES(m_lock);
+  void synchronise(Lost lost) TAVRO_REQUIRES(m_lock);
+  void takeOver(const Sink& sink, Lost lost) TAVRO_REQUIRES(m_lock);
+  void replace(Entry& entry, const Sink& sink) TAVRO_REQUIRES(m_lock);
+  Entry makeDevice(const Sink& sink) TAVRO_REQUIRES(m_lock);
+  void loseDevices(const ServerState& state) TAVRO_REQUIRES(m_lock);
 
-  std::mutex m_lock;
+  // For the watching thread
+  Tavro::Mutex<Tavro::LockRank::ServerChange> m_changeLock;
+  Tavro::Condition m_change;
+  bool m_changed TAVRO_GUARDED_BY(m_changeLock) = false;
 
-  // Guarded by m_lock
-  std::unique_ptr<SoundServer> m_server;
-  AudioDevices::StreamName m_streamName;
-  std::map<std::string, Entry> m_entries;  // by the sink's name
-  bool m_watched = false;
-  BackOff m_backOff{std::chrono::milliseconds(250),
-                    std::chrono::seconds(4)};  // until the next attempt to connect
-
-  // For the watching thread; m_changeLock is a leaf
-  std::mutex m_changeLock;
-  std::condition_variable m_change;
-  bool m_changed = false;
+  Tavro::Mutex<Tavro::LockRank::ServerDevices> m_lock TAVRO_BEFORE(m_changeLock);
+  std::unique_ptr<SoundServer> m_server TAVRO_GUARDED_BY(m_lock);
+  AudioDevices::StreamName m_streamName TAVRO_GUARDED_BY(m_lock);
+  std::map<std::string, Entry> m_entries TAVRO_GUARDED_BY(m_lock);  // by the sink's name
+  bool m_watched TAVRO_GUARDED_BY(m_lock) = false;
+  // Until the next attempt to connect
+  BackOff m_backOff TAVRO_GUARDED_BY(m_lock){std::chrono::milliseconds(250),
+                                             std::chrono::seconds(4)};
 };
 
 }  // namespace Platform

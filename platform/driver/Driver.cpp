@@ -32,7 +32,7 @@ bool Driver::isSounding() const { return false; }
 
 bool Driver::isSuspended() const { return false; }
 
-bool Driver::isResponsive() { return true; }
+bool Driver::isResponsive() const { return true; }
 
 void Driver::finish() {}
 

@@ -88,7 +88,7 @@ class Driver {
   virtual bool isSuspended() const;
   /// Returns true if restart() could help a stalled driver. May block for up to 2 s on a server;
   /// called with no lock held.
-  virtual bool isResponsive();
+  virtual bool isResponsive() const;
 
   /// Receives the cycle's buffers, one per stream, valid only during the call. `silent`: no client
   /// had anything to play. May copy, must not block. [io-thread]

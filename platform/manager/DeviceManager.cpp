@@ -2,10 +2,8 @@
 
 #include "platform/manager/DeviceManager.h"
 
-#include <algorithm>
 #include <utility>
 
-#include "platform/device/ModelLock.h"
 #include "platform/manager/PropertyListeners.h"
 #include "platform/manager/StallMonitor.h"
 
@@ -31,9 +29,11 @@ std::shared_ptr<Device> DeviceManager::make(std::string identifier, std::string 
   std::vector<AudioStreamID> streamIds(driver->describe().streams.size());
   AudioDeviceID id = kAudioObjectUnknown;
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     id = m_devices.newId();
-    std::ranges::generate(streamIds, [this] { return m_devices.newId(); });
+    for (AudioStreamID& each : streamIds) {
+      each = m_devices.newId();
+    }
   }
   return std::make_shared<Device>(id, std::move(streamIds), std::move(identifier), std::move(name),
                                   std::move(driver));
@@ -47,7 +47,7 @@ std::shared_ptr<Device> DeviceManager::add(std::string identifier, std::string n
   auto device = make(std::move(identifier), std::move(name), std::move(driver));
   std::vector<std::shared_ptr<Device>> forgotten;  // released after the lock
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     if (const auto known = m_devices.living(device->identifier())) {
       return known;
     }
@@ -62,7 +62,7 @@ std::shared_ptr<Device> DeviceManager::add(std::string identifier, std::string n
 
 void DeviceManager::detach(const std::shared_ptr<Device>& device) {
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     m_output.forgetChoice(*device);
   }
   remove(device);
@@ -70,7 +70,7 @@ void DeviceManager::detach(const std::shared_ptr<Device>& device) {
 
 void DeviceManager::remove(const std::shared_ptr<Device>& device) {
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     m_devices.remove(device);
     m_output.apply(DeviceEvent::DeviceGone, device.get());
   }
@@ -87,7 +87,7 @@ void DeviceManager::lose(const std::vector<Loss>& losses, DeviceEvent change) {
     loss.device->life().markLost(loss.reason);
   }
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     for (const Loss& loss : losses) {
       m_output.apply(change, loss.device.get());
     }
@@ -101,33 +101,33 @@ void DeviceManager::lose(const std::vector<Loss>& losses, DeviceEvent change) {
 }
 
 std::vector<std::shared_ptr<Device>> DeviceManager::devices() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_devices.living();
 }
 
 std::shared_ptr<Device> DeviceManager::device(AudioObjectID id) const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_devices.find(id);
 }
 
 std::shared_ptr<Device> DeviceManager::device(const std::string& identifier) const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_devices.living(identifier);
 }
 
 std::pair<std::shared_ptr<Device>, std::size_t> DeviceManager::stream(AudioObjectID id) const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_devices.findStream(id);
 }
 
 std::shared_ptr<Device> DeviceManager::defaultDevice() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_output.device();
 }
 
 bool DeviceManager::choose(AudioObjectID id) {
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     const auto device = m_devices.find(id);
     if (!device) {
       return false;
@@ -140,7 +140,7 @@ bool DeviceManager::choose(AudioObjectID id) {
 
 void DeviceManager::setServerDefault(AudioObjectID id) {
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     if (!m_output.setServerDefault(id)) {
       return;
     }
@@ -151,13 +151,13 @@ void DeviceManager::setServerDefault(AudioObjectID id) {
 Action DeviceManager::changed(DeviceEvent change, const Device& device,
                               AudioObjectPropertySelector selector) {
   notifyListeners(device.id(), selector);
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_output.apply(change, &device);
 }
 
 void DeviceManager::serverBack() {
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     m_output.apply(DeviceEvent::ServerBack, nullptr);
   }
   notifyListeners(kAudioObjectSystemObject, kAudioHardwarePropertyServiceRestarted);

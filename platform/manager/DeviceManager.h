@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/device/Device.h"
+#include "platform/device/ModelLock.h"
 #include "platform/manager/DefaultOutput.h"
 #include "platform/manager/DeviceList.h"
 #include "platform/manager/RoutingPolicy.h"
@@ -77,9 +78,8 @@ class DeviceManager {
 
   std::atomic<DefaultFollower*> m_follower = nullptr;
 
-  // Guarded by modelLock()
-  DeviceList m_devices;
-  DefaultOutput m_output{m_devices};
+  DeviceList m_devices TAVRO_GUARDED_BY(modelLock());
+  DefaultOutput m_output TAVRO_GUARDED_BY(modelLock()){m_devices};
 };
 
 }  // namespace Platform

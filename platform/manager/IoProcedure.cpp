@@ -48,14 +48,13 @@ class IoProcedure final : public Client {
 
 using Table = std::map<AudioDeviceIOProcID, std::shared_ptr<IoProcedure>>;
 
-/// Guarded by modelLock().
-Table& table() {
+Table& table() TAVRO_REQUIRES(modelLock()) {
   static auto* procedures = new Table;  // see DeviceManager::instance()
   return *procedures;
 }
 
 std::shared_ptr<IoProcedure> find(AudioObjectID device, AudioDeviceIOProcID id) {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   const auto found = table().find(id);
   const bool known = found != table().end() && found->second->device().id() == device;
   return known ? found->second : nullptr;
@@ -78,8 +77,8 @@ OSStatus createIoProcedure(AudioObjectID device, AudioDeviceIOProc procedure, vo
     return kAudioHardwareIllegalOperationError;
   }
   auto made = std::make_shared<IoProcedure>(std::move(target), procedure, clientData);
-  static std::uintptr_t last = 0;
-  const std::lock_guard model(modelLock());
+  static std::uintptr_t last TAVRO_GUARDED_BY(modelLock()) = 0;
+  const Tavro::Lock model(modelLock());
   *id = reinterpret_cast<AudioDeviceIOProcID>(last += 16);
   table().emplace(*id, std::move(made));
   return noErr;
@@ -91,7 +90,7 @@ OSStatus destroyIoProcedure(AudioObjectID device, AudioDeviceIOProcID id) {
     return notFound(device);
   }
   procedure->device().remove(*procedure);
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   table().erase(id);  // `procedure` releases it after the lock
   return noErr;
 }
@@ -121,7 +120,7 @@ OSStatus stopIoProcedure(AudioObjectID device, AudioDeviceIOProcID id) {
 }
 
 std::size_t ioProcedureCount() {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return table().size();
 }
 

@@ -3,13 +3,14 @@
 #include "platform/manager/PropertyListeners.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "locks/Condition.h"
+#include "locks/Mutex.h"
 
 namespace Platform {
 namespace {
@@ -17,7 +18,7 @@ namespace {
 class Listeners {
  public:
   void add(const PropertyListener& listener) {
-    const std::lock_guard lock(m_lock);
+    const Tavro::Lock lock(m_lock);
     if (!isKnown(listener)) {
       m_listeners.push_back(listener);
     }
@@ -27,55 +28,67 @@ class Listeners {
   }
 
   void remove(const PropertyListener& listener) {
-    std::unique_lock lock(m_lock);
+    const Tavro::Lock lock(m_lock);
     std::erase(m_listeners, listener);
-    if (m_teller != std::this_thread::get_id()) {
-      m_change.wait(lock, [&] { return m_told != listener; });
+    while (m_teller != std::this_thread::get_id() && m_told == listener) {
+      m_change.wait(m_lock);
     }
   }
 
   void notify(AudioObjectID object, AudioObjectPropertySelector selector) {
-    const std::lock_guard lock(m_lock);
+    const Tavro::Lock lock(m_lock);
     for (const PropertyListener& each : m_listeners) {
       if (each.object == object && each.selector == selector) {
         m_news.push_back(each);
-        m_change.notify_all();
+        m_change.notifyAll();
       }
     }
   }
 
  private:
-  bool isKnown(const PropertyListener& listener) const {
+  bool isKnown(const PropertyListener& listener) const TAVRO_REQUIRES(m_lock) {
     return std::ranges::find(m_listeners, listener) != m_listeners.end();
   }
 
-  void run() {
-    std::unique_lock lock(m_lock);
-    m_teller = std::this_thread::get_id();
+  [[noreturn]] void run() TAVRO_EXCLUDES(m_lock) {
     for (;;) {
-      m_change.wait(lock, [this] { return !m_news.empty(); });
-      const PropertyListener next = m_news.front();
-      m_news.pop_front();
-      if (isKnown(next)) {
-        m_told = next;
-        lock.unlock();
-        const AudioObjectPropertyAddress address{next.selector, kAudioObjectPropertyScopeGlobal,
-                                                 kAudioObjectPropertyElementMaster};
-        next.procedure(next.object, 1, &address, next.clientData);
-        lock.lock();
-        m_told.reset();
-        m_change.notify_all();
-      }
+      const PropertyListener next = awaitNext();
+      const AudioObjectPropertyAddress address{next.selector, kAudioObjectPropertyScopeGlobal,
+                                               kAudioObjectPropertyElementMaster};
+      next.procedure(next.object, 1, &address, next.clientData);
+      endCall();
     }
   }
 
-  std::mutex m_lock;  // a leaf lock
-  std::condition_variable m_change;
-  std::vector<PropertyListener> m_listeners;
-  std::deque<PropertyListener> m_news;
-  std::optional<PropertyListener> m_told;  // a call of it is under way
-  bool m_isStarted = false;
-  std::thread::id m_teller;
+  /// Returns the next one that was not removed meanwhile, as m_told.
+  PropertyListener awaitNext() TAVRO_EXCLUDES(m_lock) {
+    const Tavro::Lock lock(m_lock);
+    m_teller = std::this_thread::get_id();
+    while (!m_told) {
+      while (m_news.empty()) {
+        m_change.wait(m_lock);
+      }
+      if (isKnown(m_news.front())) {
+        m_told = m_news.front();
+      }
+      m_news.pop_front();
+    }
+    return *m_told;
+  }
+
+  void endCall() TAVRO_EXCLUDES(m_lock) {
+    const Tavro::Lock lock(m_lock);
+    m_told.reset();
+    m_change.notifyAll();
+  }
+
+  Tavro::Mutex<Tavro::LockRank::Listeners> m_lock;
+  Tavro::Condition m_change;
+  std::vector<PropertyListener> m_listeners TAVRO_GUARDED_BY(m_lock);
+  std::deque<PropertyListener> m_news TAVRO_GUARDED_BY(m_lock);
+  std::optional<PropertyListener> m_told TAVRO_GUARDED_BY(m_lock);  // a call of it is under way
+  bool m_isStarted TAVRO_GUARDED_BY(m_lock) = false;
+  std::thread::id m_teller TAVRO_GUARDED_BY(m_lock);
 };
 
 Listeners& listeners() {

@@ -2,7 +2,6 @@
 
 #include "platform/unit/CurrentRenderer.h"
 
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -38,7 +37,7 @@ Prepared prepare(const UnitConfiguration& configuration, float gain) {
 OSStatus CurrentRenderer::rebuild(const UnitConfiguration& configuration, float gain) try {
   Prepared prepared = prepare(configuration, gain);
   {
-    const std::lock_guard io(configuration.device->ioLock());
+    const Tavro::Lock io(configuration.device->ioLock());
     if (configuration.device->state().generation != prepared.deviceGeneration) {
       prepared = prepare(configuration, gain);
     }
@@ -55,7 +54,7 @@ OSStatus CurrentRenderer::rebuild(const UnitConfiguration& configuration, float 
 }
 
 void CurrentRenderer::refresh(const UnitConfiguration& configuration, float gain) {
-  const std::lock_guard io(configuration.device->ioLock());
+  const Tavro::Lock io(configuration.device->ioLock());
   if (m_deviceGeneration != configuration.device->state().generation) {
     adapt(configuration, gain);
   }

@@ -22,8 +22,9 @@ class CurrentRenderer {
   OSStatus rebuild(const UnitConfiguration& configuration, float gain);
   /// The same if the device has changed since. Takes the I/O lock.
   void refresh(const UnitConfiguration& configuration, float gain);
-  /// The same between cycles, under the I/O lock.
-  void adapt(const UnitConfiguration& configuration, float gain);
+  /// The same between cycles.
+  void adapt(const UnitConfiguration& configuration, float gain)
+      TAVRO_REQUIRES(configuration.device->ioLock());
 
   /// Returns true if there is only silence. [io-thread]
   bool play(const Cycle& cycle, float gain);

@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device/ModelLock.h"
 #include "platform/manager/DeviceManager.h"
 
 namespace Platform {
@@ -15,7 +14,7 @@ namespace {
 
 constexpr AUNode kOnlyNode = 1;
 
-/// Handles to objects, guarded by modelLock().
+/// Handles to objects.
 template <class Handle, class Object>
 class HandleTable {
  public:
@@ -53,7 +52,7 @@ struct Handles {
   HandleTable<AudioUnit, OutputUnit> units;
 };
 
-Handles& handles() {
+Handles& handles() TAVRO_REQUIRES(modelLock()) {
   static auto* tables = new Handles;  // see DeviceManager::instance()
   return *tables;
 }
@@ -73,7 +72,7 @@ void followDefaultDevice() {
   }
   std::vector<std::shared_ptr<OutputUnit>> units;
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     units = handles().units.all();
   }
   for (const auto& unit : units) {
@@ -89,17 +88,17 @@ void followDefaultDevice() {
 AUGraph newGraph() {
   DeviceManager::instance().setDefaultFollower(followDefaultDevice);
   auto graph = std::make_shared<Graph>();
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return handles().graphs.add(std::move(graph));
 }
 
 std::shared_ptr<Graph> findGraph(AUGraph handle) {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return handles().graphs.find(handle);
 }
 
 std::shared_ptr<OutputUnit> findUnit(AudioUnit handle) {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return handles().units.find(handle);
 }
 
@@ -109,12 +108,12 @@ bool disposeGraph(AUGraph handle) {
     return false;
   }
   graph->close();
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return handles().graphs.remove(handle) != nullptr;
 }
 
 HandleCounts handleCounts() {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return {.graphs = handles().graphs.size(), .units = handles().units.size()};
 }
 
@@ -122,7 +121,7 @@ OSStatus Graph::addNode(const AudioComponentDescription& description, AUNode& no
   if (!isDefaultOutput(description)) {
     return kAUGraphErr_InvalidAudioUnit;
   }
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   if (m_node != 0) {
     return kAUGraphErr_OutputNodeErr;
   }
@@ -136,7 +135,7 @@ OSStatus Graph::addNode(const AudioComponentDescription& description, AUNode& no
 OSStatus Graph::open() {
   auto made = std::make_shared<OutputUnit>(DeviceManager::instance().defaultDevice());
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     if (m_node == 0) {
       return kAUGraphErr_OutputNodeErr;
     }
@@ -150,7 +149,7 @@ OSStatus Graph::open() {
 
 OSStatus Graph::nodeInfo(AUNode node, AudioComponentDescription* description,
                          AudioUnit* unit) const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   if (m_node == 0 || node != m_node) {
     return kAUGraphErr_NodeNotFound;
   }
@@ -171,7 +170,7 @@ OSStatus Graph::nodeInfo(AUNode node, AudioComponentDescription* description,
 }
 
 std::shared_ptr<OutputUnit> Graph::unit() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return handles().units.find(m_unitHandle);
 }
 
@@ -184,7 +183,7 @@ OSStatus Graph::initialize() {
   if (!device || !device->isAlive()) {
     return kAudioHardwareBadDeviceError;
   }
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   m_initialized = true;
   return noErr;
 }
@@ -192,7 +191,7 @@ OSStatus Graph::initialize() {
 OSStatus Graph::start() {
   const auto opened = unit();
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     if (!opened || !m_initialized) {
       return kAudioUnitErr_Uninitialized;
     }
@@ -217,7 +216,7 @@ OSStatus Graph::close() {
   if (opened) {
     opened->shutDown();
   }
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   handles().units.remove(m_unitHandle);  // `opened` releases it after the lock
   m_unitHandle = nullptr;
   m_initialized = false;

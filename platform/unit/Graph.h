@@ -9,8 +9,8 @@
 
 #include <cstddef>
 #include <memory>
-#include <mutex>
 
+#include "platform/device/ModelLock.h"
 #include "platform/unit/OutputUnit.h"
 
 namespace Platform {
@@ -29,10 +29,9 @@ class Graph {
  private:
   std::shared_ptr<OutputUnit> unit() const;
 
-  // Guarded by modelLock()
-  AUNode m_node = 0;  // 0 if none
-  bool m_initialized = false;
-  AudioUnit m_unitHandle = nullptr;  // null if not open
+  AUNode m_node TAVRO_GUARDED_BY(modelLock()) = 0;  // 0 if none
+  bool m_initialized TAVRO_GUARDED_BY(modelLock()) = false;
+  AudioUnit m_unitHandle TAVRO_GUARDED_BY(modelLock()) = nullptr;  // null if not open
 };
 
 /// Each returns null or false for an unknown handle. [any-thread]

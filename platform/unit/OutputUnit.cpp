@@ -4,7 +4,6 @@
 
 #include <utility>
 
-#include "platform/device/ModelLock.h"
 #include "platform/manager/DeviceManager.h"
 
 namespace Platform {
@@ -12,7 +11,7 @@ OutputUnit::OutputUnit(std::shared_ptr<Device> device)
     : m_configuration(usualConfiguration(std::move(device))) {}
 
 UnitConfiguration OutputUnit::configuration() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_configuration;
 }
 
@@ -22,7 +21,7 @@ OSStatus OutputUnit::change(Change apply) {
   if (const auto current = device(); current && current->inCycle()) {
     return kAudioUnitErr_CannotDoInCurrentContext;
   }
-  const std::lock_guard lock(m_change);
+  const Tavro::Lock lock(m_change);
   UnitConfiguration changed = configuration();
   const OSStatus status = apply(changed);
   if (status != noErr) {
@@ -33,9 +32,14 @@ OSStatus OutputUnit::change(Change apply) {
       return refused;
     }
   }
-  const std::lock_guard model(modelLock());
-  std::swap(m_configuration, changed);
+  exchange(changed);
   return noErr;
+}
+
+/// The caller releases the previous device after the lock.
+void OutputUnit::exchange(UnitConfiguration& changed) {
+  const Tavro::Lock model(modelLock());
+  std::swap(m_configuration, changed);
 }
 
 /// Offers the format to the device, which may refuse it, before the unit plays it.
@@ -70,7 +74,7 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
   if (const auto current = this->device(); current && current->inCycle()) {
     return kAudioUnitErr_CannotDoInCurrentContext;
   }
-  const std::lock_guard lock(m_change);
+  const Tavro::Lock lock(m_change);
   UnitConfiguration changed = configuration();
   changed.followsDefault = false;
   if (device != changed.device) {
@@ -82,7 +86,7 @@ OSStatus OutputUnit::setDevice(const std::shared_ptr<Device>& device) {
 
 /// Uses the current default, not the one at call time: calls can race.
 void OutputUnit::followDefault() {
-  const std::lock_guard lock(m_change);
+  const Tavro::Lock lock(m_change);
   auto target = DeviceManager::instance().defaultDevice();
   UnitConfiguration changed = configuration();
   if (target && target != changed.device && changed.followsDefault && !isShutDown()) {
@@ -99,10 +103,7 @@ OSStatus OutputUnit::moveTo(UnitConfiguration changed, bool plays) {
     }
     stop();
   }
-  {
-    const std::lock_guard model(modelLock());
-    std::swap(m_configuration, changed);  // the previous device is released after the lock
-  }
+  exchange(changed);
   return isElsewhere && plays ? start() : OSStatus{noErr};
 }
 
@@ -134,7 +135,11 @@ std::vector<SInt32> OutputUnit::channelMap() const {
                              current.device ? current.device->state().channels() : 0);
 }
 
-void OutputUnit::deviceChanged() { m_renderer.adapt(configuration(), gain()); }
+void OutputUnit::deviceChanged() {
+  const UnitConfiguration current = configuration();
+  current.device->ioLock().assertHeld();
+  m_renderer.adapt(current, gain());
+}
 
 OSStatus OutputUnit::start() {
   const auto target = device();
@@ -144,7 +149,7 @@ OSStatus OutputUnit::start() {
   if (target->inCycle()) {
     return kAudioUnitErr_CannotDoInCurrentContext;  // its renderer may be in use up the stack
   }
-  const std::lock_guard lock(m_change);
+  const Tavro::Lock lock(m_change);
   const UnitConfiguration current = configuration();
   if (current.callback.inputProc == nullptr) {
     return kAudioUnitErr_NoConnection;
@@ -175,23 +180,23 @@ OSStatus OutputUnit::start() {
 }
 
 void OutputUnit::markStarted(bool started) {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   m_started = started;
 }
 
 bool OutputUnit::isStarted() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_started;
 }
 
 bool OutputUnit::isShutDown() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_isShutDown;
 }
 
 void OutputUnit::shutDown() {
   {
-    const std::lock_guard model(modelLock());
+    const Tavro::Lock model(modelLock());
     m_isShutDown = true;
   }
   stop();
@@ -202,16 +207,21 @@ void OutputUnit::stop() {
   if (!playing) {
     return;
   }
-  std::unique_lock lock(m_change, std::defer_lock);
-  if (!playing->inCycle()) {
-    lock.lock();
+  if (playing->inCycle()) {
+    leaveDevice();
+    return;
   }
+  const Tavro::Lock lock(m_change);
+  leaveDevice();
+}
+
+void OutputUnit::leaveDevice() {
   device()->remove(*this);
   markStarted(false);
 }
 
 bool OutputUnit::isRunning() const {
-  const std::lock_guard model(modelLock());
+  const Tavro::Lock model(modelLock());
   return m_started && m_configuration.device->isAlive();
 }
 

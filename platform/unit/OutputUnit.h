@@ -7,18 +7,19 @@
 ///
 /// Locks: m_change serialises starts, stops and changes and is taken before any of the device's;
 /// from inside a cycle of the unit's own device, a stop does not take it and a change is refused.
-/// The configuration is written under m_change and modelLock() and read under either; the device's
-/// I/O lock guards the renderer.
+/// The configuration is written under both m_change and modelLock(); the device's I/O lock guards
+/// the renderer.
 
 #include <AudioUnit/AudioUnit.h>
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/device/Device.h"
+#include "platform/device/ModelLock.h"
 #include "platform/unit/CurrentRenderer.h"
 #include "platform/unit/UnitConfiguration.h"
 
@@ -57,15 +58,17 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   template <class Change>
   OSStatus change(Change apply);
   static OSStatus offered(const UnitConfiguration& configuration);
-  OSStatus moveTo(UnitConfiguration changed, bool plays);
+  void exchange(UnitConfiguration& changed) TAVRO_REQUIRES(m_change);
+  OSStatus moveTo(UnitConfiguration changed, bool plays) TAVRO_REQUIRES(m_change);
+  void leaveDevice();
   void markStarted(bool started);
   bool isStarted() const;  // also if the device has ended meanwhile
   bool isShutDown() const;
 
-  std::recursive_mutex m_change;
-  UnitConfiguration m_configuration;
-  bool m_started = false;           // guarded by modelLock()
-  bool m_isShutDown = false;        // guarded by modelLock()
+  Tavro::RecursiveMutex<Tavro::LockRank::UnitChange> m_change;
+  UnitConfiguration m_configuration TAVRO_GUARDED_BY(modelLock());
+  bool m_started TAVRO_GUARDED_BY(modelLock()) = false;
+  bool m_isShutDown TAVRO_GUARDED_BY(modelLock()) = false;
   CurrentRenderer m_renderer;       // guarded by the device's I/O lock
   std::atomic<float> m_gain{1.0F};  // read once per cycle
 };

@@ -4,8 +4,9 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
+
+#include "locks/Mutex.h"
 
 namespace {
 
@@ -39,8 +40,8 @@ void reportRender(const AudioDevices::RenderRecord& record) {
 namespace AudioDevices {
 
 void setRenderObserver(RenderObserver observer, void* context) {
-  static std::mutex mutex;  // one change at a time
-  const std::lock_guard lock(mutex);
+  static Tavro::Mutex<Tavro::LockRank::RenderObserver> mutex;  // one change at a time
+  const Tavro::Lock lock(mutex);
   auto* next = observer != nullptr ? new Observation{observer, context} : nullptr;
   const std::unique_ptr<const Observation> former(current.exchange(next));
   while (callsUnderWay.load() != 0) {

@@ -37,14 +37,14 @@ void BurstSource::read() {
 
 /// Counts the burst just made, unless a seek is pending.
 void BurstSource::keep() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   if (!isSought()) {
     countMade();
   }
 }
 
 std::uint64_t BurstSource::frameMadeUpTo() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   return m_timeline.frameOf(buffers());
 }
 

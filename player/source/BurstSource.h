@@ -32,9 +32,9 @@ class BurstSource final : public Source {
   void read();
   bool isFull() const { return buffers() - consumed() >= kKept; }
   bool make(std::uint8_t* to);
-  void keep();
-  std::uint64_t frameMadeUpTo();
-  Tavro::PooledBuffer* take() override;
+  void keep() TAVRO_EXCLUDES(m_lock);
+  std::uint64_t frameMadeUpTo() TAVRO_EXCLUDES(m_lock);
+  Tavro::PooledBuffer* take() override TAVRO_REQUIRES(m_lock);
   std::uint8_t* placeOf(std::uint64_t burst) {
     return m_bursts.data() + burst % kKept * kBurstBytes;
   }

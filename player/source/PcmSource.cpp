@@ -47,12 +47,12 @@ void PcmSource::decode() {
 }
 
 bool PcmSource::isFull() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   return m_count == kPrefetch;
 }
 
 void PcmSource::put(Tavro::PooledBuffer* buffer) {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   if (isSought()) {
     buffer->release();
     return;
@@ -89,10 +89,10 @@ void PcmSource::make(Tavro::PooledBuffer& buffer) {
     end();
     return;
   }
-  const std::uint32_t stampMs = m_timeline.stampOf(m_framesMade);
+  const std::uint32_t stampMs = stampOf(m_framesMade);
   m_framesMade += frames;
   buffer.describe(static_cast<std::uint32_t>(frames) * m_format.bytesPerFrame(), stampMs,
-                  m_timeline.stampOf(m_framesMade) - stampMs);
+                  stampOf(m_framesMade) - stampMs);
   put(&buffer);
 }
 

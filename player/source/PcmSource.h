@@ -26,10 +26,10 @@ class PcmSource final : public Source {
   static constexpr std::uint32_t kLowWater = 16;
 
   void decode();
-  bool isFull();
-  void put(Tavro::PooledBuffer* buffer);
-  Tavro::PooledBuffer* take() override;
-  void drop() override;
+  bool isFull() TAVRO_EXCLUDES(m_lock);
+  void put(Tavro::PooledBuffer* buffer) TAVRO_EXCLUDES(m_lock);
+  Tavro::PooledBuffer* take() override TAVRO_REQUIRES(m_lock);
+  void drop() override TAVRO_REQUIRES(m_lock);
   void make(Tavro::PooledBuffer& buffer);
   std::size_t fill(std::uint8_t* to);
 
@@ -39,10 +39,10 @@ class PcmSource final : public Source {
   std::unique_ptr<TrackReader> m_track;
   std::uint64_t m_framesMade = 0;
 
-  // Ring of the ready buffers. Guarded by m_lock.
-  std::array<Tavro::PooledBuffer*, kPrefetch> m_ready{};
-  std::uint32_t m_first = 0;
-  std::uint32_t m_count = 0;
+  // Ring of the ready buffers
+  std::array<Tavro::PooledBuffer*, kPrefetch> m_ready TAVRO_GUARDED_BY(m_lock){};
+  std::uint32_t m_first TAVRO_GUARDED_BY(m_lock) = 0;
+  std::uint32_t m_count TAVRO_GUARDED_BY(m_lock) = 0;
 
   std::atomic<bool> m_stops{false};
   Tavro::HostTime::Thread m_thread;

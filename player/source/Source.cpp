@@ -35,7 +35,7 @@ bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
   }
   Tavro::PooledBuffer* buffer = nullptr;
   {
-    const std::lock_guard guard(m_lock);
+    const Tavro::Lock guard(m_lock);
     buffer = m_held ? nullptr : take();
     m_quiet.store(m_held, std::memory_order_release);
     if (++m_asked == kQueued) {
@@ -52,13 +52,13 @@ bool Source::readQuery(unsigned id, Tavro::_Variant* value) {
 }
 
 void Source::hold() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   m_held = true;
   m_quiet.store(false, std::memory_order_release);
 }
 
 void Source::release() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   m_held = false;
   m_asked = 0;
 }
@@ -73,7 +73,7 @@ void Source::countMade() {
 std::uint64_t Source::consumed() const { return settledCount(m_session) - m_consumedBefore; }
 
 std::uint64_t Source::rewind() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   const std::uint64_t before = taken();
   m_taken.store(consumed(), std::memory_order_release);
   return before - taken();
@@ -81,7 +81,7 @@ std::uint64_t Source::rewind() {
 
 void Source::seek(const Seek& to) {
   {
-    const std::lock_guard guard(m_lock);
+    const Tavro::Lock guard(m_lock);
     const std::optional<EntryPoint> target = m_timeline.seek(taken(), to);
     if (!target) {
       return;
@@ -95,28 +95,28 @@ void Source::seek(const Seek& to) {
 }
 
 std::optional<TrackPosition> Source::spot() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   return m_timeline.positionAt(m_timeline.frameOf(taken()));
 }
 
 std::uint32_t Source::presentStampMs() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   return m_timeline.stampOf(m_timeline.frameOf(consumed()));
 }
 
 std::optional<std::size_t> Source::presentPosition() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   const TrackMarks::Mark* track = m_timeline.trackAt(m_timeline.frameOf(consumed()));
   return track != nullptr ? std::optional(track->position) : std::nullopt;
 }
 
 std::uint32_t Source::nextStampMs() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   return m_timeline.stampOf(m_timeline.frameOf(taken()));
 }
 
 std::optional<std::uint64_t> Source::goWhereSought() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   if (!m_sought) {
     return std::nullopt;
   }
@@ -135,7 +135,7 @@ std::optional<Track> Source::nextTrack(std::uint64_t begin) {
   const bool isEntered = place && place->position == track->position;
   const std::uint64_t entry = isEntered ? place->frameInTrack : 0;
   {
-    const std::lock_guard guard(m_lock);
+    const Tavro::Lock guard(m_lock);
     if (!isSought() && (!isEntered || m_timeline.trackAt(begin) == nullptr)) {
       m_timeline.add(begin - entry, *track);
     }
@@ -145,7 +145,7 @@ std::optional<Track> Source::nextTrack(std::uint64_t begin) {
 }
 
 void Source::end() {
-  const std::lock_guard guard(m_lock);
+  const Tavro::Lock guard(m_lock);
   if (!isSought()) {
     m_ended.store(true, std::memory_order_release);
     m_wake.notify();

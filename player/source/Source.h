@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 
 #include "host/PortInterface.h"
+#include "locks/Mutex.h"
 #include "player/base/StreamFormat.h"
 #include "player/source/Playlist.h"
 #include "player/source/StreamTimeline.h"
@@ -88,32 +88,38 @@ class Source : public Tavro::PortInterface {
          std::uint32_t framesPerBuffer, const Beginning& beginning, Tavro::HostTime::Signal& wake);
 
   /// Returns the next buffer, with one reference, and counts it in m_taken; null if none is ready.
-  /// [feeder-thread], with m_lock held
-  virtual Tavro::PooledBuffer* take() = 0;
+  /// [feeder-thread]
+  virtual Tavro::PooledBuffer* take() TAVRO_REQUIRES(m_lock) = 0;
 
-  /// Drops what is made and not taken. [host-thread], with m_lock held
-  virtual void drop() {}
+  /// Drops what is made and not taken. [host-thread]
+  virtual void drop() TAVRO_REQUIRES(m_lock) {}
 
-  /// Counts one more ready buffer. On the making thread, with m_lock held.
-  void countMade();
+  /// Counts one more ready buffer. On the making thread.
+  void countMade() TAVRO_REQUIRES(m_lock);
 
   /// Returns the number of buffers that are consumed.
   std::uint64_t consumed() const;
 
   // On the making thread. Buffers made while a seek is pending must be discarded.
-  std::optional<std::uint64_t> goWhereSought();  // returns the stream frame of a pending seek
-  std::optional<Track> nextTrack(std::uint64_t begin);
-  bool isSought() const { return m_sought.has_value(); }  // with the lock held
-  void end();
+  // goWhereSought() returns the stream frame of a pending seek.
+  std::optional<std::uint64_t> goWhereSought() TAVRO_EXCLUDES(m_lock);
+  std::optional<Track> nextTrack(std::uint64_t begin) TAVRO_EXCLUDES(m_lock);
+  bool isSought() const TAVRO_REQUIRES(m_lock) { return m_sought.has_value(); }
+  void end() TAVRO_EXCLUDES(m_lock);
+
+  /// Returns when a frame is due, in graph time. [any-thread], and therefore not analysed
+  std::uint32_t stampOf(std::uint64_t frame) const TAVRO_NO_ANALYSIS {
+    return m_timeline.stampOf(frame);
+  }
 
   Tavro::Session& m_session;
   Playlist& m_playlist;
   const StreamFormat m_format;
   const std::uint32_t m_framesPerBuffer;
-  StreamTimeline m_timeline;  // guarded by m_lock, except stampOf()
 
   // Held for a few instructions, never while decoding.
-  std::mutex m_lock;
+  Tavro::Mutex<Tavro::LockRank::SourceState> m_lock;
+  StreamTimeline m_timeline TAVRO_GUARDED_BY(m_lock);
 
   // Counted by the making and the taking thread, after the operation (release, acquire); m_lock is
   // held where a seek must not interleave.
@@ -130,10 +136,9 @@ class Source : public Tavro::PortInterface {
   std::atomic<bool> m_ended{false};  // written with m_lock held
   std::atomic<bool> m_quiet{false};
 
-  // Guarded by m_lock.
-  bool m_held = false;
-  std::uint64_t m_asked = 0;  // queries since the start or release()
-  std::optional<EntryPoint> m_sought;
+  bool m_held TAVRO_GUARDED_BY(m_lock) = false;
+  std::uint64_t m_asked TAVRO_GUARDED_BY(m_lock) = 0;  // queries since the start or release()
+  std::optional<EntryPoint> m_sought TAVRO_GUARDED_BY(m_lock);
 
   std::optional<EntryPoint> m_next;  // making thread only: where the next track is entered
 };

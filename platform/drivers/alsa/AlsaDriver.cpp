@@ -120,12 +120,12 @@ void AlsaDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, b
 }
 
 void AlsaDriver::noteFailure(const AudioDevices::Failure& failure) {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   m_failure = failure;
 }
 
 AudioDevices::Failure AlsaDriver::failure() const {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   return m_failure;
 }
 

@@ -8,10 +8,10 @@
 /// status for non-audio data.
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/driver/DriverFormat.h"
 #include "platform/drivers/alsa/AlsaStream.h"
 #include "platform/drivers/alsa/PcmCapabilities.h"
@@ -32,7 +32,7 @@ class AlsaDriver final : public Driver {
   void stop() override;
   void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
-  bool isResponsive() override { return m_figures->isAbandoned.load() == 0; }
+  bool isResponsive() const override { return m_figures->isAbandoned.load() == 0; }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures->latencyFrames.load(); }
   AudioDevices::Failure failure() const override;
@@ -55,8 +55,9 @@ class AlsaDriver final : public Driver {
   const std::shared_ptr<AlsaStats> m_figures;  // an abandoned thread may still use it
   std::shared_ptr<AlsaStream> m_stream;        // replaced while no cycle can run
 
-  mutable std::mutex m_failureLock;  // a leaf
-  AudioDevices::Failure m_failure;   // of the last start; empty once cycles run
+  mutable Tavro::Mutex<Tavro::LockRank::DriverFailure> m_failureLock;
+  // Of the last start; empty once cycles run
+  AudioDevices::Failure m_failure TAVRO_GUARDED_BY(m_failureLock);
 };
 
 }  // namespace Platform

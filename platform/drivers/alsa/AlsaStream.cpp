@@ -39,7 +39,7 @@ AudioDevices::Failure AlsaStream::open() {
   if (opened.wait_for(kAlsaTimeout) == std::future_status::ready) {
     return opened.get();
   }
-  const std::lock_guard gate(m_gate);
+  const Tavro::Lock gate(m_gate);
   m_isEnding = true;
   leaveBehind();
   return {.status = kAudioHardwareBadDeviceError,
@@ -48,12 +48,12 @@ AudioDevices::Failure AlsaStream::open() {
 
 void AlsaStream::close() {
   {
-    const std::lock_guard gate(m_gate);
+    const Tavro::Lock gate(m_gate);
     m_isEnding = true;
   }
-  m_wake.notify_one();
+  m_wake.notifyOne();
   if (m_ended.get_future().wait_for(kAlsaTimeout) != std::future_status::ready) {
-    const std::lock_guard gate(m_gate);
+    const Tavro::Lock gate(m_gate);
     leaveBehind();
   }
 }
@@ -76,7 +76,7 @@ void AlsaStream::run() {
     pcm.reset();
   }
   m_ended.set_value();
-  const std::lock_guard gate(m_gate);
+  const Tavro::Lock gate(m_gate);
   m_isOver = true;
   m_figures->isAbandoned -= m_isLeftBehind ? 1 : 0;
 }
@@ -145,7 +145,7 @@ int AlsaStream::fill(snd_pcm_t* pcm, snd_pcm_uframes_t mostCycles) {
 }
 
 bool AlsaStream::cycle() {
-  const std::lock_guard gate(m_gate);
+  const Tavro::Lock gate(m_gate);
   if (m_isEnding) {
     return false;
   }
@@ -190,8 +190,11 @@ int AlsaStream::resume(snd_pcm_t* pcm) {
 
 /// Returns false if the stream should end.
 bool AlsaStream::sleepsThrough(std::chrono::nanoseconds time) {
-  std::unique_lock gate(m_gate);
-  return !m_wake.wait_for(gate, time, [this] { return m_isEnding; });
+  const auto deadline = Tavro::Condition::Clock::now() + time;
+  const Tavro::Lock gate(m_gate);
+  while (!m_isEnding && m_wake.waitUntil(m_gate, deadline)) {
+  }
+  return !m_isEnding;
 }
 
 std::chrono::nanoseconds AlsaStream::lengthOf(std::uint64_t frames) const {
@@ -199,7 +202,7 @@ std::chrono::nanoseconds AlsaStream::lengthOf(std::uint64_t frames) const {
 }
 
 void AlsaStream::tellLoss(int error) {
-  const std::lock_guard gate(m_gate);
+  const Tavro::Lock gate(m_gate);
   if (!m_isEnding) {
     m_onLoss({.status = kAudioHardwareBadDeviceError,
               .message = "the device 'alsa:" + m_plan.name +

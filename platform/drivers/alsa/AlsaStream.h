@@ -12,12 +12,12 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "locks/Condition.h"
+#include "locks/Mutex.h"
 #include "platform/driver/Alsa.h"
 #include "platform/drivers/alsa/Pcm.h"
 #include "platform/drivers/alsa/PcmWriter.h"
@@ -64,7 +64,7 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   bool sleepsThrough(std::chrono::nanoseconds time);
   std::chrono::nanoseconds lengthOf(std::uint64_t frames) const;
   void tellLoss(int error);
-  void leaveBehind();
+  void leaveBehind() TAVRO_REQUIRES(m_gate);
 
   const AlsaConfig m_plan;
   const std::shared_ptr<AlsaStats> m_figures;
@@ -75,12 +75,11 @@ class AlsaStream : public std::enable_shared_from_this<AlsaStream> {
   std::promise<void> m_ended;
 
   // Held during a cycle, taken before the device's I/O lock, so that close() knows of none running
-  std::mutex m_gate;
-  std::condition_variable m_wake;
-  // Guarded by m_gate
-  bool m_isEnding = false;
-  bool m_isOver = false;  // the thread has left libasound
-  bool m_isLeftBehind = false;
+  Tavro::Mutex<Tavro::LockRank::AlsaGate> m_gate;
+  Tavro::Condition m_wake;
+  bool m_isEnding TAVRO_GUARDED_BY(m_gate) = false;
+  bool m_isOver TAVRO_GUARDED_BY(m_gate) = false;  // the thread has left libasound
+  bool m_isLeftBehind TAVRO_GUARDED_BY(m_gate) = false;
 
   // The stream's thread only
   PcmWriter m_writer;

@@ -4,11 +4,11 @@
 
 #include <future>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <thread>
 #include <utility>
 
+#include "locks/Mutex.h"
 #include "platform/driver/Alsa.h"
 
 namespace Platform {
@@ -19,17 +19,17 @@ namespace {
 class Underway {
  public:
   bool add(const std::string& name) {
-    const std::lock_guard lock(m_lock);
+    const Tavro::Lock lock(m_lock);
     return m_names.insert(name).second;
   }
   void remove(const std::string& name) {
-    const std::lock_guard lock(m_lock);
+    const Tavro::Lock lock(m_lock);
     m_names.erase(name);
   }
 
  private:
-  std::mutex m_lock;
-  std::set<std::string> m_names;
+  Tavro::Mutex<Tavro::LockRank::AlsaSteps> m_lock;
+  std::set<std::string> m_names TAVRO_GUARDED_BY(m_lock);
 };
 
 Underway& underway() {

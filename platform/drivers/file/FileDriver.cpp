@@ -146,19 +146,19 @@ OSStatus FileDriver::refusePcm() {
 }
 
 AudioDevices::Failure FileDriver::failure() const {
-  if (auto failed = m_file.failure()) {
+  if (auto failed = fileForAll().failure()) {
     return failed;
   }
   if (!m_pcmRefused.load()) {
     return {};
   }
   return {.status = kAudioDeviceUnsupportedFormatError,
-          .message =
-              "'" + m_file.path() + "' is for AC-3 bursts only. Play PCM to a separate .wav file."};
+          .message = "'" + fileForAll().path() +
+                     "' is for AC-3 bursts only. Play PCM to a separate .wav file."};
 }
 
 AudioDevices::BurstReport FileDriver::burstReport() const {
-  const std::lock_guard lock(m_fileLock);
+  const Tavro::Lock lock(m_fileLock);
   return m_validator.report();
 }
 
@@ -167,7 +167,7 @@ OSStatus FileDriver::start(CycleSource& source) {
     return refusePcm();
   }
   begin();
-  if (const auto failed = m_file.failure()) {
+  if (const auto failed = fileForAll().failure()) {
     return failed.status;
   }
   m_clock.start(source);
@@ -180,12 +180,12 @@ void FileDriver::begin() {
   }
   const bool bursts = m_format.burstRate().has_value();
   m_content = {.frames = m_format.frames(), .bursts = bursts};
-  const std::lock_guard lock(m_fileLock);
+  const Tavro::Lock lock(m_fileLock);
   m_file.begin(m_content->frames, bursts ? usualLabels(kBurstChannels) : m_labels, kBurstFrames);
 }
 
 void FileDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) {
-  const std::lock_guard lock(m_fileLock);
+  const Tavro::Lock lock(m_fileLock);
   const auto* memory = static_cast<const std::byte*>(buffers.mBuffers[0].mData);
   if (const auto rate = m_format.burstRate()) {
     const Burst burst(reinterpret_cast<const std::uint8_t*>(memory), kBurstBytes);
@@ -199,17 +199,17 @@ void FileDriver::deliver(const AudioBufferList& buffers, std::uint32_t frames, b
 }
 
 void FileDriver::afterCycle() {
-  const std::lock_guard lock(m_fileLock);
+  const Tavro::Lock lock(m_fileLock);
   m_file.writeStaged();
 }
 
 void FileDriver::trimEnd(std::uint32_t frames) {
-  const std::lock_guard lock(m_fileLock);
+  const Tavro::Lock lock(m_fileLock);
   m_file.trimEnd(frames);
 }
 
 void FileDriver::finish() {
-  const std::lock_guard lock(m_fileLock);
+  const Tavro::Lock lock(m_fileLock);
   m_file.finish();
 }
 

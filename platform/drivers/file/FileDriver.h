@@ -9,10 +9,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "locks/Mutex.h"
 #include "platform/driver/CycleTimer.h"
 #include "platform/driver/DriverFormat.h"
 #include "platform/drivers/file/StagedFile.h"
@@ -36,7 +36,7 @@ class FileDriver final : public Driver {
   void trimEnd(std::uint32_t frames) override;
   void finish() override;
   AudioDevices::Failure failure() const override;
-  std::uint64_t framesWritten() const override { return m_file.framesWritten(); }
+  std::uint64_t framesWritten() const override { return fileForAll().framesWritten(); }
   AudioDevices::BurstReport burstReport() const override;
 
  private:
@@ -44,7 +44,9 @@ class FileDriver final : public Driver {
     PcmFormat frames;
     bool bursts;
   };
-  bool isRaw() const { return m_file.container() == Container::Raw; }
+  /// For what is [any-thread], and therefore not analysed.
+  const StagedFile& fileForAll() const TAVRO_NO_ANALYSIS { return m_file; }
+  bool isRaw() const { return fileForAll().container() == Container::Raw; }
   bool canHoldPcm() const;
   bool canHoldBursts(std::uint32_t rate) const;
   OSStatus setBursts(const AudioStreamBasicDescription& format);
@@ -62,10 +64,10 @@ class FileDriver final : public Driver {
   bool m_layoutIsSet = false;
   std::optional<Content> m_content;  // settled by the first start
 
-  // Guarded by m_fileLock: the clock's thread, and finish(), which does not join it at process exit
-  mutable std::mutex m_fileLock;
-  StagedFile m_file;
-  BurstValidator m_validator;
+  // For the clock's thread, and finish(), which does not join it at process exit
+  mutable Tavro::Mutex<Tavro::LockRank::SoundFile> m_fileLock;
+  StagedFile m_file TAVRO_GUARDED_BY(m_fileLock);
+  BurstValidator m_validator TAVRO_GUARDED_BY(m_fileLock);
 
   std::atomic<bool> m_pcmRefused{false};  // permanently
   CycleTimer m_clock;                     // last: its thread uses all other members

@@ -172,13 +172,13 @@ void SoundFile::finish() {
 }
 
 AudioDevices::Failure SoundFile::failure() const {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   return m_failure;
 }
 
 void SoundFile::fail(const std::string& what, const std::string& reason,
                      const std::string& remedy) {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   if (!m_failure) {
     m_failure = {.status = kAudioHardwareUnspecifiedError,
                  .message = "'" + m_path + "' " + what + ": " + reason + ". " + remedy};

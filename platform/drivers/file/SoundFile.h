@@ -12,10 +12,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <span>
 #include <string>
 
+#include "locks/Mutex.h"
 #include "platform/format/ChannelLayout.h"
 #include "platform/format/PcmFormat.h"
 #include "platform/system/OutputFile.h"
@@ -69,8 +69,8 @@ class SoundFile {
   std::uint16_t m_plainTag = 0;  // of a header without speakers; 0: they must be named
   std::unique_ptr<sf_private_tag, Close> m_file;
 
-  mutable std::mutex m_failureLock;
-  AudioDevices::Failure m_failure;  // guarded by m_failureLock
+  mutable Tavro::Mutex<Tavro::LockRank::DriverFailure> m_failureLock;
+  AudioDevices::Failure m_failure TAVRO_GUARDED_BY(m_failureLock);
 };
 
 }  // namespace Platform

@@ -20,8 +20,8 @@ class StagedFile {
  public:
   StagedFile(const std::string& path, Container container) : m_file(path, container) {}
 
-  const std::string& path() const { return m_file.path(); }
-  Container container() const { return m_file.container(); }
+  const std::string& path() const { return m_file.path(); }   // [any-thread]
+  Container container() const { return m_file.container(); }  // [any-thread]
 
   /// Settles the format, with the label of each device channel, and reserves memory for cycles of
   /// up to `mostFrames`. Call once.

@@ -31,54 +31,55 @@ Properties propertiesOf(const AudioDevices::StreamName& name, const char* unname
 }
 
 struct Deadline {
-  pa_threaded_mainloop* loop;
+  PulseLoop& loop;
   bool passed = false;
 };
 
 void onDeadline(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*time*/,
                 void* deadline) {
-  static_cast<Deadline*>(deadline)->passed = true;
-  pa_threaded_mainloop_signal(static_cast<Deadline*>(deadline)->loop, 0);
+  auto& self = *static_cast<Deadline*>(deadline);
+  self.loop.assertHeld();
+  self.passed = true;
+  self.loop.signal();
 }
 
 }  // namespace
 
 PulseConnection::PulseConnection()
-    : m_loop(pa_threaded_mainloop_new()), m_snapshots([this](ServerState state) {
+    : m_snapshots([this](ServerState state) TAVRO_REQUIRES(m_loop) {
         publish(std::move(state));
         signal();
       }) {
-  if (m_loop != nullptr) {
+  if (m_loop.isMade()) {
     m_context = pa_context_new(api(), program_invocation_short_name);
   }
 }
 
 PulseConnection::~PulseConnection() {
-  if (m_loop == nullptr) {
+  if (!m_loop.isMade()) {
     return;
   }
   if (m_context != nullptr) {
-    const Hold hold(*this);
+    const Tavro::Lock hold(m_loop);
     pa_context_set_state_callback(m_context, nullptr, nullptr);
     pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
     pa_context_disconnect(m_context);
     pa_context_unref(m_context);
   }
-  pa_threaded_mainloop_stop(m_loop);
-  pa_threaded_mainloop_free(m_loop);
+  m_loop.stop();  // no callback comes afterwards
 }
 
 AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
   if (m_context == nullptr) {
     return noServer("out of memory");
   }
+  const Tavro::Lock hold(m_loop);  // connecting calls back already
   pa_context_set_state_callback(m_context, onContextState, this);
   pa_context_set_subscribe_callback(m_context, onEvent, this);
   if (pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
-      pa_threaded_mainloop_start(m_loop) < 0) {
+      !m_loop.start()) {
     return noServer(pa_strerror(pa_context_errno(m_context)));
   }
-  const Hold hold(*this);
   const bool answered = waitUntil(
       [this] { return state().connected || !PA_CONTEXT_IS_GOOD(pa_context_get_state(m_context)); });
   if (!answered) {
@@ -92,14 +93,14 @@ AudioDevices::Failure PulseConnection::open(SoundServerListener& listener) {
 }
 
 void PulseConnection::forgetListener() {
-  if (m_loop != nullptr) {
-    const Hold hold(*this);
+  if (m_loop.isMade()) {
+    const Tavro::Lock hold(m_loop);
     m_listener = nullptr;
   }
 }
 
 ServerState PulseConnection::state() const {
-  const std::lock_guard lock(m_stateLock);
+  const Tavro::Lock lock(m_stateLock);
   return m_state;
 }
 
@@ -108,7 +109,7 @@ bool PulseConnection::waitUntil(const std::function<bool()>& isDone) {
   pa_time_event* const event =
       pa_context_rttime_new(m_context, pa_rtclock_now() + kServerTimeoutUs, onDeadline, &deadline);
   while (!isDone() && !deadline.passed) {
-    pa_threaded_mainloop_wait(m_loop);
+    m_loop.wait();
   }
   api()->time_free(event);
   return isDone();
@@ -116,6 +117,7 @@ bool PulseConnection::waitUntil(const std::function<bool()>& isDone) {
 
 void PulseConnection::onContextState(pa_context* context, void* connection) {
   auto& self = *static_cast<PulseConnection*>(connection);
+  self.m_loop.assertHeld();
   const pa_context_state_t state = pa_context_get_state(context);
   if (state == PA_CONTEXT_READY) {
     self.subscribe();
@@ -134,12 +136,14 @@ void PulseConnection::subscribe() {
 
 void PulseConnection::onEvent(pa_context* /*context*/, pa_subscription_event_type_t /*type*/,
                               std::uint32_t /*index*/, void* connection) {
-  static_cast<PulseConnection*>(connection)->requestSnapshot();
+  auto& self = *static_cast<PulseConnection*>(connection);
+  self.m_loop.assertHeld();
+  self.requestSnapshot();
 }
 
 /// A stream that the server has not confirmed yet keeps the name it was made with.
 void PulseConnection::setStreamName(const AudioDevices::StreamName& name) {
-  const Hold hold(*this);
+  const Tavro::Lock hold(m_loop);
   m_streamName = name;
   const Properties properties = propertiesOf(name, "Sound");
   for (pa_stream* const stream : m_streams) {
@@ -181,6 +185,7 @@ void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
     return;
   }
   auto& self = *static_cast<PulseConnection*>(connection);
+  self.m_loop.assertHeld();
   pa_stream_set_state_callback(stream, nullptr, nullptr);
   pa_stream_disconnect(stream);
   pa_stream_unref(stream);
@@ -189,14 +194,14 @@ void PulseConnection::onAnswer(pa_stream* stream, void* connection) {
 }
 
 bool PulseConnection::isResponsive() {
-  const Hold hold(*this);
+  const Tavro::Lock hold(m_loop);
   const std::uint64_t wanted = requestSnapshot();
   return waitUntil([&] { return state().generation >= wanted; }) && state().connected;
 }
 
 void PulseConnection::publish(ServerState state) {
   {
-    const std::lock_guard lock(m_stateLock);
+    const Tavro::Lock lock(m_stateLock);
     m_state = std::move(state);
   }
   if (m_listener != nullptr) {

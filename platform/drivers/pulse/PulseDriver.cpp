@@ -103,12 +103,12 @@ void PulseDriver::restart(CycleSource& source) {
 }
 
 void PulseDriver::begun() {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   m_failure = {};
 }
 
 void PulseDriver::refused(const AudioDevices::Failure& failure) {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   m_failure = failure;
 }
 
@@ -130,7 +130,7 @@ void PulseDriver::deliver(const AudioBufferList& buffers, std::uint32_t /*frames
 }
 
 AudioDevices::Failure PulseDriver::failure() const {
-  const std::lock_guard lock(m_failureLock);
+  const Tavro::Lock lock(m_failureLock);
   return m_failure;
 }
 

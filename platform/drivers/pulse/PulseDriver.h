@@ -7,10 +7,10 @@
 /// exclusively while something plays.
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "locks/Mutex.h"
 #include "platform/driver/DriverFormat.h"
 #include "platform/drivers/pulse/PulseStream.h"
 
@@ -32,7 +32,7 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   void restart(CycleSource& source) override;
   bool isSounding() const override { return true; }
   bool isSuspended() const override { return m_figures.suspended.load(); }
-  bool isResponsive() override { return m_connection->isResponsive(); }
+  bool isResponsive() const override { return m_connection->isResponsive(); }
   void deliver(const AudioBufferList& buffers, std::uint32_t frames, bool silent) override;
   std::uint32_t latencyFrames() const override { return m_figures.latencyFrames.load(); }
   std::optional<double> driftPpm() const override { return m_figures.drift.driftPpm(); }
@@ -55,8 +55,8 @@ class PulseDriver final : public SinkDriver, private StreamListener {
   StreamStats m_figures;
   std::unique_ptr<PulseStream> m_stream;  // replaced while no cycle can run
 
-  mutable std::mutex m_failureLock;  // a leaf
-  AudioDevices::Failure m_failure;
+  mutable Tavro::Mutex<Tavro::LockRank::DriverFailure> m_failureLock;
+  AudioDevices::Failure m_failure TAVRO_GUARDED_BY(m_failureLock);
 };
 
 }  // namespace Platform

@@ -44,7 +44,7 @@ PulseStream::PulseStream(std::shared_ptr<PulseConnection> connection, const Stre
 }
 
 void PulseStream::close() {
-  const PulseConnection::Hold hold(*m_connection);
+  const Tavro::Lock hold(m_connection->loop());
   m_filler.cancel();
   m_timing.cancel();
   if (m_stream != nullptr) {
@@ -57,19 +57,21 @@ void PulseStream::close() {
 }
 
 OSStatus PulseStream::open() {
-  const PulseConnection::Hold hold(*m_connection);
+  const Tavro::Lock hold(m_connection->loop());
   return connect() ? OSStatus{noErr} : refused(pa_context_errno(m_connection->context()));
 }
 
 /// The server refuses bursts beside any other stream, including those that are ending.
 OSStatus PulseStream::openAndWait() {
-  const PulseConnection::Hold hold(*m_connection);
-  m_connection->waitUntil([this] { return m_connection->areAllEnded(); });
+  const Tavro::Lock hold(m_connection->loop());
+  m_connection->waitUntil(
+      [this]() TAVRO_REQUIRES(m_connection->loop()) { return m_connection->areAllEnded(); });
   if (!connect()) {
     return refused(pa_context_errno(m_connection->context()));
   }
-  const bool answered = m_connection->waitUntil(
-      [this] { return pa_stream_get_state(m_stream) != PA_STREAM_CREATING; });
+  const bool answered = m_connection->waitUntil([this]() TAVRO_REQUIRES(m_connection->loop()) {
+    return pa_stream_get_state(m_stream) != PA_STREAM_CREATING;
+  });
   if (!answered) {
     return refused(PA_ERR_TIMEOUT);
   }
@@ -114,6 +116,7 @@ OSStatus PulseStream::refused(int error) {
 
 void PulseStream::onState(pa_stream* stream, void* self) {
   auto& one = *static_cast<PulseStream*>(self);
+  one.m_connection->loop().assertHeld();
   const pa_stream_state_t state = pa_stream_get_state(stream);
   if (state == PA_STREAM_READY) {
     one.m_isReady = true;
@@ -144,7 +147,9 @@ void PulseStream::ended() {
 }
 
 void PulseStream::onRoom(pa_stream* stream, std::size_t /*byteCount*/, void* self) {
-  static_cast<PulseStream*>(self)->m_filler.fillRoomOf(stream);
+  auto& one = *static_cast<PulseStream*>(self);
+  one.m_connection->loop().assertHeld();
+  one.m_filler.fillRoomOf(stream);
 }
 
 void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
@@ -152,6 +157,7 @@ void PulseStream::onUnderrun(pa_stream* /*stream*/, void* self) {
 }
 
 void PulseStream::write(const void* bytes, std::size_t byteCount) {
+  m_connection->loop().assertHeld();  // libpulse's thread runs the cycles
   const auto* from = static_cast<const std::byte*>(bytes);
   while (byteCount != 0) {
     void* room = nullptr;
@@ -171,7 +177,7 @@ void PulseStream::write(const void* bytes, std::size_t byteCount) {
 
 void bringBackRate(PulseConnection& connection, const std::string& sink,
                    const pa_sample_spec& former, const pa_channel_map& map) {
-  const PulseConnection::Hold hold(connection);
+  const Tavro::Lock hold(connection.loop());
   pa_stream* const stream = connection.newStream("Sound", former, map);
   if (stream == nullptr) {
     return;

@@ -49,21 +49,20 @@ class PulseStream {
   static void onRoom(pa_stream* stream, std::size_t byteCount, void* self);
   static void onUnderrun(pa_stream* stream, void* self);
 
-  bool connect();
-  OSStatus refused(int error);
-  void ended();
+  bool connect() TAVRO_REQUIRES(m_connection->loop());
+  OSStatus refused(int error) TAVRO_REQUIRES(m_connection->loop());
+  void ended() TAVRO_REQUIRES(m_connection->loop());
 
   const std::shared_ptr<PulseConnection> m_connection;
   const StreamConfig m_plan;
   StreamStats& m_figures;
   StreamListener& m_listener;
 
-  // Under libpulse's lock
-  pa_stream* m_stream = nullptr;
-  bool m_isReady = false;
-  OSStatus m_refusal = noErr;
-  StreamTiming m_timing;
-  StreamFiller m_filler;
+  pa_stream* m_stream TAVRO_GUARDED_BY(m_connection->loop()) = nullptr;
+  bool m_isReady TAVRO_GUARDED_BY(m_connection->loop()) = false;
+  OSStatus m_refusal TAVRO_GUARDED_BY(m_connection->loop()) = noErr;
+  StreamTiming m_timing TAVRO_GUARDED_BY(m_connection->loop());
+  StreamFiller m_filler TAVRO_GUARDED_BY(m_connection->loop());
 };
 
 /// After bursts a sink keeps their rate until some program plays sound, and a program may adopt the

@@ -70,7 +70,7 @@ OSStatus ScriptedDriver::start(CycleSource& source) {
 
 void ScriptedDriver::deliver(const AudioBufferList& buffers, std::uint32_t /*frames*/,
                              bool silent) {
-  const std::lock_guard lock(m_playedLock);
+  const Tavro::Lock lock(m_playedLock);
   m_last = {.ran = true, .silent = silent, .buffers = {}};
   for (UInt32 i = 0; i < buffers.mNumberBuffers; ++i) {
     const AudioBuffer& buffer = buffers.mBuffers[i];
@@ -95,12 +95,12 @@ void ScriptedDriver::setBufferWithoutMemory(std::size_t stream, bool withoutMemo
 }
 
 AudioDevices::ScriptedDevice::Cycle ScriptedDriver::lastCycle() const {
-  const std::lock_guard lock(m_playedLock);
+  const Tavro::Lock lock(m_playedLock);
   return m_last;
 }
 
 std::vector<std::uint8_t> ScriptedDriver::captured(std::size_t stream) const {
-  const std::lock_guard lock(m_playedLock);
+  const Tavro::Lock lock(m_playedLock);
   return m_captured.at(stream);
 }
 

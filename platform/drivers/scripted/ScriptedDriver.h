@@ -6,9 +6,9 @@
 
 #include <AudioDevices/ScriptedDevice.h>
 
-#include <mutex>
 #include <vector>
 
+#include "locks/Mutex.h"
 #include "platform/driver/CycleTimer.h"
 #include "platform/driver/Driver.h"
 
@@ -32,8 +32,10 @@ class ScriptedDriver final : public Driver {
   void setBufferBytes(std::size_t stream, std::optional<std::uint32_t> bytes);
   void setBufferWithoutMemory(std::size_t stream, bool withoutMemory);
 
-  std::mutex& handLock() { return m_hand; }               // one cycle by hand at a time
-  AudioDevices::ScriptedDevice::Cycle lastCycle() const;  // under handLock()
+  /// Allows one cycle by hand at a time.
+  using HandMutex = Tavro::Mutex<Tavro::LockRank::ScriptedCycle>;
+  HandMutex& handLock() TAVRO_RETURNS_LOCK(m_hand) { return m_hand; }
+  AudioDevices::ScriptedDevice::Cycle lastCycle() const TAVRO_REQUIRES(m_hand);
   std::vector<std::uint8_t> captured(std::size_t stream) const;
 
  private:
@@ -48,10 +50,10 @@ class ScriptedDriver final : public Driver {
   std::vector<DriverStream> m_streams;
   Labels m_labels;
 
-  std::mutex m_hand;
-  mutable std::mutex m_playedLock;
-  AudioDevices::ScriptedDevice::Cycle m_last;         // guarded by m_playedLock
-  std::vector<std::vector<std::uint8_t>> m_captured;  // guarded by m_playedLock
+  HandMutex m_hand TAVRO_BEFORE(m_playedLock);
+  mutable Tavro::Mutex<Tavro::LockRank::ScriptedSound> m_playedLock;
+  AudioDevices::ScriptedDevice::Cycle m_last TAVRO_GUARDED_BY(m_playedLock);
+  std::vector<std::vector<std::uint8_t>> m_captured TAVRO_GUARDED_BY(m_playedLock);
 
   CycleTimer m_clock;  // last: its thread uses all other members
 };
