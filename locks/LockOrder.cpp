@@ -90,7 +90,8 @@ bool mayTake(LockRank rank, LockRank held) {
 }  // namespace
 
 bool isHeld(const void* lock) {
-  return std::ranges::find(heldLocks(), lock, &Held::lock) != heldLocks().end();
+  const std::span<const Held> held = heldLocks();
+  return std::any_of(held.begin(), held.end(), [&](const Held& each) { return each.lock == lock; });
 }
 
 void taking(const void* lock, LockRank rank, bool mayBeHeld) {
