@@ -53,7 +53,7 @@ class OwnTest : public testing::Test {
   Tavro::ComponentInterface& component() { return bench.component->component(); }
 
   /// The bundle shows no type information, which the check of the object's type would need.
-  [[gnu::no_sanitize("vptr")]] std::uint8_t volume() {
+  __attribute__((no_sanitize("vptr"))) std::uint8_t volume() {
     return static_cast<Tavro::CoreAudioOutput&>(bench.component->plugin()).getVolume();
   }
 
