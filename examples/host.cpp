@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 
 #include "host/TavroCore.h"
 #include "tavro_core/BufferPool.h"
@@ -44,7 +45,7 @@ void await(auto isMet) {  // for up to ten seconds
   for (int ms = 0; ms < 10'000 && !isMet(); ++ms) Tavro::SleepMS(1);
 }
 
-bool play(AudioDeviceID device) {
+void play(AudioDeviceID device) {
   Tavro::Session session;
   Tone tone(session.ledger());
   Tavro::Bundle bundle("CoreAudioOutput.so");
@@ -78,10 +79,10 @@ bool play(AudioDeviceID device) {
   port->sendEvent(Tavro::PortEvent::kDisconnect, nullptr);
   component->output().disconnectInput(port);
   component->component().destroy();
-  return session.ledger().totals().played == kBuffers;
+  if (session.ledger().totals().played != kBuffers) throw std::runtime_error("buffers were lost");
 }
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   AudioDevices::Failure failure;
   AudioDeviceID device = kAudioObjectUnknown;
   if (argc > 1) {
@@ -91,9 +92,8 @@ int main(int argc, char** argv) {
     for (const auto& each : AudioDevices::list()) device = each.isDefault ? each.id : device;
     if (device == kAudioObjectUnknown) device = AudioDevices::attach("alsa:default", &failure);
   }
-  const bool isPlayed = !failure && play(device);
-  if (!failure) failure = AudioDevices::detach(device);  // completes the file
-  if (!failure && isPlayed) return 0;
-  const char* what = failure ? failure.message.c_str() : "some buffers were not played";
-  return std::fprintf(stderr, "example-host: %s\n", what), 1;
+  if (!failure) play(device), failure = AudioDevices::detach(device);  // completes the file
+  if (failure) throw std::runtime_error(failure.message);
+} catch (const std::exception& error) {
+  return std::fprintf(stderr, "example-host: %s\n", error.what()), 1;
 }
