@@ -48,7 +48,7 @@ void setUpAndPassThrough(Bench& bench) {
   bench.require(passThrough(bench), "the passthrough write returns true", "false");
 }
 
-std::string inWords(const AudioStreamBasicDescription& format) {
+std::string formatInWords(const AudioStreamBasicDescription& format) {
   return fmt::format("{:#x} at {} Hz, {} channels, mark {}", format.mFormatID, format.mSampleRate,
                      format.mChannelsPerFrame, format.mReserved);
 }
@@ -64,8 +64,8 @@ AudioStreamBasicDescription formatOf(Bench& bench, std::size_t stream) {
 }
 
 void expectFormat(Bench& bench, std::size_t stream, const AudioStreamBasicDescription& wanted) {
-  bench.expectEqual(fmt::format("format of stream {}", stream), inWords(formatOf(bench, stream)),
-                    inWords(wanted));
+  bench.expectEqual(fmt::format("format of stream {}", stream),
+                    formatInWords(formatOf(bench, stream)), formatInWords(wanted));
 }
 
 void queueBursts(Bench& bench, const Sizes& sizes) {

@@ -37,7 +37,7 @@ Bytes joined(const Bytes& first, const Bytes& second) {
   return both;
 }
 
-std::string inWords(const std::vector<Report>& reports) {
+std::string reportsInWords(const std::vector<Report>& reports) {
   std::string text;
   for (const Report& report : reports) {
     text += fmt::format("{}state {} of the one stamped {}", text.empty() ? "" : ", ", report.state,
@@ -48,7 +48,7 @@ std::string inWords(const std::vector<Report>& reports) {
 
 void expectReports(Bench& bench, const std::vector<Report>& wanted) {
   const std::vector<Report> reports = bench.session.takeReports();
-  bench.expect(reports == wanted, "reports: " + inWords(wanted), inWords(reports));
+  bench.expect(reports == wanted, "reports: " + reportsInWords(wanted), reportsInWords(reports));
 }
 
 void waits(Bench& bench) {

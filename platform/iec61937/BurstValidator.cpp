@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint16_t kSyncA = 0xF872;
 constexpr std::uint16_t kSyncB = 0x4E1F;
-constexpr std::size_t kHeaderBytes = 8;
+constexpr std::size_t kPreambleBytes = 8;
 constexpr std::size_t kMostViolationsKept = 16;
 
 /// A burst is a sequence of little-endian words.
@@ -41,7 +41,7 @@ bool isPreamble(Burst burst, std::size_t byte) {
 
 /// Returns the byte at which the first preamble at or after `from` begins, or kBurstBytes.
 std::size_t findPreamble(Burst burst, std::size_t from) {
-  for (std::size_t byte = from; byte + kHeaderBytes <= kBurstBytes; byte += 2) {
+  for (std::size_t byte = from; byte + kPreambleBytes <= kBurstBytes; byte += 2) {
     if (isPreamble(burst, byte)) {
       return byte;
     }
@@ -78,13 +78,13 @@ std::string dataTypeFault(Burst burst) {
 std::vector<std::uint8_t> frameBytes(Burst burst, std::size_t count) {
   std::vector<std::uint8_t> bytes(count);
   for (std::size_t i = 0; i < count; ++i) {
-    bytes[i] = burst[kHeaderBytes + (i ^ 1)];
+    bytes[i] = burst[kPreambleBytes + (i ^ 1)];
   }
   return bytes;
 }
 
 std::string frameSyncFault(Burst burst) {
-  const std::uint16_t sync = wordAt(burst, kHeaderBytes);
+  const std::uint16_t sync = wordAt(burst, kPreambleBytes);
   if (sync == Ac3::kSyncWord) {
     return {};
   }
@@ -115,11 +115,11 @@ std::string frameHeaderFault(Burst burst, std::uint32_t rate,
 }
 
 std::string stuffingFault(Burst burst, std::size_t frameBytes) {
-  const auto stuffing = burst.subspan(kHeaderBytes + frameBytes);
+  const auto stuffing = burst.subspan(kPreambleBytes + frameBytes);
   if (isZero(stuffing.data(), stuffing.size())) {
     return {};
   }
-  if (const std::size_t byte = findPreamble(burst, kHeaderBytes + frameBytes);
+  if (const std::size_t byte = findPreamble(burst, kPreambleBytes + frameBytes);
       byte != kBurstBytes) {
     return "spacing: another burst begins " + std::to_string(byte) + " bytes into the cycle";
   }
