@@ -26,12 +26,15 @@ class Exact : public Workbench {
   }
 };
 
+// Each of them with each of the others, though not all three.
 TEST_F(Exact, everySampleTypeChannelCountAndRate) {
-  for (const WaveShape type : {WaveShape{16, false}, {24, false}, {32, false}, {32, true}}) {
+  const WaveShape types[] = {{16, false}, {24, false}, {32, false}, {32, true}};
+  std::size_t turn = 0;
+  for (const unsigned rate : {8000u, 44100u, 48000u, 96000u, 192000u}) {
+    std::size_t type = turn++;
     for (const unsigned channels : {1u, 2u, 6u, 8u}) {
-      for (const unsigned rate : {8000u, 44100u, 48000u, 96000u, 192000u}) {
-        expectExact(noise({type.bits, type.isFloat, channels, rate}, rate / 8 + 7));
-      }
+      const WaveShape& each = types[type++ % std::size(types)];
+      expectExact(noise({each.bits, each.isFloat, channels, rate}, rate / 8 + 7));
     }
   }
 }

@@ -83,8 +83,8 @@ TEST_F(Passthrough, partsAreCutToWholeFrames) {
   EXPECT_TRUE(received("out.spdif") == joined({first, end}));
 }
 
-// By its own clock the player would drop bursts as late on the slow device, after a third of it.
-TEST_F(Passthrough, anHourOnADeviceThatIsOffDropsNothing) {
+// By its own clock the player would drop bursts as late on the slow device, after two minutes.
+TEST_F(Passthrough, minutesOnADeviceThatIsFarOffDropNothing) {
   std::filesystem::create_symlink("/dev/null", path("null.spdif"));
   encode("slow-reader.ac3", {48000, 1, 32, 36});
   encode("long.ac3", {32000, 1, 32, 36});
@@ -93,16 +93,16 @@ TEST_F(Passthrough, anHourOnADeviceThatIsOffDropsNothing) {
     const char* drift;
     std::uint64_t frames;
   };
-  for (const Case& each : {Case{"slow-reader.ac3", "300", 112500},
-                           {"slow-reader.ac3", "-300", 112500},
-                           {"long.ac3", "-300", 75000}}) {
+  for (const Case& each : {Case{"slow-reader.ac3", "3000", 11250},
+                           {"slow-reader.ac3", "-3000", 11250},
+                           {"long.ac3", "-3000", 7500}}) {
     const Result result =
-        playBursts({"--file-drift-ppm", each.drift, "--loop", "100", each.file}, "file:null.spdif");
+        playBursts({"--file-drift-ppm", each.drift, "--loop", "10", each.file}, "file:null.spdif");
     ASSERT_EQ(result.status, 0) << result.err;
     expectCounts(each.frames);
-    EXPECT_NEAR(totals["graph_ms"].get<double>(), 3600e3, 100);
-    const double off = 3600e3 * (std::stod(each.drift) / 1e6);
-    EXPECT_NEAR(totals["host_ms"].get<double>(), 3600e3 - off, 200);
+    EXPECT_NEAR(totals["graph_ms"].get<double>(), 360e3, 100);
+    const double off = 360e3 * (std::stod(each.drift) / 1e6);
+    EXPECT_NEAR(totals["host_ms"].get<double>(), 360e3 - off, 200);
   }
 }
 
