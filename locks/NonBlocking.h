@@ -19,14 +19,15 @@
 #define TAVRO_CALLS_OUT(...) __VA_ARGS__
 #endif
 
+// TAVRO_MAY_BLOCK: until the end of the block the sanitizer reports nothing. For a wait that the
+// design names, and for what a test does on a real-time thread on purpose.
 #if defined(__has_feature)
 #if __has_feature(realtime_sanitizer)
 #include <sanitizer/rtsan_interface.h>
+#define TAVRO_WATCHES_REAL_TIME
 #define TAVRO_MAY_BLOCK const __rtsan::ScopedDisabler mayBlock
 #endif
 #endif
-// Until the end of the block the sanitizer reports nothing: for a wait that the design names, and for
-// what a test does on a real-time thread on purpose.
 #if !defined(TAVRO_MAY_BLOCK)
 #define TAVRO_MAY_BLOCK static_cast<void>(0)
 #endif
