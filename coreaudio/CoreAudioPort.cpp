@@ -53,7 +53,7 @@ bool CoreAudioOutput::CoreAudioPort::checkEvent(unsigned id, _Variant* /*value*/
 
 /// Also makes the feeder start to fill the queue.
 bool CoreAudioOutput::CoreAudioPort::isReady() {
-  const ComponentLock lock(m_owner->m_feed.m_queueLock);
+  const CallbackLock lock(m_owner->m_feed.m_queueLock);
   m_owner->m_feed.m_playing = true;
   const bool filled = m_owner->m_feed.queuedCount() >= kRecordsToStartOn;
   return filled && (m_owner->m_passthroughActive || m_owner->m_graph != nullptr);

@@ -25,7 +25,7 @@ void BufferQueue::pushBack(const QueuedBuffer& record) {
   ++m_count;
 }
 
-bool BufferQueue::take(QueuedBuffer& record) {
+bool BufferQueue::take(QueuedBuffer& record) TAVRO_NONBLOCKING {
   if (m_count == 0) {
     return false;
   }
@@ -34,7 +34,7 @@ bool BufferQueue::take(QueuedBuffer& record) {
   return true;
 }
 
-bool BufferQueue::pop() {
+bool BufferQueue::pop() TAVRO_NONBLOCKING {
   if (!m_frontTaken) {
     return false;
   }
@@ -44,7 +44,7 @@ bool BufferQueue::pop() {
   return true;
 }
 
-bool BufferQueue::putBack(const QueuedBuffer& record) {
+bool BufferQueue::putBack(const QueuedBuffer& record) TAVRO_NONBLOCKING {
   if (!m_frontTaken) {
     return false;
   }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "feed/QueuedBuffer.h"
+#include "locks/NonBlocking.h"
 
 namespace Tavro {
 
@@ -28,15 +29,15 @@ class BufferQueue {
 
   /// Copies the front into `record` and marks it as taken. Returns false if the queue is empty.
   /// [render-thread] or [io-thread], like the two below
-  bool take(QueuedBuffer& record);
+  bool take(QueuedBuffer& record) TAVRO_NONBLOCKING;
 
   /// Removes the taken front, whose buffer the caller has released. Returns false and removes
   /// nothing if it was cleared since it was taken.
-  bool pop();
+  bool pop() TAVRO_NONBLOCKING;
 
   /// Writes the updated copy back in place of the taken front. Returns false if that was cleared;
   /// the caller must then release the record.
-  bool putBack(const QueuedBuffer& record);
+  bool putBack(const QueuedBuffer& record) TAVRO_NONBLOCKING;
 
   /// Removes all records, front to back, and releases them except for a taken front.
   void clear();  // [host-thread]

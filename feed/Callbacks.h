@@ -8,6 +8,7 @@
 #include <atomic>
 
 #include "feed/Feed.h"
+#include "locks/NonBlocking.h"
 
 namespace Tavro {
 
@@ -21,9 +22,10 @@ struct PcmStream {
 /// Fills the first buffer of `target` with `frames` frames from the queue, in step with the graph
 /// clock, or with silence, which it flags. [render-thread]
 void renderPcm(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags,
-               UInt32 frames, AudioBufferList* target);
+               UInt32 frames, AudioBufferList* target) TAVRO_NONBLOCKING;
 
 /// Copies one queued burst, unchanged, to the buffer at `bufferIndex`. [render-thread]
-void renderPassthrough(Feed& feed, UInt32 bufferIndex, AudioBufferList* outputData);
+void renderPassthrough(Feed& feed, UInt32 bufferIndex,
+                       AudioBufferList* outputData) TAVRO_NONBLOCKING;
 
 }  // namespace Tavro

@@ -4,6 +4,7 @@
 
 #include <boost/thread/recursive_mutex.hpp>
 
+#include "locks/NonBlocking.h"
 #include "locks/ThreadSafety.h"
 
 namespace Tavro {
@@ -21,6 +22,34 @@ class TAVRO_SCOPED_LOCK ComponentLock {
 
  private:
   const boost::recursive_mutex::scoped_lock m_lock;
+};
+
+/// A lock that the callbacks take, too. A real-time thread may wait for this one.
+class TAVRO_LOCKABLE CallbackMutex {
+ public:
+  void lock() TAVRO_NONBLOCKING TAVRO_ACQUIRE() {
+    TAVRO_CALLS_OUT(TAVRO_MAY_BLOCK; m_native.lock();)
+  }
+  void unlock() TAVRO_NONBLOCKING TAVRO_RELEASE() {
+    TAVRO_CALLS_OUT(TAVRO_MAY_BLOCK; m_native.unlock();)
+  }
+
+ private:
+  boost::recursive_mutex m_native;
+};
+
+/// Holds a CallbackMutex during its life.
+class TAVRO_SCOPED_LOCK CallbackLock {
+ public:
+  explicit CallbackLock(CallbackMutex& mutex) TAVRO_ACQUIRE(mutex) : m_mutex(mutex) {
+    m_mutex.lock();
+  }
+  ~CallbackLock() TAVRO_RELEASE() { m_mutex.unlock(); }
+  CallbackLock(const CallbackLock&) = delete;
+  CallbackLock& operator=(const CallbackLock&) = delete;
+
+ private:
+  CallbackMutex& m_mutex;
 };
 
 }  // namespace Tavro

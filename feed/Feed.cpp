@@ -10,12 +10,12 @@ constexpr std::uint64_t kMillisecondsPerSecond = 1000;
 }  // namespace
 
 std::uint32_t Feed::queuedCount() {
-  const ComponentLock lock(m_queueLock);
+  const CallbackLock lock(m_queueLock);
   return m_queue.count();
 }
 
 bool Feed::pushBack(const QueuedBuffer& record, std::uint32_t clears) {
-  const ComponentLock lock(m_queueLock);
+  const CallbackLock lock(m_queueLock);
   if (clears != m_clears) {
     return false;
   }
@@ -23,18 +23,18 @@ bool Feed::pushBack(const QueuedBuffer& record, std::uint32_t clears) {
   return true;
 }
 
-bool Feed::takeFront(QueuedBuffer& record) {
-  const ComponentLock lock(m_queueLock);
+bool Feed::takeFront(QueuedBuffer& record) TAVRO_NONBLOCKING {
+  const CallbackLock lock(m_queueLock);
   return m_queue.take(record);
 }
 
-bool Feed::popFront() {
-  const ComponentLock lock(m_queueLock);
+bool Feed::popFront() TAVRO_NONBLOCKING {
+  const CallbackLock lock(m_queueLock);
   return m_queue.pop();
 }
 
-bool Feed::popFrontAndTakeNext(QueuedBuffer& next) {
-  const ComponentLock lock(m_queueLock);
+bool Feed::popFrontAndTakeNext(QueuedBuffer& next) TAVRO_NONBLOCKING {
+  const CallbackLock lock(m_queueLock);
   const bool popped = m_queue.pop();
   if (!m_queue.take(next)) {
     next = QueuedBuffer{};
@@ -42,19 +42,19 @@ bool Feed::popFrontAndTakeNext(QueuedBuffer& next) {
   return popped;
 }
 
-bool Feed::putBackFront(QueuedBuffer& record) {
+bool Feed::putBackFront(QueuedBuffer& record) TAVRO_NONBLOCKING {
   {
-    const ComponentLock lock(m_queueLock);
+    const CallbackLock lock(m_queueLock);
     if (m_queue.putBack(record)) {
       return true;
     }
   }
-  record.release();
+  TAVRO_CALLS_OUT(record.release();)
   return false;
 }
 
 void Feed::clearQueue() {
-  const ComponentLock lock(m_queueLock);
+  const CallbackLock lock(m_queueLock);
   ++m_clears;
   m_queue.clear();
 }
@@ -71,7 +71,7 @@ void Feed::reportBuffer(std::uint32_t streamId, std::uint32_t state, MediaBuffer
 }
 
 std::uint32_t Feed::currentTime() {
-  const ComponentLock lock(m_clockLock);
+  const CallbackLock lock(m_clockLock);
   const std::uint64_t played =
       m_bytesPerSecond != 0 ? m_bytesRendered * kMillisecondsPerSecond / m_bytesPerSecond : 0;
   const std::uint64_t elapsed = m_lastCallbackTime != 0 ? GetTimeMS() - m_lastCallbackTime : 0;
@@ -79,18 +79,18 @@ std::uint32_t Feed::currentTime() {
 }
 
 void Feed::setBytesPerSecond(std::uint32_t bytes) {
-  const ComponentLock lock(m_clockLock);
+  const CallbackLock lock(m_clockLock);
   m_bytesPerSecond = bytes;
 }
 
-void Feed::countCallback(std::uint64_t hostTimeMs, std::uint32_t bytes) {
-  const ComponentLock lock(m_clockLock);
+void Feed::countCallback(std::uint64_t hostTimeMs, std::uint32_t bytes) TAVRO_NONBLOCKING {
+  const CallbackLock lock(m_clockLock);
   m_lastCallbackTime = hostTimeMs;
   m_bytesRendered += bytes;
 }
 
 void Feed::forgetLastCallback() {
-  const ComponentLock lock(m_clockLock);
+  const CallbackLock lock(m_clockLock);
   m_lastCallbackTime = 0;
 }
 

@@ -25,11 +25,13 @@ struct Feed {
   std::uint32_t queuedCount();                                      // [any-thread]
   bool pushBack(const QueuedBuffer& record, std::uint32_t clears);  // [feeder-thread]; false if the
                                                                     // queue was cleared since then
-  bool takeFront(QueuedBuffer& record);                             // [render-thread]
-  bool popFront();                                                  // [render-thread]
-  bool popFrontAndTakeNext(QueuedBuffer& next);  // [render-thread]; empties `next` if none is left
-  bool putBackFront(QueuedBuffer& record);       // [render-thread]; if cleared, releases it
-  void clearQueue();                             // [host-thread]
+  bool takeFront(QueuedBuffer& record) TAVRO_NONBLOCKING;           // [render-thread]
+  bool popFront() TAVRO_NONBLOCKING;                                // [render-thread]
+  // [render-thread]; empties `next` if none is left
+  bool popFrontAndTakeNext(QueuedBuffer& next) TAVRO_NONBLOCKING;
+  // [render-thread]; if cleared, releases it
+  bool putBackFront(QueuedBuffer& record) TAVRO_NONBLOCKING;
+  void clearQueue();  // [host-thread]
 
   std::uint32_t graphTime() const;  // milliseconds; 0 outside a session [any-thread]
   void reportBuffer(std::uint32_t streamId, std::uint32_t state,
@@ -39,9 +41,10 @@ struct Feed {
   /// extrapolated with the host's clock since the last callback. After a stop, a reset or a rebuild
   /// it stays at the byte count until the next callback. [any-thread]
   std::uint32_t currentTime();
-  void setBytesPerSecond(std::uint32_t bytes);                        // [host-thread]
-  void countCallback(std::uint64_t hostTimeMs, std::uint32_t bytes);  // [render-thread]
-  void forgetLastCallback();                                          // [host-thread]
+  void setBytesPerSecond(std::uint32_t bytes);  // [host-thread]
+  // [render-thread]
+  void countCallback(std::uint64_t hostTimeMs, std::uint32_t bytes) TAVRO_NONBLOCKING;
+  void forgetLastCallback();  // [host-thread]
 
   // Set by the host's calls while nothing plays; read by the feeder and the render thread. The
   // feeder may still hold a buffer when the host leaves the session: it sets m_feederUsesSession
@@ -55,11 +58,11 @@ struct Feed {
   std::atomic<bool> m_synced{false};   // buffers play back to back, whatever the clock says
   std::uint32_t m_lastEndTime = 0;     // milliseconds; render thread only
 
-  ComponentMutex m_queueLock;
+  CallbackMutex m_queueLock;
   BufferQueue m_queue TAVRO_GUARDED_BY(m_queueLock);
   std::atomic<std::uint32_t> m_clears{0};  // count of clears; changed under m_queueLock
 
-  ComponentMutex m_clockLock;
+  CallbackMutex m_clockLock;
   std::uint32_t m_bytesPerSecond TAVRO_GUARDED_BY(m_clockLock) = 0;
   std::uint64_t m_bytesRendered TAVRO_GUARDED_BY(m_clockLock) = 0;  // since construction
   // GetTimeMS(); 0 if there was none

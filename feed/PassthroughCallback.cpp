@@ -16,7 +16,8 @@ constexpr UInt32 kBurstBytes = 6144;
 
 }  // namespace
 
-void renderPassthrough(Feed& feed, UInt32 bufferIndex, AudioBufferList* outputData) {
+void renderPassthrough(Feed& feed, UInt32 bufferIndex,
+                       AudioBufferList* outputData) TAVRO_NONBLOCKING {
   if (outputData == nullptr || bufferIndex >= outputData->mNumberBuffers) {
     return;
   }
@@ -25,12 +26,12 @@ void renderPassthrough(Feed& feed, UInt32 bufferIndex, AudioBufferList* outputDa
   if (target.mData == nullptr || !feed.takeFront(front)) {
     return;
   }
-  front.lockData();
+  TAVRO_CALLS_OUT(front.lockData();)
   if (target.mDataByteSize == kBurstBytes && front.m_size == kBurstBytes) {
     std::memcpy(target.mData, front.m_data, kBurstBytes);
   }
-  front.unlockData();
-  front.release();
+  TAVRO_CALLS_OUT(front.unlockData();)
+  TAVRO_CALLS_OUT(front.release();)
   feed.popFront();
 }
 

@@ -19,6 +19,12 @@ namespace {
 
 constexpr std::uint32_t kLargestGapMs = 10;
 
+std::uint32_t graphTimeOf(const Feed& feed) TAVRO_NONBLOCKING {
+  TAVRO_CALLS_OUT(return feed.graphTime();)
+}
+
+std::uint64_t hostTimeMs() TAVRO_NONBLOCKING { TAVRO_CALLS_OUT(return GetTimeMS();) }
+
 }  // namespace
 
 /// One call of the callback. m_front is a copy of the taken front of the queue; it has no buffer
@@ -40,11 +46,11 @@ class RenderPass {
   Filling fill();
   bool startsTooLate() const;
   bool isWhollyLate() const;
-  void dropFront();
-  void playFront();
+  void dropFront() TAVRO_NONBLOCKING;
+  void playFront() TAVRO_NONBLOCKING;
   void enterAtClock(Piece& piece);
-  void finishFront();
-  void nextFront();
+  void finishFront() TAVRO_NONBLOCKING;
+  void nextFront() TAVRO_NONBLOCKING;
   void leaveFront();
   void padWithZeros();
   void fillWithSilence();
@@ -68,8 +74,8 @@ RenderPass::RenderPass(Feed& feed, const PcmStream& stream, AudioUnitRenderActio
       m_target(target),
       m_capacity(target.mData != nullptr ? target.mDataByteSize : 0),
       m_bytes(frames * stream.format.mBytesPerFrame),
-      m_now(feed.graphTime()),
-      m_wall(GetTimeMS()) {}
+      m_now(graphTimeOf(feed)),
+      m_wall(hostTimeMs()) {}
 
 void RenderPass::run() {
   bool silent = !begin() || fill() == Filling::Silence;
@@ -132,13 +138,14 @@ bool RenderPass::isWhollyLate() const {
          m_now > m_front.m_timeStamp + m_front.m_duration;
 }
 
-void RenderPass::dropFront() {
-  m_feed.reportBuffer(m_feed.m_streamId, BufferState::kDroppedLate, m_front.m_buffer);
+void RenderPass::dropFront() TAVRO_NONBLOCKING {
+  TAVRO_CALLS_OUT(
+      m_feed.reportBuffer(m_feed.m_streamId, BufferState::kDroppedLate, m_front.m_buffer);)
   nextFront();
 }
 
-void RenderPass::playFront() {
-  m_front.lockData();
+void RenderPass::playFront() TAVRO_NONBLOCKING {
+  TAVRO_CALLS_OUT(m_front.lockData();)
   Piece piece{};
   piece.time =
       m_front.m_timeStamp + static_cast<std::uint32_t>(std::uint64_t{m_front.m_duration} *
@@ -149,10 +156,10 @@ void RenderPass::playFront() {
   }
   const std::uint32_t bytes =
       std::min(m_front.m_size - m_front.m_position, m_bytes - m_target.mDataByteSize);
-  m_feed.reportBuffer(m_feed.m_streamId, BufferState::kPlaying, m_front.m_buffer);
+  TAVRO_CALLS_OUT(m_feed.reportBuffer(m_feed.m_streamId, BufferState::kPlaying, m_front.m_buffer);)
   std::memcpy(static_cast<std::uint8_t*>(m_target.mData) + m_target.mDataByteSize,
               m_front.m_data + m_front.m_position, bytes);
-  m_front.unlockData();
+  TAVRO_CALLS_OUT(m_front.unlockData();)
   m_target.mDataByteSize += bytes;
   m_front.m_position += bytes;
   m_feed.m_lastEndTime = piece.time + piece.duration;
@@ -177,13 +184,13 @@ void RenderPass::enterAtClock(Piece& piece) {
   piece.duration -= late;
 }
 
-void RenderPass::finishFront() {
-  m_feed.reportBuffer(m_feed.m_streamId, BufferState::kPlayed, m_front.m_buffer);
+void RenderPass::finishFront() TAVRO_NONBLOCKING {
+  TAVRO_CALLS_OUT(m_feed.reportBuffer(m_feed.m_streamId, BufferState::kPlayed, m_front.m_buffer);)
   nextFront();
 }
 
-void RenderPass::nextFront() {
-  m_front.release();
+void RenderPass::nextFront() TAVRO_NONBLOCKING {
+  TAVRO_CALLS_OUT(m_front.release();)
   if (!m_feed.popFrontAndTakeNext(m_front)) {
     m_feed.m_synced = false;  // the queue was cleared meanwhile: align again
   }
@@ -216,7 +223,7 @@ void RenderPass::fillWithSilence() {
 }
 
 void renderPcm(Feed& feed, const PcmStream& stream, AudioUnitRenderActionFlags* flags,
-               UInt32 frames, AudioBufferList* target) {
+               UInt32 frames, AudioBufferList* target) TAVRO_NONBLOCKING {
   RenderPass(feed, stream, flags, frames, target->mBuffers[0]).run();
 }
 

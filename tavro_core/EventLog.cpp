@@ -5,6 +5,7 @@
 #include <chrono>
 #include <utility>
 
+#include "locks/NonBlocking.h"
 #include "time/HostTime.h"
 
 namespace Tavro {
@@ -45,6 +46,7 @@ void EventLog::record(EventKind kind, std::uint32_t timeStampMs, std::uint32_t b
     if (push(record)) {
       return;
     }
+    TAVRO_MAY_BLOCK;  // simulated time has no deadlines
     m_rounds.wait(round);
   }
 }

@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "locks/NonBlocking.h"
 #include "time/HostTime.h"
 #include "time/Nanoseconds.h"
 
@@ -26,7 +27,9 @@ void futexWait(std::atomic<std::uint32_t>& word, std::uint32_t expected, std::ui
           deadline == kNever ? nullptr : &until, nullptr, FUTEX_BITSET_MATCH_ANY);
 }
 
+/// A system call that does not wait.
 void futexWake(std::atomic<std::uint32_t>& word) {
+  TAVRO_MAY_BLOCK;
   syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 

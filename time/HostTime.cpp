@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "locks/NonBlocking.h"
 #include "time/CpuAffinity.h"
 #include "time/Scheduler.h"
 
@@ -24,6 +25,7 @@ void useAnyProcessor() { CpuAffinity::instance().roam(); }
 
 void Signal::notify() {
   if (isSimulated()) {
+    TAVRO_MAY_BLOCK;  // threads take turns, and none is in a hurry
     Scheduler::instance().notify(*this);
   } else {
     m_gate.open();

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "check/watch/Watch.h"
+#include "locks/NonBlocking.h"
 
 namespace Check {
 
@@ -71,6 +72,15 @@ class Journal {
 inline void misuseIf(bool wrong, const char* what) {
   if (wrong) {
     Journal::instance().misuse(what);
+  }
+}
+
+/// Calls a hook of the check, if it is set. It may allocate and wait, whatever the thread.
+template <class Hook, class... Arguments>
+void callHook(const Hook& hook, const Arguments&... arguments) {
+  if (hook) {
+    TAVRO_MAY_BLOCK;
+    hook(arguments...);
   }
 }
 

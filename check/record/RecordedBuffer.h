@@ -60,9 +60,7 @@ class RecordedBuffer : public Tavro::MediaBuffer {
 
  private:
   void begin(const char* unlessHeld, const std::function<void()>& hook) {
-    if (hook) {
-      hook();
-    }
+    callHook(hook);
     misuseIf(!m_delivered || m_releases != 0, unlessHeld);
   }
 

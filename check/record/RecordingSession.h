@@ -38,9 +38,7 @@ struct Registered : std::set<T*> {
 struct HandSetClock : Tavro::SessionClock {
   std::uint32_t currentTime() override {
     reads.fetch_add(1, std::memory_order_relaxed);
-    if (onRead) {
-      onRead();
-    }
+    callHook(onRead);
     return ms.load(std::memory_order_relaxed);
   }
   void addTimeBase(Tavro::TimeBaseInterface* timeBase) override {
@@ -86,9 +84,7 @@ class RecordingSession : public Tavro::GraphSessionInterface {
   void reportBuffer(std::uint32_t streamId, std::uint32_t state,
                     Tavro::MediaBuffer* buffer) override {
     const Report report{streamId, state, buffer};
-    if (onReport) {
-      onReport(report);
-    }
+    callHook(onReport, report);
     reportsOf.at(state < reportsOf.size() ? state : 0).fetch_add(1, std::memory_order_relaxed);
     if (Journal::instance().isRecording()) {
       const Watch::Pause pause;

@@ -45,9 +45,7 @@ class ScriptedUpstream : public Tavro::PortInterface {
 
   bool readQuery(unsigned id, Tavro::_Variant* value) override {
     ++m_queries;
-    if (onQuery) {
-      onQuery();
-    }
+    callHook(onQuery);
     if (id != Tavro::PortQuery::kNextBuffer || value->value != 0) {
       return unexpected();
     }

@@ -9,6 +9,8 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include "locks/NonBlocking.h"
+
 #if defined(__SANITIZE_ADDRESS__)
 
 #include <sanitizer/lsan_interface.h>
@@ -21,12 +23,18 @@ bool Check::Watch::hasLeaks() { return false; }
 
 #endif
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || \
+    defined(TAVRO_WATCHES_REAL_TIME)
 
 namespace Check::Watch {
 bool isPresent() { return false; }
+#if defined(TAVRO_WATCHES_REAL_TIME)
+Pause::Pause() { __rtsan_disable(); }
+Pause::~Pause() { __rtsan_enable(); }
+#else
 Pause::Pause() = default;
 Pause::~Pause() {}  // NOLINT: an object that is only held must not look unused
+#endif
 std::uint64_t allocations() { return 0; }
 void refuseAllocation(std::uint64_t) {}
 std::int64_t liveBlocks() { return 0; }

@@ -12,7 +12,8 @@
 /// allocations.
 ///
 /// The check's own code runs in a Pause: it is neither counted nor refused. Absent under the
-/// sanitizers, which replace these functions themselves. [any-thread]
+/// sanitizers, which replace these functions themselves; RealtimeSanitizer reports nothing in a
+/// Pause. [any-thread]
 namespace Check::Watch {
 
 bool isPresent();

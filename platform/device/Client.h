@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "locks/NonBlocking.h"
+
 namespace Platform {
 
 struct Cycle {
@@ -19,8 +21,8 @@ struct Cycle {
 class Client {
  public:
   virtual ~Client() = default;
-  virtual bool play(const Cycle& cycle) = 0;  // true if only silence; [io-thread]
-  virtual void deviceChanged() {}             // between cycles, under the device's I/O lock
+  virtual bool play(const Cycle& cycle) TAVRO_NONBLOCKING = 0;  // true if only silence; [io-thread]
+  virtual void deviceChanged() {}  // between cycles, under the device's I/O lock
 };
 
 }  // namespace Platform

@@ -33,13 +33,16 @@ void ClientList::closeGaps() {
 }
 
 /// Iterates by index, as the list may change meanwhile.
-bool ClientList::play(AudioBufferList& buffers, std::uint32_t frames, const AudioTimeStamp& time) {
+bool ClientList::play(AudioBufferList& buffers, std::uint32_t frames,
+                      const AudioTimeStamp& time) TAVRO_NONBLOCKING {
   bool silent = true;
   const std::size_t count = m_clients.size();
   for (std::size_t i = 0; i < count; ++i) {
-    if (const std::shared_ptr<Client> client = m_clients[i]) {
+    // A client may be removed during its call. What removes it holds it until it is stopped, so
+    // this reference is not the last one.
+    TAVRO_CALLS_OUT(if (const std::shared_ptr<Client> client = m_clients[i]) {
       silent &= client->play({.buffers = buffers, .frames = frames, .time = time, .mix = !silent});
-    }
+    })
   }
   return silent;
 }

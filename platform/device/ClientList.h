@@ -10,6 +10,7 @@
 #include <memory>
 #include <vector>
 
+#include "locks/NonBlocking.h"
 #include "platform/device/Client.h"
 
 namespace Platform {
@@ -30,7 +31,8 @@ class ClientList {
   void closeGaps();
 
   /// Calls all clients. Returns true if there is only silence. [io-thread]
-  bool play(AudioBufferList& buffers, std::uint32_t frames, const AudioTimeStamp& time);
+  bool play(AudioBufferList& buffers, std::uint32_t frames,
+            const AudioTimeStamp& time) TAVRO_NONBLOCKING;
   /// Notifies all clients of a new description. Between cycles.
   void deviceChanged();
 

@@ -18,7 +18,8 @@ void CycleBuffers::allocate(const std::vector<DriverStream>& streams) {
   }
 }
 
-void CycleBuffers::prepare(const std::vector<DriverStream>& streams, std::uint32_t frames) {
+void CycleBuffers::prepare(const std::vector<DriverStream>& streams,
+                           std::uint32_t frames) TAVRO_NONBLOCKING {
   list().mNumberBuffers = static_cast<UInt32>(m_memory.size());
   for (std::size_t i = 0; i < m_memory.size(); ++i) {
     const DriverStream& stream = streams[i];

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "locks/NonBlocking.h"
 #include "platform/driver/Driver.h"
 #include "time/RealTime.h"
 
@@ -24,7 +25,7 @@ class CycleBuffers {
   /// Allocates what the largest cycle needs. Between cycles.
   void allocate(const std::vector<DriverStream>& streams);
   /// Makes one zeroed buffer per stream, for up to kMaxFrames frames. [io-thread]
-  void prepare(const std::vector<DriverStream>& streams, std::uint32_t frames);
+  void prepare(const std::vector<DriverStream>& streams, std::uint32_t frames) TAVRO_NONBLOCKING;
 
   AudioBufferList& list() { return *reinterpret_cast<AudioBufferList*>(m_list.data()); }
 

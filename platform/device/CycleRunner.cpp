@@ -77,7 +77,7 @@ void CycleRunner::scheduleThread() {
 }
 
 /// Returns true if there is only silence.
-bool CycleRunner::play(std::uint32_t frames, std::uint64_t dueNs) {
+bool CycleRunner::play(std::uint32_t frames, std::uint64_t dueNs) TAVRO_NONBLOCKING {
   m_buffers.prepare(present().description.streams, frames);
   AudioTimeStamp time{};
   time.mSampleTime = static_cast<Float64>(m_framesSinceStart);

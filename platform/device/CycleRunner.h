@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "locks/Mutex.h"
+#include "locks/NonBlocking.h"
 #include "platform/device/ClientList.h"
 #include "platform/device/CycleBuffers.h"
 #include "platform/device/DeviceState.h"
@@ -55,7 +56,7 @@ class CycleRunner final : public CycleSource {
  private:
   /// Not analysed: m_state is written under both locks, so m_io suffices for reading it.
   const DeviceState& present() const TAVRO_REQUIRES(m_io) TAVRO_NO_ANALYSIS { return m_state; }
-  bool play(std::uint32_t frames, std::uint64_t dueNs) TAVRO_REQUIRES(m_io);
+  bool play(std::uint32_t frames, std::uint64_t dueNs) TAVRO_NONBLOCKING TAVRO_REQUIRES(m_io);
   void scheduleThread() TAVRO_REQUIRES(m_io);
   void countBursts() TAVRO_REQUIRES(m_io);
   void countCycle(std::uint32_t frames, std::uint64_t dueNs) TAVRO_REQUIRES(m_io);

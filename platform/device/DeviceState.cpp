@@ -41,7 +41,7 @@ std::uint32_t DeviceState::cycleFrames() const {
   return bursts ? kBurstFrames : description.cycleFrames;
 }
 
-std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames) {
+std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames) TAVRO_NONBLOCKING {
   if (stream.oddBufferBytes) {
     return *stream.oddBufferBytes;
   }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "locks/NonBlocking.h"
 #include "platform/driver/Driver.h"
 
 namespace Platform {
@@ -22,7 +23,7 @@ struct DeviceState {
 };
 
 /// Returns the size of the stream's buffer for a cycle of so many frames.
-std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames);
+std::size_t bufferBytes(const DriverStream& stream, std::uint32_t frames) TAVRO_NONBLOCKING;
 
 /// Returns true if clients need not adapt to the difference.
 bool playsAlike(const DriverDescription& one, const DriverDescription& other);

@@ -40,7 +40,7 @@ bool isPlayableRate(double rate) {
 
 }  // namespace
 
-std::uint32_t SampleFormat::bytes() const {
+std::uint32_t SampleFormat::bytes() const TAVRO_NONBLOCKING {
   switch (type) {
     case SampleType::S8:
       return 1;

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "locks/NonBlocking.h"
+
 namespace Platform {
 
 inline constexpr std::uint32_t kMaxChannels = 64;
@@ -20,7 +22,7 @@ struct SampleFormat {
   SampleType type = SampleType::S16;
   bool bigEndian = false;
 
-  std::uint32_t bytes() const;
+  std::uint32_t bytes() const TAVRO_NONBLOCKING;
   bool operator==(const SampleFormat&) const = default;
 };
 

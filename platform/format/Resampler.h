@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <memory>
 
+#include "locks/NonBlocking.h"
+
 namespace Platform {
 
 class Resampler {
@@ -19,16 +21,17 @@ class Resampler {
   virtual ~Resampler() = default;
 
   /// Returns the input frames that convert() needs for the next `outputFrames`. [io-thread]
-  virtual std::uint32_t inputFor(std::uint32_t outputFrames) const = 0;
+  virtual std::uint32_t inputFor(std::uint32_t outputFrames) const TAVRO_NONBLOCKING = 0;
 
   /// Returns the largest result of inputFor().
   virtual std::uint32_t maxInputFrames() const = 0;
 
   /// Reads inputFor(outputFrames) frames, writes outputFrames; does not allocate. [io-thread]
-  virtual void convert(const double* input, double* output, std::uint32_t outputFrames) = 0;
+  virtual void convert(const double* input, double* output,
+                       std::uint32_t outputFrames) TAVRO_NONBLOCKING = 0;
 
   /// Returns how many frames of silent input flush out all earlier sound.
-  virtual std::uint32_t memoryFrames() const = 0;
+  virtual std::uint32_t memoryFrames() const TAVRO_NONBLOCKING = 0;
 };
 
 /// Handles requests of up to `maxOutputFrames`. Throws std::runtime_error if the library is missing

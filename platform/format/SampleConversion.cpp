@@ -99,13 +99,13 @@ void pack(SampleType type, const double* samples, std::byte* packed, std::size_t
 }  // namespace
 
 void unpackSamples(SampleFormat format, const std::byte* packed, double* samples,
-                   std::size_t sampleCount) {
+                   std::size_t sampleCount) TAVRO_NONBLOCKING {
   format.bigEndian ? unpack<true>(format.type, packed, samples, sampleCount)
                    : unpack<false>(format.type, packed, samples, sampleCount);
 }
 
 void packSamples(SampleFormat format, const double* samples, std::byte* packed,
-                 std::size_t sampleCount) {
+                 std::size_t sampleCount) TAVRO_NONBLOCKING {
   format.bigEndian ? pack<true>(format.type, samples, packed, sampleCount)
                    : pack<false>(format.type, samples, packed, sampleCount);
 }

@@ -7,17 +7,18 @@
 
 #include <cstddef>
 
+#include "locks/NonBlocking.h"
 #include "platform/format/PcmFormat.h"
 
 namespace Platform {
 
 /// [io-thread]
 void unpackSamples(SampleFormat format, const std::byte* packed, double* samples,
-                   std::size_t sampleCount);
+                   std::size_t sampleCount) TAVRO_NONBLOCKING;
 
 /// Rounds to the nearest integer and clips at full scale; float is not clipped. NaN becomes 0 in an
 /// integer. [io-thread]
 void packSamples(SampleFormat format, const double* samples, std::byte* packed,
-                 std::size_t sampleCount);
+                 std::size_t sampleCount) TAVRO_NONBLOCKING;
 
 }  // namespace Platform

@@ -16,7 +16,7 @@ constexpr std::array kBurstFormats = {AudioFormatID{kAudioFormat60958AC3},
 
 }  // namespace
 
-bool isBurstFormat(const AudioStreamBasicDescription& description) {
+bool isBurstFormat(const AudioStreamBasicDescription& description) TAVRO_NONBLOCKING {
   return std::ranges::find(kBurstFormats, description.mFormatID) != kBurstFormats.end();
 }
 

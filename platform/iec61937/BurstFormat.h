@@ -13,6 +13,7 @@
 #include <span>
 
 #include "ac3/FrameHeader.h"
+#include "locks/NonBlocking.h"
 #include "platform/format/PcmFormat.h"
 
 namespace Platform {
@@ -25,7 +26,7 @@ inline constexpr std::array kBurstRates = Ac3::kRates;
 using Burst = std::span<const std::uint8_t, kBurstBytes>;
 
 /// Returns true for any identifier of AC-3 bursts, whatever the rate and the channels.
-bool isBurstFormat(const AudioStreamBasicDescription& description);
+bool isBurstFormat(const AudioStreamBasicDescription& description) TAVRO_NONBLOCKING;
 AudioStreamBasicDescription describeBursts(double rate, std::uint32_t channels = kBurstChannels,
                                            AudioFormatID formatId = kAudioFormat60958AC3);
 /// Returns the rate if the description equals describeBursts() of one of kBurstRates.

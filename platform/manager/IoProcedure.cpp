@@ -14,6 +14,8 @@
 namespace Platform {
 namespace {
 
+constexpr AudioBufferList kNoInput{};
+
 class IoProcedure final : public Client {
  public:
   IoProcedure(std::shared_ptr<Device> device, AudioDeviceIOProc procedure, void* clientData)
@@ -21,10 +23,9 @@ class IoProcedure final : public Client {
 
   Device& device() const { return *m_device; }
 
-  bool play(const Cycle& cycle) override {
-    static const AudioBufferList noInput{};
-    m_procedure(m_device->id(), &cycle.time, &noInput, &cycle.time, &cycle.buffers, &cycle.time,
-                m_clientData);
+  bool play(const Cycle& cycle) TAVRO_NONBLOCKING override {
+    TAVRO_CALLS_OUT(m_procedure(m_device->id(), &cycle.time, &kNoInput, &cycle.time, &cycle.buffers,
+                                &cycle.time, m_clientData);)
     return !cycle.mix && isSilent(cycle.buffers);
   }
 

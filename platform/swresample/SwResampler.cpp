@@ -79,20 +79,21 @@ void SwResampler::prime() {
   m_maxInputFrames = static_cast<std::uint32_t>(inputPosition(m_maxOutputFrames)) + m_lookAhead + 1;
 }
 
-std::uint32_t SwResampler::inputFor(std::uint32_t outputFrames) const {
+std::uint32_t SwResampler::inputFor(std::uint32_t outputFrames) const TAVRO_NONBLOCKING {
   const std::uint64_t needed = inputPosition(m_framesOut + outputFrames) + m_lookAhead;
   return static_cast<std::uint32_t>(needed - std::min(needed, m_framesIn));
 }
 
-void SwResampler::convert(const double* input, double* output, std::uint32_t outputFrames) {
+void SwResampler::convert(const double* input, double* output,
+                          std::uint32_t outputFrames) TAVRO_NONBLOCKING {
   std::uint32_t inputFrames = inputFor(outputFrames);
   m_framesIn += inputFrames;
   m_framesOut += outputFrames;
   if (m_framesToDrop != 0) {
-    m_framesToDrop -= feed(input, inputFrames, m_dropped.data(), m_framesToDrop);
+    TAVRO_CALLS_OUT(m_framesToDrop -= feed(input, inputFrames, m_dropped.data(), m_framesToDrop);)
     inputFrames = 0;
   }
-  const std::uint32_t given = feed(input, inputFrames, output, outputFrames);
+  TAVRO_CALLS_OUT(const std::uint32_t given = feed(input, inputFrames, output, outputFrames);)
   std::fill(output + std::size_t{given} * m_channels,
             output + std::size_t{outputFrames} * m_channels, 0.0);
 }

@@ -22,10 +22,11 @@ class SwResampler final : public Resampler {
   SwResampler(const SwResampler&) = delete;
   SwResampler& operator=(const SwResampler&) = delete;
 
-  std::uint32_t inputFor(std::uint32_t outputFrames) const override;
+  std::uint32_t inputFor(std::uint32_t outputFrames) const TAVRO_NONBLOCKING override;
   std::uint32_t maxInputFrames() const override { return m_maxInputFrames; }
-  void convert(const double* input, double* output, std::uint32_t outputFrames) override;
-  std::uint32_t memoryFrames() const override { return 2 * m_lookAhead; }
+  void convert(const double* input, double* output,
+               std::uint32_t outputFrames) TAVRO_NONBLOCKING override;
+  std::uint32_t memoryFrames() const TAVRO_NONBLOCKING override { return 2 * m_lookAhead; }
 
  private:
   std::uint64_t inputPosition(std::uint64_t outputFrames) const;

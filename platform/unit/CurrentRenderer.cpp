@@ -68,7 +68,7 @@ void CurrentRenderer::adapt(const UnitConfiguration& configuration, float gain) 
   m_renderer.reset();  // cannot convert to the device's new rate: silence
 }
 
-bool CurrentRenderer::play(const Cycle& cycle, float gain) {
+bool CurrentRenderer::play(const Cycle& cycle, float gain) TAVRO_NONBLOCKING {
   return !m_renderer ||
          m_renderer->render(cycle.buffers, cycle.frames, cycle.time, gain, cycle.mix);
 }

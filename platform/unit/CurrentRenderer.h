@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "locks/NonBlocking.h"
 #include "platform/device/Client.h"
 #include "platform/unit/UnitConfiguration.h"
 #include "platform/unit/UnitRenderer.h"
@@ -27,7 +28,7 @@ class CurrentRenderer {
       TAVRO_REQUIRES(configuration.device->ioLock());
 
   /// Returns true if there is only silence. [io-thread]
-  bool play(const Cycle& cycle, float gain);
+  bool play(const Cycle& cycle, float gain) TAVRO_NONBLOCKING;
 
  private:
   std::unique_ptr<UnitRenderer> m_renderer;  // null: silence

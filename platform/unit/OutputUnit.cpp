@@ -225,6 +225,8 @@ bool OutputUnit::isRunning() const {
   return m_started && m_configuration.device->isAlive();
 }
 
-bool OutputUnit::play(const Cycle& cycle) { return m_renderer.play(cycle, gain()); }
+bool OutputUnit::play(const Cycle& cycle) TAVRO_NONBLOCKING {
+  return m_renderer.play(cycle, gain());
+}
 
 }  // namespace Platform

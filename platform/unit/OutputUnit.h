@@ -50,7 +50,7 @@ class OutputUnit final : public Client, public std::enable_shared_from_this<Outp
   void shutDown();  // stops permanently
   bool isRunning() const;
 
-  bool play(const Cycle& cycle) override;
+  bool play(const Cycle& cycle) TAVRO_NONBLOCKING override;
   void deviceChanged() override;
 
  private:

@@ -22,7 +22,7 @@ std::atomic<std::uint32_t> callsUnderWay{0};  // counted before `current` is rea
 
 namespace Platform {
 
-void reportRender(const AudioDevices::RenderRecord& record) {
+void reportRender(const AudioDevices::RenderRecord& record) TAVRO_NONBLOCKING {
   if (current.load(std::memory_order_relaxed) == nullptr) {
     return;
   }
@@ -30,7 +30,7 @@ void reportRender(const AudioDevices::RenderRecord& record) {
   // the new observer here.
   callsUnderWay.fetch_add(1);
   if (const Observation* observation = current.load()) {
-    observation->observer(observation->context, record);
+    TAVRO_CALLS_OUT(observation->observer(observation->context, record);)
   }
   callsUnderWay.fetch_sub(1);
 }

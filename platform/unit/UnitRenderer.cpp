@@ -43,7 +43,7 @@ UnitRenderer::UnitRenderer(RenderConfig plan, float gain)
 }
 
 bool UnitRenderer::render(AudioBufferList& buffers, std::uint32_t frames,
-                          const AudioTimeStamp& time, float gain, bool mix) {
+                          const AudioTimeStamp& time, float gain, bool mix) TAVRO_NONBLOCKING {
   frames = std::min(frames, m_plan.maxFrames);
   const std::uint32_t sourceFrames = m_resampler ? m_resampler->inputFor(frames) : frames;
   const bool silentInput = pull(sourceFrames, time);
@@ -77,7 +77,7 @@ bool UnitRenderer::render(AudioBufferList& buffers, std::uint32_t frames,
 
 /// Pulls `frames` frames from the callback, zeroing what it does not provide. Returns true if
 /// silent.
-bool UnitRenderer::pull(std::uint32_t frames, const AudioTimeStamp& time) {
+bool UnitRenderer::pull(std::uint32_t frames, const AudioTimeStamp& time) TAVRO_NONBLOCKING {
   const std::uint32_t bytes = frames * m_plan.source.bytesPerFrame();
   if (frames == 0) {
     return true;
@@ -87,8 +87,8 @@ bool UnitRenderer::pull(std::uint32_t frames, const AudioTimeStamp& time) {
   list.mBuffers[0] = {
       .mNumberChannels = m_plan.source.channels, .mDataByteSize = bytes, .mData = m_source.data()};
   AudioUnitRenderActionFlags flags = 0;
-  const OSStatus status =
-      m_plan.callback.inputProc(m_plan.callback.inputProcRefCon, &flags, &time, 0, frames, &list);
+  TAVRO_CALLS_OUT(const OSStatus status = m_plan.callback.inputProc(
+                      m_plan.callback.inputProcRefCon, &flags, &time, 0, frames, &list);)
   const AudioBuffer& given = list.mBuffers[0];
   const bool silent = status != noErr || given.mData == nullptr || given.mDataByteSize == 0 ||
                       (flags & kAudioUnitRenderAction_OutputIsSilence) != 0;

@@ -16,6 +16,7 @@
 #include <optional>
 #include <vector>
 
+#include "locks/NonBlocking.h"
 #include "platform/format/PcmFormat.h"
 #include "platform/format/Resampler.h"
 #include "time/RealTime.h"
@@ -40,7 +41,7 @@ class UnitRenderer {
   /// Writes `frames` frames into the zeroed buffers or, with `mix`, adds them to what these hold.
   /// Returns true if all of it is silence and the buffers are unchanged. [io-thread]
   bool render(AudioBufferList& buffers, std::uint32_t frames, const AudioTimeStamp& time,
-              float gain, bool mix);
+              float gain, bool mix) TAVRO_NONBLOCKING;
 
  private:
   struct Target {
@@ -48,7 +49,7 @@ class UnitRenderer {
     PcmFormat format;
     std::vector<SInt32> map;  // of this stream's channels
   };
-  bool pull(std::uint32_t frames, const AudioTimeStamp& time);
+  bool pull(std::uint32_t frames, const AudioTimeStamp& time) TAVRO_NONBLOCKING;
   bool needsConversion(const Target& target, bool mix) const;
   void copyTo(const Target& target, std::byte* out, std::uint32_t frames) const;
   const double* convertSource(std::uint32_t sourceFrames, std::uint32_t frames, float gain);

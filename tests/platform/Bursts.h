@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "Play.h"
+#include "locks/NonBlocking.h"
 
 inline constexpr std::size_t kBurst = 6144;
 
@@ -59,6 +60,7 @@ class BurstPlayer {
   static OSStatus play(AudioObjectID, const AudioTimeStamp*, const AudioBufferList*,
                        const AudioTimeStamp*, AudioBufferList* list, const AudioTimeStamp*,
                        void* context) {
+    TAVRO_MAY_BLOCK;
     auto& self = *static_cast<BurstPlayer*>(context);
     auto& sizes = self.bufferBytes.emplace_back();
     for (UInt32 i = 0; i < list->mNumberBuffers; ++i) {

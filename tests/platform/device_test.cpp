@@ -34,6 +34,7 @@ class Behaviour {
 
  private:
   void call() {
+    TAVRO_MAY_BLOCK;
     m_inside = true;
     ++m_calls;
     m_onCall();
@@ -267,6 +268,7 @@ TEST(RenderObserver, hearsOfEachCallUntilItIsTakenAway) {
   const auto format = pcmInteger(48000, 2, 16);
   Playing playing(format, format, Bytes(4 * 512, 1));
   std::vector<AudioDevices::RenderRecord> records;
+  records.reserve(3);
   AudioDevices::setRenderObserver(
       [](void* context, const AudioDevices::RenderRecord& record) {
         static_cast<std::vector<AudioDevices::RenderRecord>*>(context)->push_back(record);
