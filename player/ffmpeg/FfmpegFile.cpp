@@ -87,7 +87,8 @@ std::optional<std::uint64_t> FfmpegFile::length() const {
     return static_cast<std::uint64_t>(av_rescale_q(m_stream->duration, m_stream->time_base, frame));
   }
   if (m_container->duration > 0) {
-    return static_cast<std::uint64_t>(av_rescale_q(m_container->duration, AV_TIME_BASE_Q, frame));
+    return static_cast<std::uint64_t>(
+        av_rescale_q(m_container->duration, AVRational{1, AV_TIME_BASE}, frame));
   }
   return std::nullopt;
 }

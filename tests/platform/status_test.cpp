@@ -26,7 +26,8 @@ TEST(UnitFormat, isRefusedUnlessItCanBePlayed) {
     EXPECT_EQ(graph.setFormat(format), kAudioUnitErr_FormatNotSupported) << what;
   };
   refuses([](auto& f) { f.mFormatID = kAudioFormatAC3; }, "compressed");
-  refuses([](auto& f) { f.mFormatFlags &= ~kAudioFormatFlagIsPacked; }, "unpacked");
+  refuses([](auto& f) { f.mFormatFlags &= ~AudioFormatFlags{kAudioFormatFlagIsPacked}; },
+          "unpacked");
   refuses([](auto& f) { f.mFormatFlags |= kAudioFormatFlagIsNonInterleaved; }, "planar");
   refuses([](auto& f) { f.mFormatFlags |= kAudioFormatFlagIsFloat; }, "float and integer");
   refuses([](auto& f) { f.mFormatFlags = kAudioFormatFlagIsPacked; }, "unsigned");
