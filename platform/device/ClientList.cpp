@@ -6,19 +6,21 @@
 
 namespace Platform {
 
-bool ClientList::has(const Client& client) const {
-  return std::ranges::find(m_clients, &client, &std::shared_ptr<Client>::get) != m_clients.end();
+std::vector<ClientList::Entry>::iterator ClientList::find(const Client& client) {
+  return std::ranges::find_if(m_clients, [&client](const Entry& entry) {
+    return entry.client.get() == &client && !entry.isRemoved;
+  });
 }
 
 void ClientList::add(const std::shared_ptr<Client>& client) {
-  m_clients.push_back(client);
+  m_clients.push_back({.client = client});
   ++m_count;
 }
 
 void ClientList::remove(const Client& client) {
-  const auto found = std::ranges::find(m_clients, &client, &std::shared_ptr<Client>::get);
+  const auto found = find(client);
   if (found != m_clients.end()) {
-    found->reset();
+    found->isRemoved = true;
     --m_count;
   }
 }
@@ -29,7 +31,7 @@ void ClientList::clear() {
 }
 
 void ClientList::closeGaps() {
-  std::erase_if(m_clients, [](const auto& client) { return client == nullptr; });
+  std::erase_if(m_clients, [](const Entry& entry) { return entry.isRemoved; });
 }
 
 /// Iterates by index, as the list may change meanwhile.
@@ -38,18 +40,17 @@ bool ClientList::play(AudioBufferList& buffers, std::uint32_t frames,
   bool silent = true;
   const std::size_t count = m_clients.size();
   for (std::size_t i = 0; i < count; ++i) {
-    // A client may be removed during its call. What removes it holds it until it is stopped, so
-    // this reference is not the last one.
-    TAVRO_CALLS_OUT(if (const std::shared_ptr<Client> client = m_clients[i]) {
-      silent &= client->play({.buffers = buffers, .frames = frames, .time = time, .mix = !silent});
-    })
+    if (!m_clients[i].isRemoved) {
+      Client& client = *m_clients[i].client;
+      silent &= client.play({.buffers = buffers, .frames = frames, .time = time, .mix = !silent});
+    }
   }
   return silent;
 }
 
 void ClientList::deviceChanged() {
-  for (const auto& client : m_clients) {
-    client->deviceChanged();
+  for (const Entry& entry : m_clients) {
+    entry.client->deviceChanged();
   }
 }
 

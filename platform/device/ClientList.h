@@ -21,7 +21,7 @@ namespace Platform {
 class ClientList {
  public:
   std::size_t count() const { return m_count.load(); }  // [any-thread]
-  bool has(const Client& client) const;
+  bool has(const Client& client) { return find(client) != m_clients.end(); }
 
   void add(const std::shared_ptr<Client>& client);
   /// Leaves a gap in the list, for closeGaps().
@@ -37,8 +37,14 @@ class ClientList {
   void deviceChanged();
 
  private:
-  std::vector<std::shared_ptr<Client>> m_clients;  // null if removed
-  std::atomic<std::size_t> m_count{0};             // without the gaps; for reading without the lock
+  struct Entry {
+    std::shared_ptr<Client> client;  // a removed one may be inside its call
+    bool isRemoved = false;
+  };
+  std::vector<Entry>::iterator find(const Client& client);
+
+  std::vector<Entry> m_clients;
+  std::atomic<std::size_t> m_count{0};  // without the gaps; for reading without the lock
 };
 
 }  // namespace Platform

@@ -61,6 +61,7 @@ std::uint32_t CycleRunner::cycle(std::uint32_t frames, std::uint64_t dueNs) {
   scheduleThread();
   const bool silent = play(frames, dueNs);
   countBursts();
+  // Real time by our own marks ends here: a driver may hold its lock and call a server's library.
   m_driver.deliver(m_buffers.list(), frames, silent);
   m_clients.closeGaps();
   m_cycleThread.store({});
