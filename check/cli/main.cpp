@@ -26,7 +26,7 @@ struct Options {
   std::string json;
   std::string junit;
   std::vector<std::string> only;
-  unsigned timeoutSeconds = 30;
+  unsigned timeoutSeconds = 120;
   bool list = false;
 };
 
@@ -64,7 +64,7 @@ void describe(CLI::App& app, Options& options) {
   app.add_option("--junit", options.junit, "Write them as JUnit XML (- for standard output)")
       ->option_text("PATH");
   app.add_option("--timeout", options.timeoutSeconds,
-                 "Limit the time of each promise (default: 30)")
+                 "Limit the time of each promise (default: 120)")
       ->option_text("SECONDS")
       ->check(CLI::Range(1, 3600));
   app.set_version_flag("--version", "tavro-play-check " PROGRAM_VERSION, "Print the version");

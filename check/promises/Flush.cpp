@@ -114,7 +114,7 @@ void flushDuringCall(Bench& bench, const Moment& moment, bool otherThread, UInt3
   bench.expect(std::ranges::find(call.bytes, kReleasedByte) == call.bytes.end(),
                "no bytes of a released buffer", "they were played");
   if (fresh != nullptr) {
-    bench.setGraphTime(1014);
+    bench.setGraphTime(1010);
     bench.expectEqual("a call after the flush is flagged as silence", bench.render(100).isSilent(),
                       true);
     bench.expectEqual("releases of the fresh buffer", fresh->releases(), 0U);

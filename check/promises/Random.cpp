@@ -179,9 +179,11 @@ void agreesWithTheModel(Bench& bench) {
 }  // namespace
 
 std::vector<Promise> randomPromises() {
-  return {{"random-sequences", "sound",
-           "In random sequences, sound, reports, references and time are those of a simple model.",
-           agreesWithTheModel}};
+  return {
+      {"random-sequences", "sound",
+       "In random sequences, readiness, sound, reports, references and time are those of a simple "
+       "model.",
+       agreesWithTheModel}};
 }
 
 }  // namespace Check

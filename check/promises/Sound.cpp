@@ -84,7 +84,7 @@ void waitsAfterAGap(Bench& bench) {
   expectSilence(bench, bench.render(960), 3840);  // also instead of the first buffer's bytes
   bench.expectEqual("releases of the buffer that ended before the gap", first.releases(), 1U);
   bench.expectEqual("releases of the buffer behind the gap", far.releases(), 0U);
-  bench.setGraphTime(1020);
+  bench.setGraphTime(1011);
   expectSilence(bench, bench.render(480), 1920);
   bench.setGraphTime(1021);
   expectSound(bench, bench.render(480), far.content());
@@ -106,8 +106,9 @@ void dropsWhatIsLate(Bench& bench) {
   bench.queue(400, 2000, 10);
   bench.setGraphTime(3000);
   expectSilence(bench, bench.render(480), 1920);  // nothing is left
-  bench.setGraphTime(2050);
+  bench.setGraphTime(2000);
   RecordedBuffer& atTheEnd = bench.queue(4000, 2000, 50);
+  bench.setGraphTime(2050);
   expectSound(bench, bench.render(1000), atTheEnd.content());  // ends now, so it is not late
 }
 
@@ -155,7 +156,7 @@ void fillsUpWithSilence(Bench& bench) {
   expectSound(bench, dry, joined(buffer.content(), Bytes(2048 - 1000, 0)));
   bench.expectEqual("channels of a call", dry.channels, UInt32{2});
   expectSilence(bench, bench.render(480), 1920);
-  RecordedBuffer& inTime = bench.queue(1920, 1015, 10);  // still synced: it follows on
+  RecordedBuffer& inTime = bench.queue(1920, 1010, 10);  // still synced: it follows on
   expectSound(bench, bench.render(480), inTime.content());
 }
 

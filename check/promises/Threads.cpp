@@ -165,9 +165,9 @@ void flushesBursts(Bench& bench) {
     for (Rounds rounds(400); rounds.next();) {
       const unsigned i = rounds.number();
       if (i % 8 == 0) {
-        bench.write(48000, 2, 16,
-                    i % 16 == 0 ? Tavro::PortQuery::kConfigurePassthrough
-                                : Tavro::PortQuery::kConfigurePcm);
+        const std::uint32_t mode =
+            i % 16 == 0 ? Tavro::PortQuery::kConfigurePassthrough : Tavro::PortQuery::kConfigurePcm;
+        misuseIf(!bench.write(48000, 2, 16, mode), "a change of mode is refused");
       }
       bench.ready();
       std::this_thread::yield();
