@@ -175,7 +175,7 @@ void staysWithinItsMemory(Bench& bench) {
   RecordedBuffer& first = bench.queue(200, 1000, 10);
   expectSound(bench, bench.render(50), first.content());
   RecordedBuffer& early = bench.queue(200, 1015, 10);  // would follow on, were it synced
-  for (const UInt32 capacity : {0U, 1U, 199U, 200U}) {
+  for (const UInt32 capacity : {199U, 0U, 1U, 200U}) {
     expectSilenceWithin(capacity);
   }
   bench.setGraphTime(1015);
