@@ -72,8 +72,8 @@ TEST_F(ClockOfTheTest, minutesAreExactAtSixteenTimesRealTime) {
   EXPECT_TRUE(liesIn(sink.played(), joined(expected), kFrame));
 }
 
-/// All at once, so that it takes no longer. Seen to be off by 6 parts per million at most on an idle
-/// machine; on a busy one each is still nearest to its own drift.
+/// All at once, so that it takes no longer. Seen to be off by 6 parts per million at most on an
+/// idle machine; on a busy one each is still nearest to its own drift.
 TEST_F(ClockOfTheTest, theDriftOfTheDeviceIsMeasuredAndLosesNothing) {
   const Wave in = giveNoise(20 * kSecond);
   PipeSink slow(addSink("slow"), 1 - 300e-6);
